@@ -1,0 +1,36 @@
+# What every target of the project is compiled and linked with. A target takes
+# it with target_link_libraries(... PRIVATE launcher_options).
+add_library(launcher_options INTERFACE)
+target_include_directories(launcher_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
+
+if(MSVC)
+  target_compile_options(launcher_options INTERFACE /W4 /WX /permissive- /utf-8)
+  target_compile_definitions(launcher_options INTERFACE _CRT_SECURE_NO_WARNINGS)
+else()
+  target_compile_options(launcher_options INTERFACE
+    -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wcast-align
+    -Wformat=2 -Wnull-dereference -Wold-style-cast -Wundef -Wunused -Woverloaded-virtual)
+endif()
+
+if(WIN32 AND NOT MSVC)
+  # One file that needs nothing but Windows itself.
+  target_link_options(launcher_options INTERFACE -static)
+  target_compile_options(launcher_options INTERFACE -ffunction-sections -fdata-sections)
+  target_link_options(launcher_options INTERFACE
+    -Wl,--gc-sections -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat)
+endif()
+
+if(LAUNCHER_SANITIZE)
+  target_compile_options(launcher_options INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(launcher_options INTERFACE -fsanitize=address,undefined)
+endif()
+if(LAUNCHER_COVERAGE)
+  target_compile_options(launcher_options INTERFACE --coverage -O0)
+  target_link_options(launcher_options INTERFACE --coverage)
+endif()
+if(LAUNCHER_FUZZ)
+  target_compile_options(launcher_options INTERFACE
+    -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(launcher_options INTERFACE -fsanitize=address,undefined)
+endif()
