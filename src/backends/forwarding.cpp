@@ -1,0 +1,37 @@
+// forwarding.cpp: variables and values on their way to the remote processes.
+#include "backends/forwarding.h"
+
+#include <cstdlib>
+
+#include "core/environment.h"
+#include "core/launch_state.h"
+#include "core/text.h"
+
+std::string forwarded_value(const std::string &value) {
+  return contains_blank(value) ? "\"'" + value + "'\"" : "\"" + value + "\"";
+}
+
+void append_work_size(std::string &line) {
+  const bool platform_mpi = state.mpi_name == "ibmmpi";
+  const char *option = platform_mpi ? " -e " : " -env ";
+  const char *separator = platform_mpi ? "=" : " ";
+  for (const char *name : {"ZEPHON_WORK_SIZE", "ZEPHON_WORK_UNIT"}) {
+    const auto value = env_text(name);
+    if (value && static_cast<float>(std::strtod(value->c_str(), nullptr)) > 0.0F) {
+      line.append(option).append(name).append(separator).append(*value).append(" ");
+    }
+  }
+}
+
+void append_solver_variables(std::string &line, const std::string &option,
+                             const std::string &separator) {
+  if (const auto root = env_text("QMX_ROOT")) {
+    line += option + "QMX_ROOT" + separator + forwarded_value(*root);
+  }
+  if (const auto architecture = env_text("QMX_ARCH")) {
+    line += option + "QMX_ARCH" + separator + "\"" + *architecture + "\"";
+  }
+  if (const auto directory = env_text("ZEPHON_PROD_DIR")) {
+    line += option + "ZEPHON_PROD_DIR" + separator + forwarded_value(*directory);
+  }
+}

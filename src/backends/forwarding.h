@@ -1,0 +1,19 @@
+// forwarding.h: what several back-ends hand on to the remote processes.
+#pragma once
+
+#include <string>
+
+// A value between double quotes, and between single quotes inside them when it
+// holds a blank.
+//   C:\mpi  ->  "C:\mpi"        C:\my mpi  ->  "'C:\my mpi'"
+std::string forwarded_value(const std::string &value);
+
+// Appends ZEPHON_WORK_SIZE and ZEPHON_WORK_UNIT, as they are set, when they are
+// positive numbers: " -env NAME VALUE ", or " -e NAME=VALUE " for Platform MPI.
+void append_work_size(std::string &line);
+
+// Appends QMX_ROOT, QMX_ARCH and ZEPHON_PROD_DIR when they are set, each as
+// option, name, separator and quoted value, such as " -env QMX_ROOT \"C:\\qmx\"".
+// QMX_ARCH never gets the single quotes.
+void append_solver_variables(std::string &line, const std::string &option,
+                             const std::string &separator);

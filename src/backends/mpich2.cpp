@@ -1,0 +1,113 @@
+// mpich2.cpp: builds the mpiexec command line of MPICH2.
+//
+// The line grows from left to right, in the order mpiexec reads it. Every piece
+// carries its own blanks, so one can come or go without its neighbours.
+#include "backends/mpich2.h"
+
+#include "backends/forwarding.h"
+#include "backends/host_files.h"
+#include "backends/smpd_service.h"
+#include "core/command_runner.h"
+#include "core/environment.h"
+#include "core/launch_state.h"
+#include "core/messages.h"
+#include "core/text.h"
+#include "core/text_file.h"
+#include "core/user_defined.h"
+#include "install/mpi_directory.h"
+
+namespace {
+
+int mpich2_home_announced = 0;  // the version is reported once in a run
+
+// A line is shown as a format without values: %% is one percent sign.
+std::string as_format(const std::string &line) {
+  std::string shown;
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    shown += line[i];
+    if (line.compare(i, 2, "%%") == 0) {
+      ++i;
+    }
+  }
+  return shown;
+}
+
+void report_version(const std::string &smpd) {
+  if (!file_is_readable(smpd)) {
+    return;
+  }
+  (void)run_command(smpd + " -version", [](const std::string &line) {
+    if (contains(line, "smpd options")) {  // it does not know the question
+      print("1.0.2 or older\n");
+      return false;
+    }
+    print_text(platform::standard_stream::output, as_format(line));
+    return true;
+  });
+}
+
+void append_channel(std::string &line) {
+  if (const auto channel = env_text("MPICH2_CHANNEL")) {
+    echo_user_defined("MPICH2_CHANNEL");
+    line += " -channel " + *channel;
+  } else {
+    const bool single_host =
+        host_file_is_single_host(env_text("ZEPHON_HOSTS_FILE"), state.num_procs) != 0;
+    line += single_host ? " -channel shm" : " -channel ssm";
+  }
+}
+
+std::string library_list() {
+  std::string list = find_mpich2_home(false) + "\\lib";
+  append_to_path_list(list, state.node_path);
+  append_to_path_list(list, ntbin_directory(state.zephon_inc.value_or("")));
+  return list;
+}
+
+// On this machine the new folders come behind the old PATH.
+void extend_path(const std::string &list) {
+  const auto path = env_text("PATH");
+  set_environment("PATH", path ? *path + ";" + list : list);
+}
+
+}  // namespace
+
+std::string find_mpich2_home(bool announce) {
+  const auto home = env_text("MPICH2_HOME");
+  if (!home || home->empty() || contains(*home, "MPIPro") ||
+      !file_is_readable(*home + "\\bin\\mpiexec.exe")) {
+    return mpi_installation_directory("mpich2", announce);
+  }
+  if (mpich2_home_announced == 0) {
+    echo_user_defined("MPICH2_HOME",
+                      "Make sure the same MPICH2 version is installed on all the used machines!\n");
+    report_version(*home + "\\bin\\smpd.exe");
+    print("\n");
+    ++mpich2_home_announced;
+  }
+  return *home;
+}
+
+int build_mpich2_command() {
+  const auto hosts_file = env_text("ZEPHON_HOSTS_FILE");
+
+  std::string line = find_mpich2_home(false) + "\\bin\\mpiexec.exe ";
+  if (hosts_file) {
+    require_smpd_and_credentials(find_mpich2_home(true) + "\\bin");
+    line += " -machinefile " + *hosts_file + " ";
+  } else {
+    line += " -localonly ";
+  }
+  append_format(line, " -np %d ", state.num_procs);
+  append_work_size(line);
+  append_channel(line);
+  if (hosts_file) {
+    line += " -env PATH \"" + library_list() + "\" ";
+  } else {
+    extend_path(library_list());
+  }
+  append_user_flags(line, "MPICH2_USER_FLAGS");
+
+  state.launch_command = line;
+  return 1;
+}

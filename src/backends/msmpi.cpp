@@ -1,0 +1,227 @@
+// msmpi.cpp: builds the mpiexec command line of MS-MPI.
+//
+// The line grows from left to right, in the order mpiexec reads it. Every piece
+// carries its own blanks, so one can come or go without its neighbours.
+#include "backends/msmpi.h"
+
+#include <string_view>
+#include <vector>
+
+#include "backends/forwarding.h"
+#include "core/command_runner.h"
+#include "core/environment.h"
+#include "core/exit_status.h"
+#include "core/launch_state.h"
+#include "core/messages.h"
+#include "core/text.h"
+#include "core/text_file.h"
+#include "core/trace.h"
+#include "core/user_defined.h"
+#include "install/mpi_directory.h"
+#include "scheduler/scheduler_options.h"
+
+namespace {
+
+constexpr int command_trace_line = 2291;
+
+std::vector<std::string> split_at_blanks(std::string_view text) {
+  std::vector<std::string> words;
+  for (std::size_t start = 0;
+       (start = text.find_first_not_of(' ', start)) != std::string_view::npos;) {
+    const std::size_t end = std::min(text.find(' ', start), text.size());
+    words.emplace_back(text.substr(start, end - start));
+    start = end;
+  }
+  return words;
+}
+
+// MSMPI_HOME often names the MPI that was installed last, whichever it is.
+std::string find_mpiexec() {
+  if (env_is_set("CCP_HOME")) {
+    return " mpiexec.exe ";
+  }
+  const auto home = env_text("MSMPI_HOME");
+  const bool usable =
+      home && !contains(*home, "MPIPro") && !contains(*home, "MPICH") && !contains(*home, "mpich");
+  return (usable ? *home : mpi_installation_directory("ms", false)) + "\\bin\\mpiexec.exe  ";
+}
+
+void write_machine_file_of_job(const std::optional<std::string> &head,
+                               const std::optional<std::string> &hosts_file) {
+  if (head && hosts_file && env_is_set("CCP_JOB_ID") && env_is_set("NP_PER_NODE")) {
+    (void)write_allocated_machine_file(*head, env_number("CCP_JOB_ID"), state.num_procs,
+                                       env_number("NP_PER_NODE"), hosts_file);
+  }
+}
+
+void append_netmask(std::string &line) {
+  if (const auto netmask = env_text("MPICH_NETMASK")) {
+    const std::string piece = " -env MPICH_NETMASK " + *netmask + " ";
+    line += piece;
+    print("\nUsing user defined: %s\n", piece.c_str());
+  }
+}
+
+// Where the ranks run: the nodes of this job, the nodes of a job that the
+// scheduler starts, or as many processes here.
+void append_hosts(std::string &line, const std::optional<std::string> &head,
+                  bool hosts_file_is_readable) {
+  const bool user_gives_hosts = contains(env_text("MPICH2_USER_FLAGS").value_or(""), "-hosts ");
+  if (inside_scheduled_job()) {
+    if (!user_gives_hosts) {
+      line +=
+          " -hosts " + reduce_node_list(env_text("CCP_NODES").value_or(""), state.num_procs) + " ";
+    }
+  } else if (head) {
+    line.insert(0, build_task_command(*head, hosts_file_is_readable));
+    if (!hosts_file_is_readable && !user_gives_hosts) {
+      line += " -hosts %CCP_NODES% ";  // the scheduler expands it when the task starts
+    }
+  } else {
+    append_format(line, " -np %d ", state.num_procs);
+  }
+}
+
+void append_machine_file(std::string &line, const std::string &hosts_file) {
+  const auto job_id = env_text("CCP_JOB_ID");
+  if (job_id && head_node()) {
+    // The first task of the job.
+    line += " -job " + *job_id + ".1 -dir " + env_text("STD_DIR").value_or(". ");
+    append_format(line, " -np %d ", state.num_procs);
+  }
+  line += " -machinefile " + hosts_file + " ";
+}
+
+void append_affinity(std::string &line) {
+  if (env_is_set("MSMPI_NO_AFFINITY_SET")) {
+    echo_user_defined("MSMPI_NO_AFFINITY_SET");
+  } else if (env_is_set("CCP_HOME") && env_is_set("CCP_JOBTEMPLATE")) {
+    line += " -affinity ";
+  }
+}
+
+// The nodes on a line such as "AllocatedNodes : alpha beta"; nothing on other lines.
+std::optional<std::vector<std::string>> allocated_nodes(const std::string &line) {
+  if (!line.starts_with("Allocated nodes") && !line.starts_with("AllocatedNodes")) {
+    return std::nullopt;
+  }
+  const std::string_view content =
+      std::string_view(line).substr(0, line.find_last_not_of("\r\n") + 1);
+  const std::size_t colon = content.find(':');
+  return split_at_blanks(colon == std::string_view::npos ? "" : content.substr(colon + 1));
+}
+
+void write_nodes(text_writer &file, const std::vector<std::string> &nodes, int processes,
+                 int processes_per_node) {
+  int written = 0;
+  for (const std::string &node : nodes) {
+    for (int i = 0; i < processes_per_node && written < processes; ++i, ++written) {
+      write_text(file, node + "\n");
+    }
+  }
+}
+
+}  // namespace
+
+int msmpi_backend() {
+  const auto head = head_node();
+  const auto hosts_file = env_text("ZEPHON_HOSTS_FILE");
+
+  std::string line = find_mpiexec();
+  check_cluster_environment(head);
+  write_machine_file_of_job(head, hosts_file);
+  const bool hosts_file_is_readable = hosts_file && file_is_readable(*hosts_file);
+  if (head || hosts_file) {
+    append_netmask(line);
+  }
+  append_hosts(line, head, hosts_file_is_readable);
+  if (hosts_file_is_readable) {
+    append_machine_file(line, *hosts_file);
+  }
+  std::string path = ntbin_directory(state.zephon_inc.value_or(""));
+  append_to_path_list(path, state.node_path);
+  line += " -env PATH \"" + path + "\" ";
+  if (head) {
+    line += " -env CCP_CLUSTER_NAME " + *head + " ";
+  }
+  append_work_size(line);
+  append_user_flags(line, "MPICH2_USER_FLAGS");
+  append_solver_variables(line, " -env ", " ");
+  append_affinity(line);
+
+  state.launch_command = line;
+  trace("sOptions.pre", line, command_trace_line);
+  return 1;
+}
+
+void check_cluster_environment(const std::optional<std::string> &head) {
+  if (!head || *head == "-1") {
+    return;
+  }
+  constexpr std::string_view setting = "MPICH_SOCKET_SBUFFER_SIZE=";
+  bool found = false;
+  (void)run_command("cluscfg listenvs /scheduler:" + *head, [&](const std::string &line) {
+    if (found) {
+      return false;
+    }
+    int size = 0;
+    if (line.starts_with(setting) && scan_number(line.c_str() + setting.size(), size) != nullptr) {
+      found = true;
+      if (size == 0) {
+        print(
+            "\n***\nWarning: \nThe following cluster environment variable setting may cause issues "
+            "with running parallel ZEPHON:\nMPICH_SOCKET_SBUFFER_SIZE=0\n***\n");
+      }
+    }
+    return true;
+  });
+}
+
+std::optional<std::string> write_allocated_machine_file(const std::string &head, int job_id,
+                                                        int processes, int processes_per_node,
+                                                        const std::optional<std::string> &path) {
+  // Opened, and so emptied, before the nodes are known.
+  auto file = path ? create_text(*path, platform::open_mode::write) : std::nullopt;
+  bool found = false;
+  (void)run_command(
+      format_text("%s view %d /scheduler:%s", state.ccp_job_command.c_str(), job_id, head.c_str()),
+      [&](const std::string &line) {
+        if (state.ptrace_mode) {
+          print_text(platform::standard_stream::output, line);
+        }
+        const auto nodes = allocated_nodes(line);
+        if (nodes && file) {
+          write_nodes(*file, *nodes, processes, processes_per_node);
+        }
+        found = nodes.has_value();
+        return !found;
+      });
+  if (file && !close_text(*file)) {
+    fatal(exit_config_fault, "\n Error:  Failed to create host file %s\n", path->c_str());
+  }
+  if (!found) {
+    return std::nullopt;
+  }
+  if (state.ptrace_mode && path) {
+    print("\nmachinefile %s\n", path->c_str());
+  }
+  return path;
+}
+
+std::string reduce_node_list(const std::string &nodes, int processes) {
+  if (to_number(nodes) < processes) {
+    return nodes;
+  }
+  const std::vector<std::string> words = split_at_blanks(nodes);
+  std::string reduced = std::to_string(processes) + " ";
+  // Word 0 is the count; then each node is followed by its processors.
+  for (std::size_t i = 1; i < words.size() && (i + 1) / 2 <= static_cast<std::size_t>(processes);
+       i += 2) {
+    reduced += words[i] + " 1 ";
+  }
+  return reduced;
+}
+
+bool inside_scheduled_job() {
+  return head_node() == "-1" && env_is_set("CCP_NODES");
+}

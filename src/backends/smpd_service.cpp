@@ -1,0 +1,110 @@
+// smpd_service.cpp: asks smpd and mpiexec, starts the one, registers with the other.
+#include "backends/smpd_service.h"
+
+#include "core/command_runner.h"
+#include "core/environment.h"
+#include "core/exit_status.h"
+#include "core/messages.h"
+#include "core/text.h"
+#include "core/timed_question.h"
+#include "core/user_defined.h"
+#include "platform/platform.h"
+
+namespace {
+
+constexpr int password_question_seconds = 3600;
+constexpr int registration_limit = 3;
+
+bool service_is_missing(const std::string &tools_directory) {
+  bool missing = false;
+  (void)run_command(program_in_folder(tools_directory, "\\smpd.exe") + " -status",
+                    [&](const std::string &line) {
+                      missing = line.starts_with("no smpd");
+                      print_text(platform::standard_stream::output, " " + line);
+                      return false;
+                    });
+  return missing;
+}
+
+// The service lives on, so it gets none of the launcher's handles: a script that
+// reads the launcher's output must see its end.
+void start_service(const std::string &tools_directory) {
+  const std::string command = tools_directory + "\\smpd.exe -d 0";
+  platform::start_settings settings;
+  settings.detached = true;
+  settings.hidden = true;
+  settings.title = "INTEL MPI SMPD";
+  settings.handles = platform::inheritance::none;
+  if (platform::start_process(command, settings).process) {
+    print("\nSuccessfully started the SMPD for INTEL MPI!\n");
+  } else {
+    print("\nFailed to start the SMPD for INTEL MPI [%s]!\n", command.c_str());
+  }
+}
+
+bool says_invalid(const std::string &line) {
+  return begins_ignoring_case(line, "FAIL") || begins_ignoring_case(line, "Unable") ||
+         contains(line, "failure");
+}
+
+enum class password_state { valid, invalid, unknown };
+
+password_state ask_password_state(const std::string &mpiexec) {
+  bool invalid = false;
+  const auto status = run_command(mpiexec + " -validate", [&](const std::string &line) {
+    invalid = says_invalid(line);
+    return false;
+  });
+  if (!status) {
+    return password_state::unknown;
+  }
+  return invalid ? password_state::invalid : password_state::valid;
+}
+
+}  // namespace
+
+void require_smpd_and_credentials(const std::string &tools_directory) {
+  if (equal_ignoring_case(env_text("ZEPHON_CRED_CHECK").value_or(""), "no")) {
+    echo_user_defined("ZEPHON_CRED_CHECK", "Skipping credential validation!");
+    return;
+  }
+  if (check_intel_smpd(tools_directory) == 0) {
+    fatal(exit_config_fault, "\n Error:  SMPD is not available!\n");
+  }
+  if (validate_intel_credentials(tools_directory) == 0) {
+    fatal(exit_no_credential, "\n Error:  Credential is not available!\n");
+  }
+}
+
+int check_intel_smpd(const std::string &tools_directory) {
+  print("\nChecking the status of SMPD for INTEL MPI on the local machine ...");
+  if (!service_is_missing(tools_directory)) {
+    return 1;
+  }
+  start_service(tools_directory);
+  return 2;
+}
+
+int validate_intel_credentials(const std::string &tools_directory) {
+  const std::string mpiexec = program_in_folder(tools_directory, "\\mpiexec.exe");
+  // A tool that cannot be started at all leaves it to the user to give up.
+  for (int attempt = 0;; ++attempt) {
+    const password_state password = ask_password_state(mpiexec);
+    if (password == password_state::valid) {
+      if (attempt >= 1) {
+        print("\nUser password encrypted into the Registry.\n");
+      }
+      return 1;
+    }
+    if (password == password_state::invalid && attempt >= registration_limit) {
+      print("\nUser password has been inputed 3 times, but still wrong!\n\n");
+      platform::exit_program(exit_wrong_password);
+    }
+    if (attempt >= 1 && timed_question("The password is invalid for INTEL MPI to launch jobs.\n"
+                                       "Do you want to input your password now?",
+                                       password_question_seconds, yes_no_buttons) != answer_yes) {
+      platform::exit_program(exit_normal);
+    }
+    (void)platform::run_in_console(mpiexec + " -register");
+  }
+}

@@ -1,0 +1,117 @@
+// command_runner.cpp: starts tools behind the command interpreter.
+#include "core/command_runner.h"
+
+#include <atomic>
+#include <utility>
+
+#include "core/messages.h"
+#include "core/trace.h"
+
+namespace {
+
+std::unique_ptr<run_record> runner_process;  // the current run
+platform::owned_handle monitor_thread;       // watches the current run's output
+std::atomic<bool> monitor_stopping = false;
+
+constexpr int runner_trace_line = 4151;
+
+// A monitor hangs in a read until it is interrupted; this many times it is
+// asked to end, with a wait of this many milliseconds each, before it is ended.
+constexpr int monitor_end_attempts = 40;
+constexpr unsigned long monitor_end_wait = 25;
+
+}  // namespace
+
+std::unique_ptr<run_record> start_run(const std::string &command) {
+  auto run = std::make_unique<run_record>();
+  if (auto pipe = platform::create_pipe()) {
+    run->output.handle = std::move(pipe->read_end);
+
+    platform::start_settings settings;
+    settings.give_standard_handles = true;
+    settings.output = pipe->write_end.get();
+    settings.error = pipe->write_end.get();
+    settings.hidden = true;
+    settings.handles = platform::inheritance::listed;
+    run->process = platform::start_process("cmd.exe /c " + command, settings).process;
+    // Our own write end closes here: the reading ends when the command's does.
+  }
+  if (!run->process) {
+    print_error("\nerror : cmd = %s\n", command.c_str());
+    return nullptr;
+  }
+  return run;
+}
+
+int close_run(std::unique_ptr<run_record> run) {
+  if (!run || !run->process) {
+    return -1;
+  }
+  run->output.handle.reset();
+  return static_cast<int>(platform::exit_code(run->process.get()));
+}
+
+text_reader *open_current_run(const std::string &command) {
+  trace("cmd", command, runner_trace_line);
+  if (!runner_process) {
+    runner_process = start_run(command);
+  }
+  return runner_process ? &runner_process->output : nullptr;
+}
+
+int close_current_run() {
+  return close_run(std::move(runner_process));
+}
+
+std::optional<int> run_command(const std::string &command, const line_taker &take_line) {
+  text_reader *output = open_current_run(command);
+  if (output == nullptr) {
+    print_error("\nError in execute command %s\n", command.c_str());
+    return std::nullopt;
+  }
+  std::string line;
+  while (read_line(*output, line) && take_line(line)) {
+  }
+  return close_current_run();
+}
+
+unsigned long start_monitor(platform::thread_routine routine, void *argument) {
+  monitor_stopping = false;
+  platform::started_thread started = platform::start_thread(routine, argument);
+  monitor_thread = std::move(started.thread);
+  return monitor_thread ? started.id : 0;
+}
+
+bool stop_monitor() {
+  if (!monitor_thread) {
+    return false;
+  }
+  // Ended in the middle of a write or an allocation, the thread would leave a
+  // lock behind. So its read is broken off first and it may end by itself.
+  monitor_stopping = true;
+  bool ended = false;
+  for (int attempt = 0; attempt < monitor_end_attempts && !ended; ++attempt) {
+    platform::interrupt_thread(monitor_thread.get());
+    ended = platform::wait_for(monitor_thread.get(), monitor_end_wait);
+  }
+  if (!ended) {
+    platform::terminate_thread(monitor_thread.get());
+  }
+  monitor_thread.reset();
+
+  if (runner_process) {
+    platform::terminate_process(runner_process->process.get(), 0);
+    (void)close_current_run();
+  }
+  return true;
+}
+
+bool monitor_is_stopping() {
+  return monitor_stopping;
+}
+
+void finish_monitor() {
+  (void)platform::wait_for(monitor_thread.get(), platform::wait_forever);
+  monitor_thread.reset();
+  (void)close_current_run();
+}

@@ -1,0 +1,59 @@
+// command_runner.h: runs external tools and reads what they print.
+//
+// A tool runs behind the command interpreter, hidden, with its standard output
+// and standard error joined in one pipe and no standard input. One run at a time
+// is the current run; most callers only need run_command:
+//
+//   run_command("job view 12 /scheduler:head", [](const std::string &line) { ...; return true; });
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/text_file.h"
+#include "platform/platform.h"
+
+struct run_record {
+  text_reader output;              // what the tool prints
+  platform::owned_handle process;  // the command interpreter
+};
+
+// Starts a command. Null when it cannot be started, which is reported on standard error.
+std::unique_ptr<run_record> start_run(const std::string &command);
+
+// Ends a run without waiting for the command. Gives back the command's exit
+// code, 259 when it still runs, -1 when there is no run or no process.
+int close_run(std::unique_ptr<run_record> run);
+
+// Traces the command and makes it the current run. Gives back the output of the
+// current run, which is that of an earlier command when that was not closed;
+// null when the command cannot be started. The reader lives until the run is closed.
+text_reader *open_current_run(const std::string &command);
+
+// Ends the current run; gives back what close_run does.
+int close_current_run();
+
+// Takes one piece of a tool's output; false ends the reading.
+using line_taker = std::function<bool(const std::string &line)>;
+
+// Runs a command as the current run, hands each line of its output to the taker
+// (lines longer than 1,023 characters in pieces) and closes the run. Gives back
+// the exit code; nothing when the command cannot be started, which is reported
+// on standard error.
+std::optional<int> run_command(const std::string &command, const line_taker &take_line);
+
+// Starts the routine that watches the current run's output, on its own thread.
+// Gives back the thread's identifier, 0 when it could not be started.
+unsigned long start_monitor(platform::thread_routine routine, void *argument);
+
+// Ends the monitor, the current run's process and the current run. Gives back
+// true when there was a monitor.
+bool stop_monitor();
+
+// Whether the monitor is being ended: its read may then have been broken off.
+bool monitor_is_stopping();
+
+// Waits for a monitor that is about to end by itself, then ends the current run.
+void finish_monitor();

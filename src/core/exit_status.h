@@ -1,0 +1,12 @@
+// exit_status.h: every status that the launcher ends with.
+#pragma once
+
+constexpr int exit_normal = 0;            // also when the solver failed or the user declined
+constexpr int exit_usage = 1;             // started without an argument
+constexpr int exit_installer_failed = 1;  // the service could not be installed
+constexpr int exit_job_cancelled = 1;     // the start-up job was cancelled
+constexpr int exit_config_fault = 2;      // something that the run needs is missing
+constexpr int exit_no_credential = 3;     // the password is not available
+constexpr int exit_wrong_password = 4;    // the password was wrong three times
+constexpr int exit_cannot_list = 254;     // the releases cannot be listed
+constexpr int exit_cannot_launch = 255;   // the launch command cannot be started

@@ -1,0 +1,60 @@
+// launch_state.h: the one record of what the launcher knows about this run.
+//
+// Phases read it and fill it in their order: options, scheduler job, discovery,
+// back-end, launch. Nothing in it is ever reset, but for the option record at
+// the start of parsing. An empty optional means that nobody gave the value.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// What the options say. The option parser clears it as a whole.
+struct option_record {
+  std::optional<std::string> release;        // from --r and --R; "list" when given without a value
+  std::vector<std::string> solver_args;      // at most 63 arguments, then one empty entry
+  int solver_argc = 0;                       // arguments in solver_args
+  std::string launch_command;                // built by one back-end; empty: none was built
+  std::string solver_args_line;              // all solver arguments, each with a blank before it
+  std::optional<std::string> timing_file;    // from --o: where the timing report goes
+  bool node_mode = false;                    // on behalf of a node or host: no box at exit
+  bool node_only = false;                    // --node
+  bool mpi_selected = false;                 // an MPI run was asked for
+  std::string mpi_name;                      // picks the back-end; empty: none
+  std::optional<std::string> mpi_requested;  // the MPI name as the option gave it
+  std::optional<std::string> interconnect;   // from --ic=
+  int num_procs = 1;                         // solver processes, all hosts together
+  bool ptrace_mode = false;                  // --ptrace: echo commands
+  bool wait_mode = false;                    // ignore Ctrl-C and wait for the child
+  bool hosts_file_given = false;             // --cnf=
+  std::optional<std::string> smpd_request;   // installation folder, or "0": the release's own
+  bool start_smpd = false;                   // start the service instead of installing it
+  int scheduler_job_id = 0;                  // the scheduler's job; below 1: none
+};
+
+struct launch_state : option_record {
+  int arg_count = 0;
+  char **arg_vector = nullptr;  // the process's own; arg_vector[0] is the program's name
+
+  std::optional<std::string> zephon_inc;       // ZEPHON_INC as it stood at start-up
+  std::optional<std::string> zephon_arch;      // architecture folder
+  std::optional<std::string> zephon_prod;      // program being launched; caption of the exit box
+  std::optional<std::string> zephon_prod_dir;  // product folder
+  std::optional<std::string> cx_debug;         // kept for the programs that ask for it
+  std::optional<std::string> external_mpirun;  // external launch command; nothing sets it yet
+  std::optional<std::string> prod_verdir;      // from --prod_verdir=
+
+  std::string node_path;                // PATH for the remote processes; empty: none
+  std::string zephon_inc_unc;           // zephon_inc in network form, once it was asked for
+  std::string default_mpi = "ibmmpi";   // what an empty --mpi= means
+  std::string ccp_job_command = "job";  // the scheduler's tool
+  std::string std_dir;                  // where a scheduled task runs and writes its output
+  bool ctrl_c_ignored = false;          // Windows was told to ignore Ctrl-C
+  std::string message_buffer;           // what the user is told once, at exit
+  std::string env_pool{'\0'};           // our settings as an environment block
+  int windows_version_class = 0;        // 0: Windows NT family, 1: 95/98/Me, 2: Win32s
+  void *instance_handle = nullptr;      // from the window entry; not used further
+  int show_command = 1;                 // from the window entry; not used further
+};
+
+extern launch_state state;

@@ -1,0 +1,72 @@
+// messages.cpp: standard output, standard error and the messages shown at exit.
+#include "core/messages.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+#include "core/environment.h"
+#include "core/launch_state.h"
+#include "core/text_file.h"
+
+namespace {
+
+constexpr unsigned information_icon = 0x40;  // one OK button
+
+}  // namespace
+
+void print(const char *format, ...) {
+  std::va_list values;
+  va_start(values, format);
+  std::string text;
+  append_format_list(text, format, values);
+  va_end(values);
+  print_text(platform::standard_stream::output, text);
+}
+
+void print_error(const char *format, ...) {
+  std::va_list values;
+  va_start(values, format);
+  std::string text;
+  append_format_list(text, format, values);
+  va_end(values);
+  print_text(platform::standard_stream::error, text);
+}
+
+void print_text(platform::standard_stream stream, std::string_view text) {
+  void *handle = platform::standard_handle(stream);
+  if (handle == nullptr) {
+    return;  // started without one: there is nowhere to say it
+  }
+  const std::string bytes = with_line_ends(text);
+  (void)platform::write_all(handle, bytes.data(), bytes.size());  // the reader may be gone
+}
+
+void add_message(const char *format, ...) {
+  std::va_list values;
+  va_start(values, format);
+  append_format_list(state.message_buffer, format, values);
+  va_end(values);
+}
+
+void fatal(int status, const char *format, ...) {
+  std::va_list values;
+  va_start(values, format);
+  std::string text;
+  append_format_list(text, format, values);
+  va_end(values);
+  print_text(platform::standard_stream::error, text);
+  platform::exit_program(status);
+}
+
+void flush_messages() {
+  if (state.message_buffer.empty()) {
+    return;
+  }
+  const std::string text = std::move(state.message_buffer);
+  state.message_buffer.clear();
+  if (!state.node_mode && !env_is_set("RSH_USER")) {
+    (void)platform::show_message_box(state.zephon_prod.value_or("Zephon"), text, information_icon);
+  } else {
+    print_text(platform::standard_stream::output, text + "\n");
+  }
+}

@@ -1,0 +1,115 @@
+// solver_launch.cpp: from the finished command line to the timing report.
+#include "core/solver_launch.h"
+
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
+#include "core/environment.h"
+#include "core/exit_status.h"
+#include "core/launch_state.h"
+#include "core/messages.h"
+#include "core/text.h"
+#include "core/text_file.h"
+#include "platform/platform.h"
+#include "scheduler/job_exit.h"
+#include "scheduler/job_submission.h"
+
+namespace {
+
+constexpr double processor_ticks_per_second = 10'000'000.0;  // units of 100 ns
+
+void warn_without_launch_command() {
+  if (state.launch_command.empty() && state.mpi_selected && !state.mpi_name.empty() &&
+      state.mpi_name != "net") {
+    add_message(
+        "\nWarning: MPI \"%s\" has no launch command, so the program is started without one.\n",
+        state.mpi_name.c_str());
+  }
+}
+
+platform::start_settings child_settings() {
+  platform::start_settings settings;
+  if (env_text("STDOUT_FLUSH") == "1") {
+    settings.give_standard_handles = true;
+    settings.output = platform::standard_handle(platform::standard_stream::output);
+    settings.error = platform::standard_handle(platform::standard_stream::error);
+    settings.hidden = true;
+  }
+  if (state.windows_version_class == 2) {
+    settings.environment = state.env_pool.data();
+  }
+  return settings;
+}
+
+platform::started_process start_child(std::string command) {
+  const std::string as_given = command;
+  command.erase(0, command.find_first_not_of(' '));  // Windows starts nothing behind a blank
+  platform::started_process child = platform::start_process(command, child_settings());
+  if (!child.process) {
+    add_message("Unable to execute %s %s\n", "(null)", as_given.c_str());
+    add_message("%s\n", platform::system_message(child.error).c_str());
+    platform::exit_program(exit_cannot_launch);
+  }
+  return child;
+}
+
+// Tells the program that started the launcher which process to watch.
+void announce_child(unsigned long process_id) {
+  if (const auto mapping = env_text("ZEPHON_CHILD")) {
+    platform::write_shared_number(std::strtoull(mapping->c_str(), nullptr, 10),
+                                  static_cast<std::uint32_t>(process_id));
+  }
+}
+
+// Every sibling program is waited for, "tessa" too; the solver only in wait mode.
+bool must_wait() {
+  return state.zephon_prod != "zephon" || state.ctrl_c_ignored;
+}
+
+void write_timing_file(std::time_t start, std::time_t end, void *child) {
+  if (!state.timing_file) {
+    return;
+  }
+  auto report = create_text(*state.timing_file, platform::open_mode::write);
+  if (!report) {
+    return;
+  }
+  write_text(*report, "Start: " + calendar_text(start));
+  write_text(*report, "End:   " + calendar_text(end));
+  write_text(*report, format_text("Elapsed Time: %.2f sec\n", std::difftime(end, start)));
+  if (const auto ticks = platform::processor_time(child)) {
+    write_text(*report, format_text("CPU Time:     %.2f sec\n",
+                                    static_cast<double>(*ticks) / processor_ticks_per_second));
+  } else {
+    write_text(*report, "CPU Time: (unavailable)\n");
+  }
+  (void)close_text(*report);  // a report that cannot be written is left out
+}
+
+}  // namespace
+
+void launch_solver() {
+  warn_without_launch_command();
+  std::string command = state.launch_command + " " + state.solver_args_line;
+  if (submit_scheduler_job(command)) {
+    return;
+  }
+
+  platform::started_process child = start_child(command);
+  announce_child(child.id);
+  if (state.wait_mode) {
+    platform::ignore_ctrl_c();  // the child was started before and keeps its own handling
+    state.ctrl_c_ignored = true;
+  }
+  if (must_wait()) {
+    const std::time_t start = platform::current_time();
+    (void)platform::wait_for(child.process.get(), platform::wait_forever);
+    write_timing_file(start, platform::current_time(), child.process.get());
+  }
+  child.process.reset();
+
+  if (!state.mpi_selected) {
+    run_job_exit_command();
+  }
+}

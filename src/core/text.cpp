@@ -1,0 +1,104 @@
+// text.cpp: formatting, comparing and reading small texts.
+#include "core/text.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+char small_letter(char letter) {
+  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+}  // namespace
+
+void append_format_list(std::string &text, const char *format, std::va_list values) {
+  std::va_list again;
+  va_copy(again, values);
+  const int length = std::vsnprintf(nullptr, 0, format, values);
+  if (length > 0) {
+    const std::size_t old_size = text.size();
+    const std::size_t added = static_cast<std::size_t>(length);
+    text.resize(old_size + added + 1);  // one more for the zero that vsnprintf writes
+    (void)std::vsnprintf(&text[old_size], added + 1, format, again);
+    text.resize(old_size + added);
+  }
+  va_end(again);
+}
+
+void append_format(std::string &text, const char *format, ...) {
+  std::va_list values;
+  va_start(values, format);
+  append_format_list(text, format, values);
+  va_end(values);
+}
+
+std::string format_text(const char *format, ...) {
+  std::string text;
+  std::va_list values;
+  va_start(values, format);
+  append_format_list(text, format, values);
+  va_end(values);
+  return text;
+}
+
+const char *chars_of(const std::optional<std::string> &text) {
+  return text ? text->c_str() : "";
+}
+
+bool contains_blank(std::string_view text) {
+  return contains(text, " ");
+}
+
+bool contains(std::string_view text, std::string_view piece) {
+  return text.find(piece) != std::string_view::npos;
+}
+
+bool equal_ignoring_case(std::string_view one, std::string_view other) {
+  return one.size() == other.size() && begins_ignoring_case(one, other);
+}
+
+bool begins_ignoring_case(std::string_view text, std::string_view beginning) {
+  return text.size() >= beginning.size() &&
+         std::equal(beginning.begin(), beginning.end(), text.begin(),
+                    [](char a, char b) { return small_letter(a) == small_letter(b); });
+}
+
+const char *scan_number(const char *text, int &number) {
+  char *end = nullptr;
+  const long long value = std::strtoll(text, &end, 10);
+  if (end == text) {
+    return nullptr;
+  }
+  number = static_cast<int>(std::clamp<long long>(value, INT_MIN, INT_MAX));
+  return end;
+}
+
+int to_number(const std::string &text) {
+  int number = 0;
+  (void)scan_number(text.c_str(), number);  // no digits: the number stays 0
+  return number;
+}
+
+std::string calendar_text(std::time_t time) {
+  const char *text = std::ctime(&time);
+  return text != nullptr ? text : "\n";
+}
+
+std::string program_in_folder(const std::string &folder, std::string_view program) {
+  std::string path = folder;
+  if (contains_blank(folder) && !contains(folder, "\"")) {
+    path = "\"" + folder + "\"";
+  }
+  return path.append(program);
+}
+
+void append_to_path_list(std::string &list, const std::string &folder) {
+  if (!folder.empty()) {
+    list += ";" + folder;
+  }
+}

@@ -1,0 +1,58 @@
+// text.h: small helpers for texts, the same for every phase.
+#pragma once
+
+#include <cstdarg>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#if defined(__GNUC__)
+#define LAUNCHER_FORMAT(format_index, first_value) \
+  __attribute__((format(printf, format_index, first_value)))
+#else
+#define LAUNCHER_FORMAT(format_index, first_value)
+#endif
+
+// Appends a formatted piece in the manner of printf. The text grows as it must.
+void append_format(std::string &text, const char *format, ...) LAUNCHER_FORMAT(2, 3);
+
+// The same with the values as a list.
+void append_format_list(std::string &text, const char *format, std::va_list values)
+    LAUNCHER_FORMAT(2, 0);
+
+// A formatted text in the manner of printf.
+std::string format_text(const char *format, ...) LAUNCHER_FORMAT(1, 2);
+
+// The characters of a text for "%s"; an absent text formats as nothing. The
+// text must outlive the result.
+const char *chars_of(const std::optional<std::string> &text);
+
+// Whether the text holds a blank (the space character).
+bool contains_blank(std::string_view text);
+
+// Whether the text holds the piece.
+bool contains(std::string_view text, std::string_view piece);
+
+// Comparisons that take capital and small ASCII letters for the same.
+bool equal_ignoring_case(std::string_view one, std::string_view other);
+bool begins_ignoring_case(std::string_view text, std::string_view beginning);
+
+// Reads a decimal number with leading blanks and a sign; too large a number
+// becomes the largest. Gives back where it ends, or null when there are no digits.
+const char *scan_number(const char *text, int &number);
+
+// The number at the start of a text, 0 when there is none.
+int to_number(const std::string &text);
+
+// A time as calendar text, its newline included: "Wed Jan  2 02:03:55 1980\n".
+std::string calendar_text(std::time_t time);
+
+// A program's path as it starts a command: the folder in quotes when it holds a
+// blank and no quote of its own, the program behind it.
+//   C:\mpi, \mpiexec.exe     ->  C:\mpi\mpiexec.exe
+//   C:\my mpi, \mpiexec.exe  ->  "C:\my mpi"\mpiexec.exe
+std::string program_in_folder(const std::string &folder, std::string_view program);
+
+// Adds a folder to a list like PATH. An empty folder adds nothing.
+void append_to_path_list(std::string &list, const std::string &folder);

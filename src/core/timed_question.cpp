@@ -1,0 +1,88 @@
+// timed_question.cpp: the one message box thread.
+//
+// The thread stores the button before it says that there is an answer, and the
+// launcher closes the question before it closes the box. Whichever of the two
+// moves comes first counts, so no answer is lost and none is made up.
+#include "core/timed_question.h"
+
+#include <atomic>
+
+#include "platform/platform.h"
+
+namespace {
+
+constexpr unsigned long poll_interval = 100;  // milliseconds
+constexpr unsigned topmost = 0x40000;
+
+// How often, and how many milliseconds apart, a box is asked to close before its
+// thread is ended. A thread ended while its box comes up would leave locks behind.
+constexpr int close_attempts = 40;
+constexpr unsigned long close_wait = 25;
+
+enum question_phase : int { closed, shown, answered };
+
+platform::started_thread dialog_thread;
+std::string dialog_text;
+std::atomic<unsigned> dialog_style = 0;
+std::atomic<int> dialog_answer = answer_ok;  // what counts as the answer
+std::atomic<int> pressed_button = 0;
+std::atomic<int> dialog_phase = closed;
+
+// Owns nothing and takes no lock, as it can be ended at any moment.
+void show_question(void *) {
+  pressed_button = platform::show_message_box("Zephon", dialog_text, dialog_style | topmost);
+  int expected = shown;
+  dialog_phase.compare_exchange_strong(expected, answered);
+}
+
+}  // namespace
+
+unsigned long start_question(const std::string &text, unsigned style, int assumed_answer) {
+  stop_question();
+  dialog_text = text;
+  dialog_style = style;
+  dialog_answer = assumed_answer;
+  dialog_phase = shown;
+  dialog_thread = platform::start_thread(show_question, nullptr);
+  if (!dialog_thread.thread) {
+    dialog_phase = closed;
+    return 0;
+  }
+  return dialog_thread.id;
+}
+
+int question_answer() {
+  if (dialog_phase == answered) {
+    dialog_answer = pressed_button.load();
+  }
+  return dialog_answer;
+}
+
+void stop_question() {
+  if (!dialog_thread.thread) {
+    return;
+  }
+  (void)question_answer();  // the last moment for an answer
+  dialog_phase = closed;
+  bool ended = platform::wait_for(dialog_thread.thread.get(), 0);
+  for (int attempt = 0; attempt < close_attempts && !ended; ++attempt) {
+    platform::close_message_boxes(dialog_thread.id);
+    ended = platform::wait_for(dialog_thread.thread.get(), close_wait);
+  }
+  if (!ended) {
+    platform::terminate_thread(dialog_thread.thread.get());
+  }
+  dialog_thread.thread.reset();
+}
+
+int timed_question(const std::string &text, int seconds, unsigned style) {
+  if (start_question(text, style, answer_ok) == 0) {
+    return answer_ok;
+  }
+  const unsigned long limit = static_cast<unsigned long>(seconds) * 1000;
+  for (unsigned long waited = 0; waited < limit && dialog_phase == shown; waited += poll_interval) {
+    platform::sleep_ms(poll_interval);
+  }
+  stop_question();
+  return question_answer();
+}

@@ -1,0 +1,30 @@
+// user_defined.cpp: the block of stars that shows a user's own setting.
+#include "core/user_defined.h"
+
+#include "core/environment.h"
+#include "core/messages.h"
+#include "core/text.h"
+
+void echo_user_defined(const char *name, const std::string &note) {
+  const auto value = env_text(name);
+  if (!value) {
+    return;
+  }
+  std::string text = "\n***\n";
+  append_format(text, "*** User defined: %s=%s\n", name, value->c_str());
+  if (!note.empty()) {
+    text += "*** " + note;
+    if (!contains(note, "\n")) {
+      text += "\n";
+    }
+  }
+  text += "***\n";
+  print_text(platform::standard_stream::output, text);
+}
+
+void append_user_flags(std::string &line, const char *name) {
+  if (const auto flags = env_text(name)) {
+    echo_user_defined(name);
+    line += " " + *flags + " ";
+  }
+}

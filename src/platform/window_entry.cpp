@@ -1,0 +1,15 @@
+// window_entry.cpp: the entry of mpirun.exe, a program without a console.
+#include <windows.h>
+
+#include <cstdlib>
+
+#include "core/mpirun.h"
+
+#ifdef __MINGW32__
+extern "C" int _dowildcard;
+int _dowildcard = 0;  // an argument such as *.jou reaches the solver as it stands
+#endif
+
+int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR, int show_command) {
+  start_from_window(instance, show_command, __argc, __argv);
+}

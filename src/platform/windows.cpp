@@ -1,0 +1,455 @@
+// windows.cpp: the launcher's calls to Windows, each a call, its result, its error.
+#include <windows.h>
+
+#include <winnetwk.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/platform.h"
+
+#ifdef _MSC_VER
+#pragma warning(disable : 4996)  // GetVersion, getenv, _putenv and _popen are what we mean
+#endif
+
+namespace platform {
+
+namespace {
+
+owned_handle own(HANDLE handle) {
+  return owned_handle(handle == INVALID_HANDLE_VALUE ? nullptr : handle);
+}
+
+template <typename function_type>
+function_type library_function(void *library, const char *name) {
+  return reinterpret_cast<function_type>(
+      reinterpret_cast<void *>(GetProcAddress(static_cast<HMODULE>(library), name)));
+}
+
+// The window library is loaded when a box is shown, not at every start.
+void *window_library() {
+  static void *const library = LoadLibraryExA("user32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+  return library;
+}
+
+}  // namespace
+
+void handle_closer::operator()(void *handle) const {
+  (void)CloseHandle(handle);
+}
+
+// ---- The program itself -------------------------------------------------------------------
+
+unsigned long windows_version() {
+  return GetVersion();
+}
+
+unsigned long process_id() {
+  return GetCurrentProcessId();
+}
+
+std::time_t current_time() {
+  return std::time(nullptr);
+}
+
+void at_exit(void (*function)()) {
+  (void)std::atexit(function);  // room for 32 functions is guaranteed
+}
+
+void exit_program(int status) {
+  std::exit(status);
+}
+
+void ignore_ctrl_c() {
+  (void)SetConsoleCtrlHandler(nullptr, TRUE);  // a run without a console has none
+}
+
+interrupt_handler set_interrupt_handler(interrupt_handler handler) {
+  const interrupt_handler previous = std::signal(SIGINT, handler != nullptr ? handler : SIG_DFL);
+  return previous == SIG_DFL || previous == SIG_ERR ? nullptr : previous;
+}
+
+std::string system_message(unsigned long error) {
+  char *text = nullptr;
+  const DWORD length = FormatMessageA(
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+      nullptr, error, 0, reinterpret_cast<char *>(&text), 0, nullptr);
+  const std::string message(length > 0 ? text : "");
+  (void)LocalFree(text);
+  return message;
+}
+
+// ---- Environment --------------------------------------------------------------------------
+
+std::optional<std::string> get_variable(const char *name) {
+  const char *value = std::getenv(name);
+  return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+}
+
+// Set through _putenv: getenv and the programs we start read different copies.
+unsigned long put_variable(const std::string &name_and_value) {
+  SetLastError(ERROR_SUCCESS);
+  if (_putenv(name_and_value.c_str()) == 0) {
+    return 0;
+  }
+  const DWORD error = GetLastError();
+  return error != ERROR_SUCCESS ? error : ERROR_INVALID_PARAMETER;
+}
+
+// ---- Files and directories ----------------------------------------------------------------
+
+owned_handle open_file(const std::string &path, open_mode mode) {
+  DWORD access = GENERIC_READ;
+  DWORD creation = OPEN_EXISTING;
+  switch (mode) {
+    case open_mode::read:
+      break;
+    case open_mode::write:
+      access = GENERIC_WRITE;
+      creation = CREATE_ALWAYS;
+      break;
+    case open_mode::append:
+      access = FILE_APPEND_DATA | SYNCHRONIZE;
+      creation = OPEN_ALWAYS;
+      break;
+    case open_mode::create:
+      access = GENERIC_WRITE;
+      creation = CREATE_NEW;
+      break;
+  }
+  return own(CreateFileA(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                         creation, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+std::size_t read_some(void *handle, char *buffer, std::size_t size) {
+  const DWORD wanted = static_cast<DWORD>(std::min<std::size_t>(size, 1U << 30U));
+  DWORD got = 0;
+  while (ReadFile(handle, buffer, wanted, &got, nullptr)) {
+    // A pipe also hands over an empty write; only a file ends with nothing.
+    if (got > 0 || GetFileType(handle) != FILE_TYPE_PIPE) {
+      return got;
+    }
+  }
+  return 0;
+}
+
+bool write_all(void *handle, const char *text, std::size_t size) {
+  while (size > 0) {
+    const DWORD piece = static_cast<DWORD>(std::min<std::size_t>(size, 1U << 30U));
+    DWORD written = 0;
+    if (!WriteFile(handle, text, piece, &written, nullptr) || written == 0) {
+      return false;
+    }
+    text += written;
+    size -= written;
+  }
+  return true;
+}
+
+void remove_file(const std::string &path) {
+  (void)DeleteFileA(path.c_str());  // what is not there need not be removed
+}
+
+std::optional<std::string> current_directory() {
+  const DWORD needed = GetCurrentDirectoryA(0, nullptr);
+  std::string directory(needed, '\0');
+  const DWORD length = GetCurrentDirectoryA(needed, directory.data());
+  if (length == 0 || length >= needed) {
+    return std::nullopt;
+  }
+  directory.resize(length);
+  return directory;
+}
+
+std::optional<std::vector<std::string>> list_directory(const std::string &pattern) {
+  WIN32_FIND_DATAA entry;
+  HANDLE search = FindFirstFileA(pattern.c_str(), &entry);
+  if (search == INVALID_HANDLE_VALUE) {
+    return std::nullopt;
+  }
+  std::vector<std::string> names;
+  do {
+    names.emplace_back(entry.cFileName);
+  } while (FindNextFileA(search, &entry));
+  (void)FindClose(search);
+  return names;
+}
+
+// ---- Standard output and error ------------------------------------------------------------
+
+void *standard_handle(standard_stream stream) {
+  HANDLE handle =
+      GetStdHandle(stream == standard_stream::output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+  return handle == INVALID_HANDLE_VALUE ? nullptr : handle;
+}
+
+// ---- Processes ----------------------------------------------------------------------------
+
+std::optional<pipe_ends> create_pipe() {
+  constexpr DWORD buffer_size = 65536;
+  HANDLE read_end = nullptr;
+  HANDLE write_end = nullptr;
+  if (!CreatePipe(&read_end, &write_end, nullptr, buffer_size)) {
+    return std::nullopt;
+  }
+  pipe_ends ends{own(read_end), own(write_end)};
+  if (!SetHandleInformation(write_end, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT)) {
+    return std::nullopt;
+  }
+  return ends;
+}
+
+namespace {
+
+// The list of the only handles that a child inherits. It must outlive the start.
+class handle_list {
+ public:
+  handle_list(void *output, void *error) {
+    for (void *handle : {output, error}) {
+      if (handle != nullptr && (count == 0 || handles[0] != handle)) {
+        handles[count++] = handle;
+      }
+    }
+    SIZE_T size = 0;
+    (void)InitializeProcThreadAttributeList(nullptr, 1, 0, &size);  // asks for the size
+    memory.resize(size);
+    list = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory.data());
+    if (!InitializeProcThreadAttributeList(list, 1, 0, &size)) {
+      list = nullptr;
+    } else if (count > 0) {
+      (void)UpdateProcThreadAttribute(list, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles,
+                                      count * sizeof(HANDLE), nullptr, nullptr);
+    }
+  }
+  handle_list(const handle_list &) = delete;
+  handle_list &operator=(const handle_list &) = delete;
+  ~handle_list() {
+    if (list != nullptr) {
+      DeleteProcThreadAttributeList(list);
+    }
+  }
+
+  LPPROC_THREAD_ATTRIBUTE_LIST list = nullptr;
+
+ private:
+  HANDLE handles[2] = {};
+  std::size_t count = 0;
+  std::vector<char> memory;
+};
+
+}  // namespace
+
+started_process start_process(const std::string &command, const start_settings &settings) {
+  STARTUPINFOEXA startup{};
+  startup.StartupInfo.cb = sizeof startup;
+  startup.StartupInfo.lpTitle = const_cast<char *>(settings.title);
+  if (settings.give_standard_handles || settings.handles == inheritance::none) {
+    startup.StartupInfo.dwFlags |= STARTF_USESTDHANDLES;
+    startup.StartupInfo.hStdOutput = settings.output;
+    startup.StartupInfo.hStdError = settings.error;
+  }
+  if (settings.hidden) {
+    startup.StartupInfo.dwFlags |= STARTF_USESHOWWINDOW;
+    startup.StartupInfo.wShowWindow = SW_HIDE;
+  }
+  DWORD flags = settings.detached ? DETACHED_PROCESS : 0;
+
+  std::optional<handle_list> listed;
+  if (settings.handles == inheritance::listed) {
+    listed.emplace(settings.output, settings.error);
+    startup.lpAttributeList = listed->list;
+    flags |= EXTENDED_STARTUPINFO_PRESENT;
+  }
+
+  std::string writable_command = command;  // CreateProcess may write into it
+  PROCESS_INFORMATION child{};
+  if (!CreateProcessA(nullptr, writable_command.data(), nullptr, nullptr,
+                      settings.handles == inheritance::none ? FALSE : TRUE, flags,
+                      const_cast<char *>(settings.environment), nullptr, &startup.StartupInfo,
+                      &child)) {
+    started_process failed;
+    failed.error = GetLastError();
+    return failed;
+  }
+  (void)CloseHandle(child.hThread);
+  return {own(child.hProcess), child.dwProcessId, 0};
+}
+
+unsigned long exit_code(void *process) {
+  DWORD code = 0;
+  (void)GetExitCodeProcess(process, &code);
+  return code;
+}
+
+void terminate_process(void *process, unsigned long code) {
+  (void)TerminateProcess(process, code);  // it may have ended by itself
+}
+
+std::optional<std::uint64_t> processor_time(void *process) {
+  FILETIME creation;
+  FILETIME end;
+  FILETIME kernel;
+  FILETIME user;
+  if (!GetProcessTimes(process, &creation, &end, &kernel, &user)) {
+    return std::nullopt;
+  }
+  const auto ticks = [](const FILETIME &time) {
+    return (static_cast<std::uint64_t>(time.dwHighDateTime) << 32U) | time.dwLowDateTime;
+  };
+  return ticks(kernel) + ticks(user);
+}
+
+int run_in_console(const std::string &command) {
+  return std::system(command.c_str());
+}
+
+void run_and_discard_output(const std::string &command) {
+  std::FILE *output = _popen(command.c_str(), "r");
+  if (output == nullptr) {
+    return;
+  }
+  char buffer[128];
+  while (std::fread(buffer, 1, sizeof buffer, output) > 0) {
+  }
+  (void)_pclose(output);
+}
+
+void write_shared_number(std::uint64_t mapping_handle, std::uint32_t number) {
+  HANDLE mapping = reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(mapping_handle));
+  void *view = MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0);
+  if (view != nullptr) {
+    *static_cast<std::uint32_t *>(view) = number;
+    (void)UnmapViewOfFile(view);
+  }
+}
+
+// ---- Threads, events and waiting ----------------------------------------------------------
+
+namespace {
+
+struct thread_start {
+  thread_routine routine;
+  void *argument;
+};
+
+DWORD WINAPI run_thread(void *start) {
+  const thread_start what = *static_cast<thread_start *>(start);
+  delete static_cast<thread_start *>(start);
+  what.routine(what.argument);
+  return 0;
+}
+
+}  // namespace
+
+started_thread start_thread(thread_routine routine, void *argument) {
+  auto start = std::make_unique<thread_start>(thread_start{routine, argument});
+  DWORD id = 0;
+  owned_handle thread = own(CreateThread(nullptr, 0, run_thread, start.get(), 0, &id));
+  if (thread) {
+    (void)start.release();  // the thread's now
+  }
+  return {std::move(thread), id};
+}
+
+void interrupt_thread(void *thread) {
+  (void)CancelSynchronousIo(thread);  // fails when the thread hangs in nothing
+}
+
+void terminate_thread(void *thread) {
+#ifdef _MSC_VER
+#pragma warning(suppress : 6258)
+#endif
+  (void)TerminateThread(thread, 0);
+}
+
+bool wait_for(void *handle, unsigned long milliseconds) {
+  return WaitForSingleObject(handle, milliseconds) == WAIT_OBJECT_0;
+}
+
+void sleep_ms(unsigned long milliseconds) {
+  Sleep(milliseconds);
+}
+
+created_event create_event(const char *name) {
+  created_event created;
+  created.event = own(CreateEventA(nullptr, FALSE, FALSE, name));
+  created.error = created.event ? 0 : GetLastError();
+  return created;
+}
+
+void set_event(void *event) {
+  (void)SetEvent(event);
+}
+
+// ---- Message boxes ------------------------------------------------------------------------
+
+int show_message_box(const std::string &caption, const std::string &text, unsigned style) {
+  const auto message_box =
+      library_function<decltype(&MessageBoxA)>(window_library(), "MessageBoxA");
+  return message_box != nullptr ? message_box(nullptr, text.c_str(), caption.c_str(), style) : 0;
+}
+
+namespace {
+
+// Presses a box's first button: not every box closes when its window is asked to.
+BOOL CALLBACK press_first_button(HWND window, LPARAM) {
+  void *library = window_library();
+  const auto class_name = library_function<decltype(&GetClassNameA)>(library, "GetClassNameA");
+  const auto find_child = library_function<decltype(&FindWindowExA)>(library, "FindWindowExA");
+  const auto control_id = library_function<decltype(&GetDlgCtrlID)>(library, "GetDlgCtrlID");
+  const auto post = library_function<decltype(&PostMessageA)>(library, "PostMessageA");
+  char name[16] = "";
+  if (class_name == nullptr || find_child == nullptr || control_id == nullptr || post == nullptr ||
+      class_name(window, name, sizeof name) == 0 || std::string(name) != "#32770") {
+    return TRUE;
+  }
+  HWND button = find_child(window, nullptr, "Button", nullptr);
+  if (button != nullptr) {
+    (void)post(window, WM_COMMAND, static_cast<WPARAM>(control_id(button)),
+               reinterpret_cast<LPARAM>(button));
+  }
+  return TRUE;
+}
+
+}  // namespace
+
+void close_message_boxes(unsigned long thread_id) {
+  const auto enumerate =
+      library_function<decltype(&EnumThreadWindows)>(window_library(), "EnumThreadWindows");
+  if (enumerate != nullptr) {
+    (void)enumerate(thread_id, press_first_button, 0);
+  }
+}
+
+// ---- Network paths ------------------------------------------------------------------------
+
+void *load_library(const char *name) {
+  return LoadLibraryA(name);
+}
+
+void free_library(void *library) {
+  (void)FreeLibrary(static_cast<HMODULE>(library));
+}
+
+std::optional<std::string> universal_name(void *mpr_library, const std::string &path) {
+  const auto get_name =
+      library_function<decltype(&WNetGetUniversalNameA)>(mpr_library, "WNetGetUniversalNameA");
+  if (get_name == nullptr) {
+    return std::nullopt;
+  }
+  std::vector<char> buffer(1024);
+  DWORD size = static_cast<DWORD>(buffer.size());
+  DWORD error = get_name(path.c_str(), UNIVERSAL_NAME_INFO_LEVEL, buffer.data(), &size);
+  if (error == ERROR_MORE_DATA) {
+    buffer.resize(size);
+    error = get_name(path.c_str(), UNIVERSAL_NAME_INFO_LEVEL, buffer.data(), &size);
+  }
+  if (error != NO_ERROR) {
+    return std::nullopt;
+  }
+  return std::string(reinterpret_cast<UNIVERSAL_NAME_INFOA *>(buffer.data())->lpUniversalName);
+}
+
+}  // namespace platform

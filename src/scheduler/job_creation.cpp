@@ -1,0 +1,129 @@
+// job_creation.cpp: new, submit, wait for the nodes; cancel on request.
+#include "scheduler/job_creation.h"
+
+#include <csignal>
+#include <string>
+
+#include "core/command_runner.h"
+#include "core/environment.h"
+#include "core/exit_status.h"
+#include "core/launch_state.h"
+#include "core/messages.h"
+#include "core/timed_question.h"
+#include "core/trace.h"
+#include "platform/platform.h"
+#include "scheduler/job_identifier.h"
+#include "scheduler/job_state.h"
+#include "scheduler/scheduler_options.h"
+
+namespace {
+
+constexpr int new_trace_line = 1706;
+constexpr int submit_trace_line = 1739;
+constexpr unsigned long poll_interval = 500;  // milliseconds
+constexpr int polls_per_dot = 10;
+constexpr unsigned topmost_yes_no_buttons = 0x40004;
+
+bool new_job_is_wanted() {
+  return state.mpi_selected && head_node() && env_is_set("CCP_JOB_ID") &&
+         env_number("CCP_JOB_ID") < 0;
+}
+
+int create_job(const std::string &head) {
+  std::string command =
+      format_text("%s new /scheduler:%s /jobname:\"ORBEX ZEPHON\" /%s:%d /rununtilcanceled:true",
+                  state.ccp_job_command.c_str(), head.c_str(), scheduler_unit_option().c_str(),
+                  scheduler_processor_count());
+  append_scheduler_options(command, false);
+  trace("buf", command, new_trace_line);
+
+  int job_id = -1;
+  (void)run_command(command, [&](const std::string &line) {
+    print_text(platform::standard_stream::output, line);
+    if (job_id < 0) {
+      job_id = parse_new_job_id(line);
+    }
+    return true;
+  });
+  return job_id;
+}
+
+bool submit_job(const std::string &head, int job_id) {
+  const std::string command = format_text("%s submit /scheduler:%s /id:%d",
+                                          state.ccp_job_command.c_str(), head.c_str(), job_id);
+  trace("buf", command, submit_trace_line);
+  return run_command(command, [](const std::string &) { return true; }).has_value();
+}
+
+void show_wait_box(const std::string &head, int job_id) {
+  const std::string text = format_text(
+      "\nWaiting for the scheduler on %s to allocate nodes for your job %d.\n"
+      "If you want to cancel the job, you may press the \"Cancel\" button!\n"
+      "If you want to close this message box, you may press the \"OK\" button!\n\n"
+      "Otherwise, please wait ...",
+      head.c_str(), job_id);
+  (void)start_question(text, ok_cancel_buttons, answer_ok);
+}
+
+// Cancel in the wait box is asked once more: Yes ends the program, No shows the
+// wait box again.
+void confirm_cancel(const std::string &head, int job_id) {
+  const std::string text =
+      format_text("\nDo you want to cancel your submitted job %d to the scheduler on %s?", job_id,
+                  head.c_str());
+  if (platform::show_message_box("Zephon", text, topmost_yes_no_buttons) == answer_yes) {
+    cancel_scheduler_job(SIGINT);
+  }
+  show_wait_box(head, job_id);
+}
+
+void wait_for_nodes(const std::string &head, int job_id) {
+  for (int polls = 0; !job_state_is(head, job_id, "Running", nullptr); ++polls) {
+    platform::sleep_ms(poll_interval);
+    if (polls % polls_per_dot == 0) {
+      print(".");
+    }
+    if (question_answer() == answer_cancel) {
+      confirm_cancel(head, job_id);
+    }
+  }
+}
+
+}  // namespace
+
+int create_scheduler_job() {
+  if (!new_job_is_wanted()) {
+    return -1;
+  }
+  const std::string head = *head_node();
+  (void)check_scheduler_credentials();
+  const int job_id = create_job(head);
+  if (job_id < 0 || !submit_job(head, job_id)) {
+    return job_id;
+  }
+
+  show_wait_box(head, job_id);
+  set_environment("CCP_JOB_ID", std::to_string(job_id));
+  const auto previous_handler = platform::set_interrupt_handler(cancel_scheduler_job);
+  wait_for_nodes(head, job_id);
+  print(". done!\n");
+  stop_question();
+  (void)platform::set_interrupt_handler(previous_handler);
+
+  set_environment("CANCEL_CCP_JOB_EXIT1",
+                  format_text("%s modify %d /rununtilcanceled:false /scheduler:%s",
+                              state.ccp_job_command.c_str(), job_id, head.c_str()));
+  return job_id;
+}
+
+void cancel_scheduler_job(int) {
+  if (env_is_set("CCP_JOB_ID") && env_number("CCP_JOB_ID") >= 0) {
+    const int job_id = env_number("CCP_JOB_ID");
+    print("\nCancelling job %d ... ", job_id);
+    platform::run_and_discard_output(format_text("%s cancel %d /scheduler:%s",
+                                                 state.ccp_job_command.c_str(), job_id,
+                                                 chars_of(head_node())));
+    print("done!\nPress Ctrl-C to stop after done!\n");
+  }
+  platform::exit_program(exit_job_cancelled);
+}

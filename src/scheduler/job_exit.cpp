@@ -1,0 +1,19 @@
+// job_exit.cpp: lets the job end that kept its nodes for the run.
+#include "scheduler/job_exit.h"
+
+#include "core/command_runner.h"
+#include "core/environment.h"
+#include "core/launch_state.h"
+#include "core/messages.h"
+
+void run_job_exit_command() {
+  const auto command = env_text("CANCEL_CCP_JOB_EXIT1");
+  if (!command) {
+    return;
+  }
+  (void)run_command(*command, [](const std::string &) { return true; });
+  if (state.ptrace_mode) {
+    print("\n%s\n", command->c_str());
+  }
+  set_environment("CANCEL_CCP_JOB_EXIT1", "");
+}

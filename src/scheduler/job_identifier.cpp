@@ -1,0 +1,29 @@
+// job_identifier.cpp: the lines in which the scheduler's tool names a job.
+#include "scheduler/job_identifier.h"
+
+#include <string_view>
+
+#include "core/text.h"
+
+namespace {
+
+// The number behind a prefix; -1 when the line does not begin with it or holds none.
+int id_after(const std::string &line, std::string_view prefix) {
+  int id = -1;
+  if (line.starts_with(prefix)) {
+    (void)scan_number(line.c_str() + prefix.size(), id);
+  }
+  return id;
+}
+
+}  // namespace
+
+int parse_new_job_id(const std::string &line) {
+  const int queued = id_after(line, "Job queued, ID:");
+  return queued >= 0 ? queued : id_after(line, "Created job, ID:");
+}
+
+int parse_job_id(const std::string &line) {
+  const int created = parse_new_job_id(line);
+  return created >= 0 ? created : id_after(line, "Job has been submitted. ID:");
+}

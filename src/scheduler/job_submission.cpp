@@ -1,0 +1,178 @@
+// job_submission.cpp: the ways in which the MPIs get their work to the scheduler.
+#include "scheduler/job_submission.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+
+#include "core/command_runner.h"
+#include "core/environment.h"
+#include "core/launch_state.h"
+#include "core/messages.h"
+#include "core/text_file.h"
+#include "core/trace.h"
+#include "platform/platform.h"
+#include "scheduler/job_exit.h"
+#include "scheduler/job_identifier.h"
+#include "scheduler/job_watch.h"
+#include "scheduler/scheduler_options.h"
+
+namespace {
+
+constexpr std::size_t shortened_command_limit = 1024;
+constexpr float default_submit_wait = 60.0F;     // seconds
+constexpr unsigned long wake_up_interval = 100;  // milliseconds
+constexpr int submit_trace_line = 3432;
+constexpr int inside_job_trace_line = 3448;
+
+// What the watcher thread and the main thread share.
+std::atomic<int> submitted_job_id = 0;
+std::atomic<bool> submit_answered = false;
+std::atomic<void *> job_event = nullptr;
+
+void log_run_command(const std::string &command) {
+  const auto path = env_text("ZEPHON_RUN_DEBUG");
+  if (!path) {
+    return;
+  }
+  if (auto log = create_text(*path, platform::open_mode::append)) {
+    write_text(*log, "\n" + command + "\n");
+    (void)close_text(*log);  // the log is a help: a run goes on without it
+  }
+}
+
+void run_and_echo(const std::string &command) {
+  (void)run_command(command, [](const std::string &line) {
+    print_text(platform::standard_stream::output, line);
+    return true;
+  });
+}
+
+// The watcher thread: echoes the submit command's output until it has answered.
+// The main thread closes the run, before or after the answer.
+void print_submit_output(void *stream_holder) {
+  auto &output = *static_cast<text_reader *>(stream_holder);
+  bool answered = false;
+  std::string line;
+  while (!answered && read_line(output, line)) {
+    const int job_id = parse_job_id(line);
+    print_text(platform::standard_stream::output, line);
+    if (job_id >= 0) {
+      submitted_job_id = job_id;
+    }
+    answered = contains(line, "submitted") || contains(line, "Cannot connect");
+  }
+  if (answered || !monitor_is_stopping()) {
+    submit_answered = true;
+  }
+  platform::set_event(job_event);
+}
+
+// CCP_JOB_SUBMIT_WAIT_TIME in milliseconds; what is no number leaves 60 seconds.
+unsigned long submit_wait() {
+  float seconds = default_submit_wait;
+  if (const auto wait_time = env_text("CCP_JOB_SUBMIT_WAIT_TIME")) {
+    print("\nCCP_JOB_SUBMIT_WAIT_TIME = %s\n", wait_time->c_str());
+    char *end = nullptr;
+    const float value = std::strtof(wait_time->c_str(), &end);
+    if (end != wait_time->c_str() && std::isfinite(value)) {
+      seconds = value;
+    }
+  }
+  const double milliseconds = static_cast<double>(seconds) * 1000.0;
+  constexpr double longest = static_cast<double>(platform::wait_forever - 1);
+  return static_cast<unsigned long>(std::fmin(std::fmax(milliseconds, 0.0), longest));
+}
+
+// Waits until the watcher has seen the answer; false when the time ran out.
+//
+// The event's name is known to every launcher on the machine, so that another
+// one may set it or take it: the flag decides, the event only wakes us early.
+bool wait_for_submit_answer(text_reader *output, void *event) {
+  submitted_job_id = state.scheduler_job_id;
+  submit_answered = false;
+  job_event = event;
+  const unsigned long limit = submit_wait();
+  (void)start_monitor(print_submit_output, output);
+  for (unsigned long waited = 0; waited < limit && !submit_answered;) {
+    const unsigned long slice = std::min(wake_up_interval, limit - waited);
+    if (!platform::wait_for(event, slice)) {
+      waited += slice;
+    }
+  }
+  if (submit_answered) {
+    finish_monitor();
+  } else {
+    (void)stop_monitor();
+  }
+  state.scheduler_job_id = submitted_job_id;
+  return submit_answered;  // also when the answer came as the time ran out
+}
+
+void submit_and_watch(const std::string &command) {
+  text_reader *output = open_current_run(command);
+  if (output == nullptr) {
+    print_error("\nError in run the job submit command!\n");
+  } else {
+    const platform::created_event created = platform::create_event("for_print_thread");
+    if (!created.event) {
+      print_error("\nError in CreateEvent, error ID = %d!\n", static_cast<int>(created.error));
+    } else {
+      if (!wait_for_submit_answer(output, created.event.get())) {
+        // In the console, so that the tool can ask for what it seems to wait for.
+        (void)platform::run_in_console(command + " -ccp_job %CCP_TASKCONTEXT%@%CCP_CLUSTER_NAME% ");
+      }
+      // The MPI's name stands where a count might be expected: scripts match this line.
+      print_error("Waiting for CCP scheduler@%s to start %s nodes ...\n", chars_of(head_node()),
+                  state.mpi_name.c_str());
+    }
+    (void)close_current_run();
+  }
+  run_job_exit_command();
+  watch_scheduler_job();
+}
+
+// Platform MPI: the command adds a task to the job, which is submitted unless it
+// was there before.
+void add_and_submit(const std::string &command) {
+  run_and_echo(command);
+  if (!env_is_set("CCP_JOB_ID") && !env_is_set("CCP_JOBID")) {
+    const std::string submit =
+        format_text("%s submit /scheduler:%s /id:%d ", state.ccp_job_command.c_str(),
+                    chars_of(head_node()), state.scheduler_job_id);
+    trace("args", submit, submit_trace_line);
+    run_and_echo(submit);
+  }
+  run_job_exit_command();
+  watch_scheduler_job();
+}
+
+}  // namespace
+
+bool submit_scheduler_job(std::string &command) {
+  if (command.size() <= shortened_command_limit) {
+    command.erase(0, command.find_first_not_of(' '));
+  }
+  log_run_command(command);
+  const auto head = head_node();
+  if (!head || env_is_set("ZEPHON_HOSTS_FILE")) {
+    return false;
+  }
+  if (state.mpi_name == "ibmmpi" && contains(command, state.ccp_job_command + " add")) {
+    add_and_submit(command);
+    return true;
+  }
+  if (state.mpi_name == "msmpi" && contains(command, "mpiexec")) {
+    if (*head == "-1") {
+      trace("args", command, inside_job_trace_line);
+      (void)platform::run_in_console(command);
+      watch_scheduler_job();
+    } else {
+      submit_and_watch(command);
+    }
+    return true;
+  }
+  watch_scheduler_job();
+  return false;
+}
