@@ -20,7 +20,8 @@ endif()
 if(WIN32 AND NOT MSVC)
   # One file that needs nothing but Windows itself.
   target_link_options(launcher_options INTERFACE -static)
-  target_compile_options(launcher_options INTERFACE -ffunction-sections -fdata-sections)
+  # Small is quick here: most of a short run is the loading of the program.
+  target_compile_options(launcher_options INTERFACE -Os -ffunction-sections -fdata-sections)
   target_link_options(launcher_options INTERFACE
     -Wl,--gc-sections -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat)
 endif()
