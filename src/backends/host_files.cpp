@@ -195,7 +195,7 @@ int write_process_host_file(const std::optional<std::string> &path) {
 
 std::optional<std::string> write_scheduler_host_file(const std::string &hosts) {
   const int skip = env_number("PARA_MESH_NPROCS");
-  const auto name = temporary_name("zphosts");
+  auto name = temporary_name("zphosts");
   if (!name) {
     return std::nullopt;
   }
