@@ -4,6 +4,7 @@
 #include <winnetwk.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -54,12 +55,25 @@ std::time_t current_time() {
   return std::time(nullptr);
 }
 
-void at_exit(void (*function)()) {
-  (void)std::atexit(function);  // room for 32 functions is guaranteed
-}
+namespace {
 
+std::vector<void (*)()> exit_functions;
+std::atomic_flag ending = ATOMIC_FLAG_INIT;
+
+}  // namespace
+
+void at_exit(void (*function)()) { exit_functions.push_back(function); }
+
+// Not the runtime's exit: Ctrl-C ends the program on a thread of its own, and the
+// main thread must not go on with a launch state that is being destroyed.
 void exit_program(int status) {
-  std::exit(status);
+  if (ending.test_and_set()) {
+    Sleep(INFINITE);  // another thread is ending the program
+  }
+  for (auto function = exit_functions.rbegin(); function != exit_functions.rend(); ++function) {
+    (*function)();
+  }
+  ExitProcess(static_cast<UINT>(status));
 }
 
 void ignore_ctrl_c() {
