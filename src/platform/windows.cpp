@@ -58,7 +58,7 @@ std::time_t current_time() {
 namespace {
 
 std::vector<void (*)()> exit_functions;
-std::atomic_flag ending = ATOMIC_FLAG_INIT;
+std::atomic_flag ending;
 
 }  // namespace
 
