@@ -56,7 +56,8 @@ void press_ctrl_c() {
     here.ended_with = status_ended_by_ctrl_c;
     return;
   }
-  (void)new_task([handler = here.handler] { handler(interrupt_signal); });
+  // As the runtime does: the handler serves once, then the system's own is back.
+  (void)new_task([handler = std::exchange(here.handler, nullptr)] { handler(interrupt_signal); });
 }
 
 }  // namespace
@@ -283,6 +284,22 @@ const std::vector<message_box> &message_boxes() {
 
 namespace {
 
+// The first button of a box, which the launcher presses to close it.
+int first_button(unsigned style) {
+  constexpr unsigned button_set = 0xF;
+  switch (style & button_set) {
+    case 2:
+      return 3;  // Abort
+    case 3:
+    case 4:
+      return pressed_yes;
+    case 5:
+      return 4;  // Retry
+    default:
+      return pressed_ok;
+  }
+}
+
 box_answer answer_to_box(const std::string &text) {
   world &here = the_world();
   for (const auto &[piece, answer] : here.answers_by_text) {
@@ -423,15 +440,15 @@ std::optional<std::string> get_variable(const char *name) {
   return stand_in::variable(name);
 }
 
-unsigned long put_variable(const std::string &text) {
+unsigned long put_variable(const std::string &name_and_value) {
   stand_in::world &here = the_world();
-  const std::string name_and_value = text.substr(0, text.find('\0'));  // as Windows reads it
-  const std::size_t equals = name_and_value.find('=');
+  const std::string text = name_and_value.substr(0, name_and_value.find('\0'));
+  const std::size_t equals = text.find('=');
   if (equals == std::string::npos || equals == 0) {
     return stand_in::error_bad_parameter;
   }
-  const std::string name = name_and_value.substr(0, equals);
-  const std::string value = name_and_value.substr(equals + 1);
+  const std::string name = text.substr(0, equals);
+  const std::string value = text.substr(equals + 1);
   if (here.variable_error != 0) {
     return here.variable_error;
   }
@@ -477,7 +494,7 @@ void close_message_boxes(unsigned long thread_id) {
   for (const auto &box : the_world().boxes) {
     if (box->open && box->record.thread == thread_id) {
       stand_in::end_box_at(box, closing.delay, stand_in::box_end::closed,
-                           closing.button.value_or(stand_in::pressed_cancel));
+                           closing.button.value_or(stand_in::first_button(box->record.style)));
     }
   }
   stand_in::run_due_events();

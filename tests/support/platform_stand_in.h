@@ -101,8 +101,8 @@ void given_process_id(unsigned long id);
 void given_time(std::time_t time);  // the calendar time of this moment
 void given_system_message(unsigned long error, const std::string &text);
 
-// Presses Ctrl-C. Ignored when the launcher ignores it; calls the handler on a
-// thread of its own; without a handler it ends the program with status
+// Presses Ctrl-C. Ignored when the launcher ignores it; calls the handler, once,
+// on a thread of its own; without a handler it ends the program with status
 // 0xC000013A, without the functions of at_exit.
 void given_ctrl_c_after(milliseconds delay);
 bool ctrl_c_is_ignored();
@@ -275,7 +275,7 @@ void given_box_that_cannot_be_shown();
 void given_answer_to(const std::string &piece_of_text, int button, milliseconds delay = 0);
 
 // What close_message_boxes does: the box closes after the delay with that
-// button. The default is Cancel at once; `never` leaves it open.
+// button. The default is the box's first button at once; `never` leaves it open.
 void given_box_closing(int button, milliseconds delay = 0);
 
 enum class box_end { shown, answered, closed, thread_ended, not_shown };

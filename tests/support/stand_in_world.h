@@ -220,7 +220,7 @@ struct world {
   std::vector<std::shared_ptr<shown_box>> boxes;
   std::deque<box_answer> box_answers;
   std::vector<std::pair<std::string, box_answer>> answers_by_text;
-  box_answer box_closing = {pressed_cancel, 0};
+  box_answer box_closing = {std::nullopt, 0};  // no button: the first one
 
   // network paths
   std::set<std::string, case_blind_less> libraries = {"mpr.dll"};

@@ -670,7 +670,7 @@ TEST(StandInBoxes, StayOnOtherThreadsUntilTheyAreAskedToClose) {
   EXPECT_FALSE(platform::wait_for(started.thread.get(), 10));
   platform::close_message_boxes(started.id);
   EXPECT_TRUE(platform::wait_for(started.thread.get(), 10));
-  EXPECT_EQ(pressed_cancel, steps);
+  EXPECT_EQ(pressed_yes, steps);
   EXPECT_EQ(box_end::closed, message_boxes()[0].end);
   EXPECT_EQ(1'000'010U, message_boxes()[0].ended_at);
 }
@@ -721,7 +721,7 @@ TEST(StandInProgram, CanEndOnAnotherThread) {
             }));
 }
 
-TEST(StandInProgram, CallsTheHandlerOfCtrlC) {
+TEST(StandInProgram, CallsTheHandlerOfCtrlCOnce) {
   steps = 0;
   EXPECT_EQ(nullptr, platform::set_interrupt_handler([](int signal) { steps = signal; }));
   given_ctrl_c_after(100);
@@ -729,7 +729,7 @@ TEST(StandInProgram, CallsTheHandlerOfCtrlC) {
   EXPECT_EQ(0, steps);
   platform::sleep_ms(2);
   EXPECT_EQ(2, steps);
-  EXPECT_NE(nullptr, current_interrupt_handler());
+  EXPECT_EQ(nullptr, current_interrupt_handler());
 }
 
 TEST(StandInProgram, EndsWithTheExitOfItsHandlerOfCtrlC) {
