@@ -62,7 +62,7 @@ bool read_line(text_reader &reader, std::string &line, std::size_t limit) {
       return true;
     }
     if (!read_more(reader)) {
-      line.assign(text);
+      line.assign(reader.buffer, reader.next, reader.filled - reader.next);  // it has moved
       reader.next = reader.filled;
       reader.at_end = line.size() < limit;  // a piece that fills the limit looks no further
       return !line.empty();
