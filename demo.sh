@@ -1,0 +1,242 @@
+#!/bin/bash
+# demo.sh: shows the launcher at work: a release as a user has it, a start
+# script's command line, and real MPI ranks of a small real solver.
+#
+#   ./demo.sh [mpich | msmpi | intel | mpich2 | ibmmpi]
+#   ./demo.sh [ibmmpi-cluster | cluster | cluster-fail | install]
+#
+# mpich is shown when nothing is named. Needs nothing but a Debian machine: what
+# is missing is installed first. Ends with 0 when everything was as it should be.
+set -uo pipefail
+
+root=$(cd "$(dirname "$0")" && pwd)
+# shellcheck source=scripts/machine.sh
+. "$root/scripts/machine.sh"
+# shellcheck source=scripts/wine.sh
+. "$root/scripts/wine.sh"
+
+demo=$root/build/demo   # everything that this script makes
+disk=$demo/disk         # the user's disk D:
+release=12.0.16
+release_folder=$disk/zephon/zephon$release
+release_name='D:\zephon\zephon12.0.16'  # the same, as Windows programs name it
+solver=$release_name'\ntbin\win64\zephon.exe'
+ranks=4
+
+# ---- What the demo stands on ----------------------------------------------------------------
+
+# The solver is a program of this machine, as its ranks are: MPICH's own wrapper
+# builds it.
+build_solver() {
+  local source=$root/demo program=$demo/zephon
+  if [ -z "$(find "$source" -newer "$program" 2>/dev/null)" ] && [ -x "$program" ]; then
+    return 0
+  fi
+  mkdir -p "$demo"
+  mpicxx.mpich -std=c++20 -O2 -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror \
+    "$source"/*.cpp -o "$program"
+}
+
+# The user's disk serves one demo at a time.
+wait_for_other_demo() {
+  mkdir -p "$demo"
+  exec {demo_lock}>"$demo/lock"
+  flock -n "$demo_lock" || { say "Waiting for another demo to end" && flock "$demo_lock"; }
+}
+
+# Puts a file in its place, its folder too.
+put() {
+  mkdir -p "$(dirname "$2")"
+  cp "$1" "$2"
+}
+
+# The release, the MPIs and the user's own files. Each MPI's programs are the
+# bridge, which runs MPICH behind them.
+lay_out_tree() {
+  local build=$root/build/mingw mpi program
+  rm -rf "$disk"
+  for program in mpich/bin/mpirun ms/bin/mpiexec {intel,mpich2}/bin/{mpiexec,smpd} ibmmpi/bin/mpirun; do
+    put "$build/mpi_bridge.exe" "$release_folder/netweave/mpi/win64/$program.exe"
+  done
+  for mpi in mpich msmpi intel mpich2 ibmmpi; do
+    mkdir -p "$release_folder/netweave/mpi_wrapper/win64/$mpi"
+    echo "stands for the wrapper library" \
+      >"$release_folder/netweave/mpi_wrapper/win64/$mpi/mpi_wrapper.dll"
+  done
+  put "$build/mpirun.exe" "$release_folder/ntbin/win64/mpirun.exe"
+  put "$demo/zephon" "$release_folder/ntbin/win64/zephon.exe"
+  mkdir -p "$disk/zephon/zephon6.3.26/ntbin/win64"
+  put "$root/demo/plate.case" "$disk/work/plate.case"
+  printf 'alpha\r\nbeta\r\n' >"$disk/work/hosts.txt"
+}
+
+show_tree() {
+  heading "A release, as a user has it (D: is $disk)"
+  (cd "$disk" && find zephon work -type f | sort | sed 's,/,\\,g; s,^,  D:\\,')
+}
+
+# What a start script always sets.
+set_environment() {
+  export ZEPHON_INC='D:\zephon'
+  export ZEPHON_PROD_DIR=$release_name
+  export ZEPHON_ARCH=win64
+  export ZEPHON_PROD=zephon
+  export STDOUT_FLUSH=1
+  export RSH_USER=demo               # messages come on the console, not in a box
+  export MPI_BRIDGE_LOG='D:\mpi.log'  # what the MPIs were told
+  ln -sfn "$disk" "$WINEPREFIX/dosdevices/d:"
+}
+
+heading() {
+  printf '\n== %s\n' "$*"
+}
+
+# ---- Launches -------------------------------------------------------------------------------
+
+# Runs the launcher with a start script's arguments, as a user in D:\work.
+run_launcher() {
+  local words=() word
+  for word in "$@"; do
+    case $word in
+      *' '*) words+=("\"$word\"") ;;
+      *) words+=("$word") ;;
+    esac
+  done
+  printf '\nD:\\work> mpirun.exe %s\n\n' "${words[*]}"
+  (cd "$disk/work" && timeout -k 5 100 "${wine_personality[@]}" "$wine_loader" \
+    "$release_folder/ntbin/win64/mpirun.exe" "$@")
+}
+
+# Launches the solver and checks that it was run as asked.
+#   launch HOSTS [options]     on that many hosts; with a host file when it is 2
+launch() {
+  local hosts=$1 output=$demo/output status=0
+  shift
+  rm -f "$disk/work/timing.txt" "$disk/mpi.log"
+  if [ "$hosts" -gt 1 ]; then
+    heading "The host file D:\\work\\hosts.txt"
+    sed 's/^/  /' "$disk/work/hosts.txt"
+    set -- "$@" '--cnf=D:\work\hosts.txt'
+  fi
+  heading "The start script's command line: $ranks ranks on $hosts host(s)"
+  run_launcher "--r$release" "$@" "--np=$ranks" --o 'D:\work\timing.txt' \
+    "$solver" -i 'D:\work\plate.case' -title 'heated plate' | tee "$output"
+  status=${PIPESTATUS[0]}
+
+  heading "What the MPI was told"
+  sed 's/^/  /' "$disk/mpi.log"
+  heading "The timing report D:\\work\\timing.txt"
+  sed 's/^/  /' "$disk/work/timing.txt"
+  check_launch "$hosts" "$status" "$output"
+}
+
+# Every rank has to have spoken, on as many hosts as were asked for, and the
+# solution has to be right.
+check_launch() {
+  local hosts=$1 status=$2 output=$3 spoken
+  [ "$status" -eq 0 ] || fail "the launcher ended with $status"
+  spoken=$(grep -c "^rank [0-9]* of $ranks on " "$output")
+  [ "$spoken" -eq "$ranks" ] || fail "$spoken ranks of $ranks have spoken"
+  grep -q "$ranks ranks on $hosts host" "$output" || fail "the ranks are not on $hosts host(s)"
+  grep -q 'solution verified' "$output" || fail "the solver did not verify its solution"
+  check_timing_report
+}
+
+check_timing_report() {
+  local report=$disk/work/timing.txt label
+  [ "$(wc -l <"$report")" -eq 4 ] || fail "the timing report has not four lines"
+  for label in 'Start: ' 'End:   ' 'Elapsed Time: ' 'CPU Time: '; do
+    grep -q "^$label" "$report" || fail "the timing report lacks a line $label"
+  done
+}
+
+failed=0
+fail() {
+  printf '\nDEMO FAILED: %s\n' "$*"
+  failed=1
+}
+
+# Answers the password question that an MPI asks on the console.
+with_password() {
+  printf 'secret\n' | "$@"
+}
+
+# ---- One function for each MPI --------------------------------------------------------------
+
+demo_mpich() {
+  export MPI_HOME=$release_name'\netweave\mpi\win64\mpich'
+  launch 2 --mpi=mpich
+}
+
+demo_msmpi() {
+  launch 1 --mpi=msmpi
+  launch 2 --mpi=msmpi
+}
+
+# The launcher finds the service missing and starts it, finds no password and has
+# the MPI ask for it; the second launch on hosts finds both in place.
+demo_intel() {
+  launch 1 --mpi=intel
+  with_password launch 2 --mpi=intel
+  launch 2 --mpi=intel
+}
+
+demo_mpich2() {
+  launch 1 --mpi=mpich2
+  with_password launch 2 --mpi=mpich2
+  launch 2 --mpi=mpich2
+}
+
+demo_ibmmpi() {
+  launch 1 --mpi=  # an empty name is Platform MPI
+  with_password launch 2 --mpi=
+  launch 2 --mpi=
+}
+
+# The service of MPICH2, installed from the newest release and then found running.
+demo_install() {
+  unset RSH_USER
+  rm -f "$disk/work/install_smpd_log.txt"
+  heading "Installing the service of MPICH2 from the newest release"
+  run_launcher --install_smpd 0 || fail "the installation ended with $?"
+  heading "Starting it again: it runs already"
+  run_launcher --start_smpd 0 || fail "the start ended with $?"
+  heading "The log D:\\work\\install_smpd_log.txt"
+  sed 's/^/  /' "$disk/work/install_smpd_log.txt"
+  heading "What the service program was told"
+  sed 's/^/  /' "$disk/mpi.log"
+  grep -q 'MPICH2 SMPD Installation Successful:' "$disk/work/install_smpd_log.txt" ||
+    fail "the log names no successful installation"
+  grep -q 'MPICH2 SMPD has already been running!' "$disk/work/install_smpd_log.txt" ||
+    fail "the log does not find the service running"
+  grep -qF "$release_name"'\netweave\mpi\win64\mpich2\bin\smpd.exe" -install' "$disk/mpi.log" ||
+    grep -qF "$release_name"'\netweave\mpi\win64\mpich2\bin\smpd.exe -install' "$disk/mpi.log" ||
+    fail "the service does not come from the newest release"
+}
+
+# ---- The run --------------------------------------------------------------------------------
+
+main() {
+  local what=${1:-mpich}
+  if ! declare -F "demo_${what//-/_}" >/dev/null; then
+    give_up "unknown: $what (mpich msmpi intel mpich2 ibmmpi ibmmpi-cluster cluster cluster-fail install)"
+  fi
+  install_packages "${build_packages[@]}" "${wine_packages[@]}" "${mpi_packages[@]}"
+  trap wine_stop EXIT
+  trap 'exit 130' INT TERM HUP
+  wait_for_other_demo
+  say "Building what is missing"
+  build_preset mingw mpirun mpi_bridge || exit 1
+  build_solver || give_up "the solver cannot be built"
+  wine_start
+  lay_out_tree
+  set_environment
+  show_tree
+  "demo_${what//-/_}"
+  if [ "$failed" -ne 0 ]; then
+    exit 1
+  fi
+  printf '\nDemo %s: all as it should be.\n' "$what"
+}
+
+main "$@"

@@ -1,0 +1,85 @@
+# machine.sh: what demo.sh and test.sh share: messages, and the packages they need.
+#
+# Sourced, not run. Expects `root` to be the tree's own folder.
+# shellcheck shell=bash
+# shellcheck disable=SC2154,SC2034  # root comes from the script that sources this, which uses the lists
+
+# Says what happens now, on standard error, so that a program's own output stays clean.
+say() {
+  printf '%s\n' "$*" >&2
+}
+
+# Says why it cannot go on, and ends the script.
+give_up() {
+  say "$(basename "$0"): $*"
+  exit 1
+}
+
+# Runs a command with the rights to install packages.
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then
+    "$@"
+  else
+    sudo "$@"
+  fi
+}
+
+# Installs those of the named Debian packages that are missing, and does nothing
+# at all when none is.
+#   install_packages cmake ninja-build
+install_packages() {
+  local package missing=()
+  for package in "$@"; do
+    if [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" != installed ]; then
+      missing+=("$package")
+    fi
+  done
+  if [ ${#missing[@]} -eq 0 ]; then
+    return
+  fi
+  say "Installing Debian packages: ${missing[*]}"
+  command -v apt-get >/dev/null || give_up "these packages have to be installed by hand: ${missing[*]}"
+  if [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; then
+    give_up "run as root, or install by hand: ${missing[*]}"
+  fi
+  mkdir -p "$root/build"
+  local log=$root/build/install.log
+  # Another installation on the machine may be under way: wait for it.
+  if ! { as_root env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=600 update &&
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=600 \
+      install -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1 </dev/null; then
+    tail -n 20 "$log" >&2
+    give_up "the packages could not be installed (all of it: $log)"
+  fi
+}
+
+# What the Windows programs are built with, and what runs them.
+build_packages=(cmake ninja-build g++ g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev googletest)
+wine_packages=(wine64 xvfb util-linux)
+mpi_packages=(mpich libmpich-dev)
+cluster_packages=(slurm-wlm munge)
+check_packages=(clang clang-format clang-tidy cppcheck shellcheck libclang-rt-14-dev python3)
+
+# Configures a preset when that was not yet done, then builds the named targets,
+# or all of them. Quiet unless it fails.
+#   build_preset mingw mpirun mpi_bridge
+build_preset() {
+  local preset=$1
+  shift
+  local log=$root/build/$preset.log
+  mkdir -p "$root/build"
+  # One build at a time: another script may want the same folder.
+  if ! (
+    cd "$root" || exit 1
+    flock 9
+    exec >"$log" 2>&1
+    if [ ! -e "build/$preset/build.ninja" ]; then
+      cmake --preset "$preset" || exit 1
+    fi
+    cmake --build "build/$preset" ${1+--target "$@"}
+  ) 9>"$root/build/$preset.lock"; then
+    tail -n 40 "$log" >&2
+    say "Building the preset $preset failed (all of it: $log)"
+    return 1
+  fi
+}
