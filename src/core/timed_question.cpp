@@ -62,9 +62,10 @@ void stop_question() {
   if (!dialog_thread.thread) {
     return;
   }
+  // Ended before it was asked to, the box was answered by the user.
+  bool ended = platform::wait_for(dialog_thread.thread.get(), 0);
   (void)question_answer();  // the last moment for an answer
   dialog_phase = closed;
-  bool ended = platform::wait_for(dialog_thread.thread.get(), 0);
   for (int attempt = 0; attempt < close_attempts && !ended; ++attempt) {
     platform::close_message_boxes(dialog_thread.id);
     ended = platform::wait_for(dialog_thread.thread.get(), close_wait);
