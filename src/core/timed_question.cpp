@@ -30,7 +30,10 @@ std::atomic<int> dialog_phase = closed;
 
 // Owns nothing and takes no lock, as it can be ended at any moment.
 void show_question(void *) {
-  pressed_button = platform::show_message_box("Zephon", dialog_text, dialog_style | topmost);
+  const int button = platform::show_message_box("Zephon", dialog_text, dialog_style | topmost);
+  if (button != 0) {  // a box that could not be shown leaves the assumed answer
+    pressed_button = button;
+  }
   int expected = shown;
   dialog_phase.compare_exchange_strong(expected, answered);
 }
@@ -42,6 +45,7 @@ unsigned long start_question(const std::string &text, unsigned style, int assume
   dialog_text = text;
   dialog_style = style;
   dialog_answer = assumed_answer;
+  pressed_button = assumed_answer;
   dialog_phase = shown;
   dialog_thread = platform::start_thread(show_question, nullptr);
   if (!dialog_thread.thread) {
@@ -64,8 +68,10 @@ void stop_question() {
   }
   // Ended before it was asked to, the box was answered by the user.
   bool ended = platform::wait_for(dialog_thread.thread.get(), 0);
-  (void)question_answer();  // the last moment for an answer
-  dialog_phase = closed;
+  // The last moment for an answer. In one move, so that none comes between.
+  if (dialog_phase.exchange(closed) == answered) {
+    dialog_answer = pressed_button.load();
+  }
   for (int attempt = 0; attempt < close_attempts && !ended; ++attempt) {
     platform::close_message_boxes(dialog_thread.id);
     ended = platform::wait_for(dialog_thread.thread.get(), close_wait);
