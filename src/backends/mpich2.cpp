@@ -18,8 +18,6 @@
 
 namespace {
 
-int mpich2_home_announced = 0;  // the version is reported once in a run
-
 // A line is shown as a format without values: %% is one percent sign.
 std::string as_format(const std::string &line) {
   std::string shown;
@@ -78,12 +76,12 @@ std::string find_mpich2_home(bool announce) {
       !file_is_readable(*home + "\\bin\\mpiexec.exe")) {
     return mpi_installation_directory("mpich2", announce);
   }
-  if (mpich2_home_announced == 0) {
+  if (state.mpich2_home_announced == 0) {
     echo_user_defined("MPICH2_HOME",
                       "Make sure the same MPICH2 version is installed on all the used machines!\n");
     report_version(*home + "\\bin\\smpd.exe");
     print("\n");
-    ++mpich2_home_announced;
+    ++state.mpich2_home_announced;
   }
   return *home;
 }

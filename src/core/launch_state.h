@@ -49,6 +49,7 @@ struct launch_state : option_record {
   std::string default_mpi = "ibmmpi";   // what an empty --mpi= means
   std::string ccp_job_command = "job";  // the scheduler's tool
   std::string std_dir;                  // where a scheduled task runs and writes its output
+  int mpich2_home_announced = 0;        // how often MPICH2_HOME was shown with its version
   bool ctrl_c_ignored = false;          // Windows was told to ignore Ctrl-C
   std::string message_buffer;           // what the user is told once, at exit
   std::string env_pool{'\0'};           // our settings as an environment block
