@@ -15,14 +15,22 @@ std::atomic<bool> monitor_stopping = false;
 
 constexpr int runner_trace_line = 4151;
 
-// A monitor hangs in a read until it is interrupted; this many times it is
-// asked to end, with a wait of this many milliseconds each, before it is ended.
+// A monitor that hangs is interrupted so often, with a wait of this many
+// milliseconds each, before its thread is ended.
 constexpr int monitor_end_attempts = 40;
 constexpr unsigned long monitor_end_wait = 25;
 
+// Without a group the interpreter alone can be ended, and the tool goes on.
+void end_processes_of(const run_record &run) {
+  platform::terminate_process(run.process.get(), 0);
+  if (run.group) {
+    platform::terminate_group(run.group.get(), 0);
+  }
+}
+
 }  // namespace
 
-std::unique_ptr<run_record> start_run(const std::string &command) {
+std::unique_ptr<run_record> start_run(const std::string &command, bool can_be_stopped) {
   auto run = std::make_unique<run_record>();
   if (auto pipe = platform::create_pipe()) {
     run->output.handle = std::move(pipe->read_end);
@@ -33,7 +41,10 @@ std::unique_ptr<run_record> start_run(const std::string &command) {
     settings.error = pipe->write_end.get();
     settings.hidden = true;
     settings.handles = platform::inheritance::listed;
-    run->process = platform::start_process("cmd.exe /c " + command, settings).process;
+    settings.grouped = can_be_stopped;
+    platform::started_process started = platform::start_process("cmd.exe /c " + command, settings);
+    run->process = std::move(started.process);
+    run->group = std::move(started.group);
     // Our own write end closes here: the reading ends when the command's does.
   }
   if (!run->process) {
@@ -51,16 +62,23 @@ int close_run(std::unique_ptr<run_record> run) {
   return static_cast<int>(platform::exit_code(run->process.get()));
 }
 
-text_reader *open_current_run(const std::string &command) {
+text_reader *open_current_run(const std::string &command, bool can_be_stopped) {
   trace("cmd", command, runner_trace_line);
   if (!runner_process) {
-    runner_process = start_run(command);
+    runner_process = start_run(command, can_be_stopped);
   }
   return runner_process ? &runner_process->output : nullptr;
 }
 
 int close_current_run() {
   return close_run(std::move(runner_process));
+}
+
+void stop_current_run() {
+  if (runner_process) {
+    end_processes_of(*runner_process);
+  }
+  (void)close_current_run();
 }
 
 std::optional<int> run_command(const std::string &command, const line_taker &take_line) {
@@ -87,9 +105,13 @@ bool stop_monitor() {
     return false;
   }
   // Ended in the middle of a write or an allocation, the thread would leave a
-  // lock behind. So its read is broken off first and it may end by itself.
+  // lock behind. So it may end by itself, as the tool's output now does; if it
+  // does not, the read or write in which it hangs is broken off.
   monitor_stopping = true;
-  bool ended = false;
+  if (runner_process) {
+    end_processes_of(*runner_process);
+  }
+  bool ended = platform::wait_for(monitor_thread.get(), monitor_end_wait);
   for (int attempt = 0; attempt < monitor_end_attempts && !ended; ++attempt) {
     platform::interrupt_thread(monitor_thread.get());
     ended = platform::wait_for(monitor_thread.get(), monitor_end_wait);
@@ -98,11 +120,7 @@ bool stop_monitor() {
     platform::terminate_thread(monitor_thread.get());
   }
   monitor_thread.reset();
-
-  if (runner_process) {
-    platform::terminate_process(runner_process->process.get(), 0);
-    (void)close_current_run();
-  }
+  (void)close_current_run();
   return true;
 }
 

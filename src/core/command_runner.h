@@ -18,10 +18,12 @@
 struct run_record {
   text_reader output;              // what the tool prints
   platform::owned_handle process;  // the command interpreter
+  platform::owned_handle group;    // the interpreter and the tool; empty: not kept together
 };
 
-// Starts a command. Null when it cannot be started, which is reported on standard error.
-std::unique_ptr<run_record> start_run(const std::string &command);
+// Starts a command. Null when it cannot be started, which is reported on standard
+// error. One that can be stopped is kept together with all that it starts.
+std::unique_ptr<run_record> start_run(const std::string &command, bool can_be_stopped = false);
 
 // Ends a run without waiting for the command. Gives back the command's exit
 // code, 259 when it still runs, -1 when there is no run or no process.
@@ -30,10 +32,14 @@ int close_run(std::unique_ptr<run_record> run);
 // Traces the command and makes it the current run. Gives back the output of the
 // current run, which is that of an earlier command when that was not closed;
 // null when the command cannot be started. The reader lives until the run is closed.
-text_reader *open_current_run(const std::string &command);
+text_reader *open_current_run(const std::string &command, bool can_be_stopped = false);
 
 // Ends the current run; gives back what close_run does.
 int close_current_run();
+
+// Ends the current run and its processes: the interpreter, and the tool as well
+// when the run can be stopped.
+void stop_current_run();
 
 // Takes one piece of a tool's output; false ends the reading.
 using line_taker = std::function<bool(const std::string &line)>;
@@ -48,8 +54,8 @@ std::optional<int> run_command(const std::string &command, const line_taker &tak
 // Gives back the thread's identifier, 0 when it could not be started.
 unsigned long start_monitor(platform::thread_routine routine, void *argument);
 
-// Ends the monitor, the current run's process and the current run. Gives back
-// true when there was a monitor.
+// Ends the current run with its processes, and the monitor with it. Gives back
+// true when there was a monitor; without one nothing is ended.
 bool stop_monitor();
 
 // Whether the monitor is being ended: its read may then have been broken off.

@@ -121,12 +121,14 @@ struct start_settings {
   const char *title = nullptr;         // title of its console; null: none
   const char *environment = nullptr;   // an environment block; null: the launcher's own
   inheritance handles = inheritance::all;
+  bool grouped = false;  // it and all that it starts can be ended together
 };
 
 struct started_process {
   owned_handle process;     // empty when it could not be started
   unsigned long id = 0;     // its process identifier
   unsigned long error = 0;  // Windows' error code when it could not be started
+  owned_handle group;       // empty unless asked for, or when Windows refuses to make one
 };
 
 // Starts a program from a command line, in the launcher's current directory.
@@ -135,6 +137,9 @@ started_process start_process(const std::string &command, const start_settings &
 // The exit code of a process: process_still_active while it runs.
 unsigned long exit_code(void *process);
 void terminate_process(void *process, unsigned long code);
+
+// Ends a process and all that it started, as far as they still run.
+void terminate_group(void *group, unsigned long code);
 
 // Kernel and user time of a process in units of 100 ns; nothing when Windows does not tell.
 std::optional<std::uint64_t> processor_time(void *process);

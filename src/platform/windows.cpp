@@ -253,6 +253,16 @@ class handle_list {
   std::vector<char> memory;
 };
 
+// A job object with the process in it. Windows 7 refuses it when the launcher
+// itself was started in one.
+owned_handle group_of(HANDLE process) {
+  owned_handle group = own(CreateJobObjectA(nullptr, nullptr));
+  if (group && !AssignProcessToJobObject(group.get(), process)) {
+    group.reset();
+  }
+  return group;
+}
+
 }  // namespace
 
 started_process start_process(const std::string &command, const start_settings &settings) {
@@ -277,6 +287,10 @@ started_process start_process(const std::string &command, const start_settings &
     flags |= EXTENDED_STARTUPINFO_PRESENT;
   }
 
+  if (settings.grouped) {
+    flags |= CREATE_SUSPENDED;  // it must start nothing before it is in its group
+  }
+
   std::string writable_command = command;  // CreateProcess may write into it
   PROCESS_INFORMATION child{};
   if (!CreateProcessA(nullptr, writable_command.data(), nullptr, nullptr,
@@ -287,8 +301,15 @@ started_process start_process(const std::string &command, const start_settings &
     failed.error = GetLastError();
     return failed;
   }
+  started_process started;
+  started.process = own(child.hProcess);
+  started.id = child.dwProcessId;
+  if (settings.grouped) {
+    started.group = group_of(child.hProcess);
+    (void)ResumeThread(child.hThread);
+  }
   (void)CloseHandle(child.hThread);
-  return {own(child.hProcess), child.dwProcessId, 0};
+  return started;
 }
 
 unsigned long exit_code(void *process) {
@@ -299,6 +320,10 @@ unsigned long exit_code(void *process) {
 
 void terminate_process(void *process, unsigned long code) {
   (void)TerminateProcess(process, code);  // it may have ended by itself
+}
+
+void terminate_group(void *group, unsigned long code) {
+  (void)TerminateJobObject(group, code);  // they may have ended by themselves
 }
 
 std::optional<std::uint64_t> processor_time(void *process) {

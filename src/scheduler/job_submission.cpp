@@ -94,7 +94,10 @@ bool wait_for_submit_answer(text_reader *output, void *event) {
   submit_answered = false;
   job_event = event;
   const unsigned long limit = submit_wait();
-  (void)start_monitor(print_submit_output, output);
+  if (start_monitor(print_submit_output, output) == 0) {
+    stop_current_run();  // nobody listens to it
+    return false;
+  }
   for (unsigned long waited = 0; waited < limit && !submit_answered;) {
     const unsigned long slice = std::min(wake_up_interval, limit - waited);
     if (!platform::wait_for(event, slice)) {
@@ -111,7 +114,8 @@ bool wait_for_submit_answer(text_reader *output, void *event) {
 }
 
 void submit_and_watch(const std::string &command) {
-  text_reader *output = open_current_run(command);
+  // Stopped with the tool behind it, or a job would be submitted twice.
+  text_reader *output = open_current_run(command, true);
   if (output == nullptr) {
     print_error("\nError in run the job submit command!\n");
   } else {

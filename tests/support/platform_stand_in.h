@@ -212,6 +212,7 @@ void given_tool_for(const std::function<bool(const std::string &command)> &match
 // cmd.exe itself cannot be started.
 void given_no_command_interpreter(unsigned long error = 2);
 void given_no_pipes();
+void given_no_groups();  // Windows puts no process into a group
 
 enum class start_way { process, in_console, output_discarded };
 enum class output_place { nowhere, standard_output, standard_error, pipe, file };
@@ -234,6 +235,7 @@ struct started_command {
   std::optional<std::string> title;
   std::optional<std::string> environment;  // the block with its two zeros
   platform::inheritance handles = platform::inheritance::all;
+  bool grouped = false;
 };
 
 const std::vector<started_command> &started_commands();

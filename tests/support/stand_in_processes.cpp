@@ -377,6 +377,9 @@ void given_tool_for(const std::function<bool(const std::string &command)> &match
 void given_no_command_interpreter(unsigned long error) {
   the_world().interpreter_error = error;
 }
+void given_no_groups() {
+  the_world().no_groups = true;
+}
 void given_no_pipes() {
   the_world().no_pipes = true;
 }
@@ -466,6 +469,7 @@ started_process start_process(const std::string &command, const start_settings &
   record.hidden = settings.hidden;
   record.detached = settings.detached;
   record.handles = settings.handles;
+  record.grouped = settings.grouped;
   if (settings.title != nullptr) {
     record.title = settings.title;
   }
@@ -486,6 +490,9 @@ started_process start_process(const std::string &command, const start_settings &
   stand_in::inherit(*one, settings.handles);
   stand_in::take_next_step_in_time(one);
   started.process.reset(stand_in::new_handle(one));
+  if (settings.grouped && !the_world().no_groups) {
+    started.group.reset(stand_in::new_handle(one));
+  }
   return started;
 }
 
@@ -505,6 +512,11 @@ void terminate_process(void *process, unsigned long code) {
     one->terminated_with = code;
     stand_in::end_process(*one, code);
   }
+}
+
+// A command and its interpreter are one process here, so that the group is it too.
+void terminate_group(void *group, unsigned long code) {
+  terminate_process(group, code);
 }
 
 std::optional<std::uint64_t> processor_time(void *process) {

@@ -214,6 +214,7 @@ struct world {
   unsigned long next_process_id = 5000;
   unsigned long interpreter_error = 0;
   bool no_pipes = false;
+  bool no_groups = false;
   std::map<std::uint64_t, std::optional<std::uint32_t>> shared_blocks;
 
   // message boxes
