@@ -26,9 +26,8 @@ constexpr int success_notice_seconds = 5;
   platform::exit_program(exit_installer_failed);
 }
 
-[[noreturn]] void report_and_end(const std::string &message, int seconds) {
-  install_log_write(message);
-  install_log_close();
+// The log, unless it is closed before, gets its end mark when the notice is gone.
+[[noreturn]] void show_and_end(const std::string &message, int seconds) {
   (void)timed_question(message, seconds, ok_button_with_information_icon);
   platform::exit_program(exit_normal);
 }
@@ -58,7 +57,9 @@ std::string find_installation(const std::string &request) {
     default:
       break;
   }
-  report_and_end(message, start_notice_seconds);
+  install_log_write(message);
+  install_log_close();
+  show_and_end(message, start_notice_seconds);
 }
 
 std::string missing_program_message(const std::string &program) {
@@ -91,9 +92,10 @@ std::string missing_program_message(const std::string &program) {
     fail_installation(format_text("\nMPICH2 SMPD Installation Failed:\n%s\n%s", command.c_str(),
                                   last_line.c_str()));
   }
-  report_and_end(format_text("\nMPICH2 SMPD Installation Successful:\n%s\n%s", command.c_str(),
-                             last_line.c_str()),
-                 success_notice_seconds);
+  const std::string message = format_text("\nMPICH2 SMPD Installation Successful:\n%s\n%s",
+                                          command.c_str(), last_line.c_str());
+  install_log_write(message);
+  show_and_end(message, success_notice_seconds);
 }
 
 }  // namespace

@@ -79,8 +79,8 @@ struct gave_up : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Fuzzers: ends a run after so many waits, without a failure. Without it a
-// million waits are taken for a launcher that waits forever, and are a failure.
+// Fuzzers: ends a run after so many waits, without a failure. Without it
+// 300,000 waits are taken for a launcher that waits forever, and are a failure.
 void give_up_after(std::size_t waits);
 
 // Handles that are open now, and that were when exit_program was called.

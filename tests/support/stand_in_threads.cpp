@@ -166,7 +166,7 @@ void leave_world() {
   }
   if (std::exchange(here.out_of_waits, false)) {
     if (here.giving_up_is_a_failure) {
-      fail("a million waits: the launcher waits forever");
+      fail(std::to_string(most_waits) + " waits: the launcher waits forever");
     }
     throw gave_up("the waits are used up");
   }

@@ -142,7 +142,7 @@ struct library {
   std::string name;
 };
 
-constexpr std::size_t most_waits = 1'000'000;  // more is a launcher that waits forever
+constexpr std::size_t most_waits = 300'000;  // more is a launcher that waits forever
 
 struct world {
   // time and threads

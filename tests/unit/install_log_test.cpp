@@ -1,0 +1,90 @@
+// Tests of the log of installations.
+#include "install/install_log.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "core/text.h"
+#include "support/fresh_launch.h"
+
+using namespace stand_in;
+
+namespace {
+
+constexpr const char *log_path = "C:\\work\\install_smpd_log.txt";
+constexpr std::time_t start_time = 1'234'567'890;
+
+std::string day(std::time_t time) {
+  return calendar_text(time).substr(0, 24);
+}
+
+TEST(InstallLog, BeginsAndEndsWithAMark) {
+  given_variable("COMPUTERNAME", "PC7");
+  given_time(start_time);
+  install_log_open();
+  install_log_write("\ninstalled\n");
+  platform::sleep_ms(5'000);
+  install_log_close();
+  EXPECT_EQ("\r\n------------- start on PC7 @ " + day(start_time) + "\r\n\r\n\r\ninstalled\r\n" +
+                "\r\n------------- end @ " + day(start_time + 5) + "\r\n\r\n",
+            file_content(log_path));
+}
+
+TEST(InstallLog, BeginsWithoutAComputerName) {
+  given_time(start_time);
+  install_log_open();
+  EXPECT_EQ("\r\n------------- start @ " + day(start_time) + "\r\n\r\n", file_content(log_path));
+  install_log_close();
+}
+
+TEST(InstallLog, OnlyGrows) {
+  given_file(log_path, "old\r\n");
+  install_log_open();
+  install_log_close();
+  EXPECT_EQ(0U, file_content(log_path)->find("old\r\n\r\n------------- start"));
+}
+
+TEST(InstallLog, TakesNoMessageForAFormat) {
+  install_log_open();
+  install_log_write("%s%n");
+  install_log_close();
+  EXPECT_NE(std::string::npos, file_content(log_path)->find("%s%n"));
+}
+
+TEST(InstallLog, IsSkippedWhenItCannotBeOpened) {
+  given_unwritable_path(log_path);
+  install_log_open();
+  install_log_write("x");
+  install_log_close();
+  EXPECT_FALSE(file_exists(log_path));
+  EXPECT_EQ("", both_streams());
+}
+
+TEST(InstallLog, GetsItsEndMarkWhenTheProgramEnds) {
+  EXPECT_EQ(5, status_of_exit([] {
+              install_log_open();
+              platform::exit_program(5);
+            }));
+  EXPECT_NE(std::string::npos, file_content(log_path)->find("------------- end @ "));
+}
+
+TEST(InstallLog, GetsItsEndMarkOnce) {
+  EXPECT_EQ(5, status_of_exit([] {
+              install_log_open();
+              install_log_close();
+              platform::exit_program(5);
+            }));
+  const std::string log = *file_content(log_path);
+  EXPECT_EQ(log.find("------------- end"), log.rfind("------------- end"));
+}
+
+TEST(InstallLog, GoesOnWhenTheDiskIsFull) {
+  given_full_disk_after(4);
+  install_log_open();
+  install_log_write("x");
+  install_log_close();
+  EXPECT_EQ(4U, file_content(log_path)->size());
+}
+
+}  // namespace

@@ -1,0 +1,254 @@
+// Tests of the run sequence: from the entry to the exit status.
+#include "core/mpirun.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/launch_state.h"
+#include "core/messages.h"
+#include "support/fresh_launch.h"
+
+using namespace stand_in;
+
+namespace {
+
+using texts = std::vector<std::string>;
+
+constexpr const char *usage_text =
+    "Usage: mpirun.exe [version] [options]\n"
+    "options:\n"
+    "\t-help\t\tthis listing\n"
+    "\t-rx\t\tspecify release x\n"
+    "parallel options:\n"
+    "\t-ccp x\t\trun through Microsoft Job Scheduler, and x is the head node name\n"
+    "\t-cnf=x\t\tspecify the host file\n"
+    "\t-host_ip=host:ip\tspecify the ip interface to be used by the host process\n"
+    "\t-mpi=mpi\t\tspecify MPI implementation; mpi={ibmmpi | intel | ...}\n"
+    "\t-mpitest\t\trun the mpitest program instead of ZEPHON to test the network\n"
+    "\t-pic\t\tspecify interconnect; ic={default | myri | ib }\n"
+    "\t-tx\t\tspecify number of processors x\n";
+
+std::optional<int> run_from_window(const texts &arguments) {
+  return status_of_exit([&] {
+    char **vector = given_arguments(arguments);
+    start_from_window(nullptr, 1, state.arg_count, vector);
+  });
+}
+
+// What the start script sets for the solver, and a release that holds it.
+void given_start_script() {
+  given_installation("mpich");
+  given_file("C:\\zephon\\zephon12.0.16\\netweave\\mpi_wrapper\\win64\\net\\mpi_wrapper.dll");
+  given_variable("STDOUT_FLUSH", "1");
+}
+
+void given_mpich_run() {
+  given_start_script();
+  given_variable("MPI_HOME", "C:\\mpich");
+  given_file("C:\\hosts.txt", "alpha\nbeta\n");
+}
+
+// ---- The window entry ---------------------------------------------------------------------
+
+TEST(WindowEntry, PrintsTheUsageWithoutAnArgument) {
+  EXPECT_EQ(1, run_from_window({}));
+  EXPECT_EQ(usage_text, standard_output());
+  EXPECT_EQ("", standard_error());
+  EXPECT_TRUE(message_boxes().empty());
+  EXPECT_TRUE(started_commands().empty());
+}
+
+TEST(WindowEntry, PrintsTheUsageWithoutAProgramName) {
+  EXPECT_EQ(1, status_of_exit([] { start_from_window(nullptr, 1, 0, nullptr); }));
+  EXPECT_EQ("Usage:  [version] [options]\n", standard_output().substr(0, 28));
+}
+
+TEST(WindowEntry, RunsAllPhasesInTheirOrder) {
+  given_mpich_run();
+  given_tool_with("mpirun.exe", prints("solving\n"));
+  EXPECT_EQ(0, run_from_window({"--mpi=mpich", "--np=2", "--cnf=C:\\hosts.txt", "-wait", "3d"}));
+  EXPECT_EQ((texts{"C:\\mpich\\bin\\mpirun.exe -machinefile C:\\hosts.txt -np 2  -env "
+                   "PATH=C:\\zephon\\zephon12.0.16\\netweave\\mpi_wrapper\\win64\\mpich  3d"}),
+            commands());
+  EXPECT_EQ("solving\n", standard_output());
+  EXPECT_EQ(0U, open_handles_at_exit());
+}
+
+TEST(WindowEntry, RunsAllPhasesWithOneArgument) {
+  given_start_script();
+  given_tool(" 3d");
+  given_tool_for([](const std::string &command) { return command == "3d"; });
+  EXPECT_EQ(0, run_from_window({"3d", "--mpi=net"}));
+  EXPECT_EQ((texts{"3d"}), commands());
+}
+
+TEST(WindowEntry, EndsWithZeroWhenTheSolverFails) {
+  given_start_script();
+  given_tool("3d", exits_with(0xC0000005UL));
+  EXPECT_EQ(0, run_from_window({"--mpi=net", "-wait", "3d"}));
+  EXPECT_EQ((texts{"3d"}), commands());
+}
+
+TEST(WindowEntry, ShowsTheMessagesOnceAtTheEnd) {
+  given_start_script();
+  given_variable("MESHING_MODE", "1");
+  given_variable("PARA_MESH_NPROCS", "4");
+  given_tool("3d");
+  EXPECT_EQ(0, run_from_window({"--mpi=net", "--np=2", "3d"}));
+  ASSERT_EQ(1U, message_boxes().size());
+  EXPECT_EQ("zephon", message_boxes()[0].caption);
+  EXPECT_EQ(
+      "\nWarning: Total solver processes count need to be greater or equal to meshing processes "
+      "count, so resetting the count to 4\n",
+      message_boxes()[0].text);
+}
+
+TEST(WindowEntry, PrintsTheMessagesThroughARemoteShell) {
+  given_start_script();
+  given_variable("RSH_USER", "jdoe");
+  EXPECT_EQ(255, run_from_window({"--mpi=net", "3d"}));
+  EXPECT_TRUE(message_boxes().empty());
+  EXPECT_EQ("Unable to execute (null) 3d\nThe system cannot find the file specified.\r\n\n\n",
+            standard_output().substr(standard_output().find("Unable")));
+}
+
+class QuietOption : public testing::TestWithParam<const char *> {};
+
+TEST_P(QuietOption, PrintsTheMessagesInsteadOfShowingThem) {
+  given_start_script();
+  EXPECT_EQ(255, run_from_window({"--mpi=net", GetParam(), "3d"}));
+  EXPECT_TRUE(message_boxes().empty());
+  EXPECT_NE(std::string::npos, standard_output().find("Unable to execute (null)"));
+}
+
+INSTANTIATE_TEST_SUITE_P(WindowEntry, QuietOption, testing::Values("--node", "--host", "--cx"));
+
+TEST(WindowEntry, ShowsTheMessagesOfAPhaseThatEndsTheProgram) {
+  EXPECT_EQ(2, run_from_window({"--mpi=intel"}));
+  EXPECT_EQ("Error: communicator \"intel\" is not available on this machine.\n", standard_error());
+  fresh_launch();
+  given_no_listing("C:\\zephon");
+  given_variable("ZEPHON_INC", "C:\\zephon");
+  EXPECT_EQ(254, run_from_window({"--install_smpd"}));
+  ASSERT_EQ(1U, message_boxes().size());
+  EXPECT_EQ("Cannot read directory:C:\\zephon\n", message_boxes()[0].text);
+}
+
+TEST(WindowEntry, ForgetsMessagesFromBefore) {
+  add_message("old");
+  EXPECT_EQ(1, run_from_window({}));
+  EXPECT_TRUE(message_boxes().empty());
+}
+
+TEST(WindowEntry, StoresWhatItWasGiven) {
+  int instance = 0;
+  char **vector = given_arguments({});
+  EXPECT_EQ(1, status_of_exit([&] { start_from_window(&instance, 5, 1, vector); }));
+  EXPECT_EQ(&instance, state.instance_handle);
+  EXPECT_EQ(5, state.show_command);
+  EXPECT_EQ(1, state.arg_count);
+  EXPECT_EQ(vector, state.arg_vector);
+}
+
+struct version_and_class {
+  unsigned long version;
+  int windows_class;
+};
+
+class WindowsVersion : public testing::TestWithParam<version_and_class> {};
+
+TEST_P(WindowsVersion, FallsIntoItsClass) {
+  given_windows_version(GetParam().version);
+  EXPECT_EQ(1, run_from_window({}));
+  EXPECT_EQ(GetParam().windows_class, state.windows_version_class);
+}
+
+INSTANTIATE_TEST_SUITE_P(WindowEntry, WindowsVersion,
+                         testing::Values(version_and_class{0x1DB10106UL, 0},  // Windows 7
+                                         version_and_class{0x00000003UL, 0},
+                                         version_and_class{0x7FFFFFFFUL, 0},
+                                         version_and_class{0x80000A04UL, 1},  // Windows 98
+                                         version_and_class{0xC0000004UL, 1},
+                                         version_and_class{0x80000A03UL, 2},  // Win32s
+                                         version_and_class{0x80000000UL, 2}));
+
+TEST(WindowEntry, GivesTheCollectedEnvironmentToTheChildOnWin32s) {
+  given_start_script();
+  given_windows_version(0x80000A03UL);
+  given_tool("3d");
+  EXPECT_EQ(0, run_from_window({"--mpi=net", "--debugmpi", "3d"}));
+  EXPECT_EQ(std::string("MPI_DEBUG=1\0\0", 13), started_commands().at(0).environment);
+  EXPECT_EQ(std::nullopt, variable("MPI_DEBUG"));
+}
+
+TEST(WindowEntry, CreatesASchedulerJobBeforeItLooksForTheInstallation) {
+  given_variable("USE_CCP", "head");
+  given_variable("ZEPHON_CRED_CHECK", "no");
+  given_tool_with("job new", prints("Created job, ID: 7\n"));
+  given_tool_with("job submit");
+  given_tool_with("job view", prints("State : Running\n"));
+  EXPECT_EQ(2, run_from_window({"--mpi=intel", "--jobid=-1"}));
+  EXPECT_EQ("7", variable("CCP_JOB_ID"));
+  EXPECT_EQ("Error: communicator \"intel\" is not available on this machine.\n", standard_error());
+}
+
+TEST(WindowEntry, TakesTenThousandArguments) {
+  given_start_script();
+  given_tool_with("", exits_with(0));
+  texts arguments = {"--mpi=net"};
+  arguments.resize(10'001, "a");
+  EXPECT_EQ(0, run_from_window(arguments));
+  EXPECT_EQ(19'999U, commands().at(0).size());
+}
+
+TEST(WindowEntry, ReportsACommandLineThatWindowsRefuses) {
+  given_start_script();
+  given_tool_with("", exits_with(0));
+  EXPECT_EQ(255, run_from_window({"--mpi=net", std::string(32'767, 'x')}));
+  ASSERT_EQ(1U, message_boxes().size());
+  EXPECT_EQ("Unable to execute (null) " + std::string(), message_boxes()[0].text.substr(0, 25));
+  EXPECT_NE(std::string::npos,
+            message_boxes()[0].text.find("The filename or extension is too long."));
+}
+
+// ---- The console entry --------------------------------------------------------------------
+
+TEST(ConsoleEntry, PrintsTheUsageWithoutAnArgument) {
+  EXPECT_EQ(1, status_of_exit([] {
+              char **vector = given_arguments({});
+              (void)start_from_console(1, vector);
+            }));
+  EXPECT_EQ(usage_text, standard_output());
+}
+
+TEST(ConsoleEntry, ComesBackWithZero) {
+  given_start_script();
+  given_tool("3d", exits_with(9));
+  char **vector = given_arguments({"--mpi=net", "-wait", "3d"});
+  EXPECT_EQ(0, start_from_console(4, vector));
+  EXPECT_EQ((texts{"3d"}), commands());
+}
+
+TEST(ConsoleEntry, ShowsNoMessagesAtTheEnd) {
+  given_start_script();
+  EXPECT_EQ(255, status_of_exit([] {
+              char **vector = given_arguments({"--mpi=net", "3d"});
+              (void)start_from_console(3, vector);
+            }));
+  EXPECT_TRUE(message_boxes().empty());
+  EXPECT_NE("", state.message_buffer);
+}
+
+TEST(ConsoleEntry, DoesNotClassifyWindows) {
+  given_windows_version(0x80000000UL);
+  EXPECT_EQ(1, status_of_exit([] {
+              char **vector = given_arguments({});
+              (void)start_from_console(1, vector);
+            }));
+  EXPECT_EQ(0, state.windows_version_class);
+}
+
+}  // namespace
