@@ -1,0 +1,328 @@
+#!/bin/bash
+# test.sh: everything that can be checked about the launcher on a Debian machine.
+#
+#   ./test.sh              all steps
+#   ./test.sh STEP ...     only these, in the order in which they stand below
+#
+# What is missing is installed first. Each check counts as one, each test of a
+# test program as one; the last line is "N passed, N failed". What a step printed
+# is kept in build/test.
+set -uo pipefail
+
+root=$(cd "$(dirname "$0")" && pwd)
+# shellcheck source=scripts/machine.sh
+. "$root/scripts/machine.sh"
+# shellcheck source=scripts/wine.sh
+. "$root/scripts/wine.sh"
+
+all_steps=(scripts format cppcheck build program clang sanitize wine scenarios demos coverage fuzz packages)
+logs=$root/build/test
+jobs=$(nproc)
+passed=0
+failed=0
+
+# ---- Counting -------------------------------------------------------------------------------
+
+heading() {
+  printf '\n== %s\n' "$*"
+}
+
+# Adds a result to the counts and says it.
+count() {
+  local ok=$1 bad=$2 what=$3
+  passed=$((passed + ok))
+  failed=$((failed + bad))
+  printf '   %s: %d passed, %d failed\n' "$what" "$ok" "$bad"
+}
+
+# Shows the end of a log, where the fault mostly stands.
+show_end() {
+  tail -n 40 "$1" | sed 's/^/   | /'
+}
+
+# Runs a command as one check; what it prints is shown when it fails.
+#   check NAME COMMAND...
+check() {
+  local name=$1 log=$logs/$1.log began=$SECONDS
+  shift
+  if "$@" >"$log" 2>&1 </dev/null; then
+    count 1 0 "$name ($((SECONDS - began)) s)"
+  else
+    show_end "$log"
+    count 0 1 "$name ($((SECONDS - began)) s, all of it: $log)"
+  fi
+}
+
+# Runs a test program of GoogleTest; each of its tests counts.
+#   run_tests NAME COMMAND...
+run_tests() {
+  local name=$1 log=$logs/$1.log status=0 began=$SECONDS
+  shift
+  "$@" >"$log" 2>&1 </dev/null || status=$?
+  count_tests "$name" "$log" "$status" $((SECONDS - began))
+}
+
+# Counts the tests in the log of a test program. A program that ran no test, did
+# not come to its end, or failed for no test's fault counts as one more failure.
+count_tests() {
+  local name=$1 log=$2 status=$3 seconds=$4 ok bad skipped announced
+  tr -d '\r' <"$log" >"$log.text"
+  ok=$(grep -c '^\[       OK \] .* ([0-9]* ms)$' "$log.text")
+  bad=$(grep -c '^\[  FAILED  \] .* ([0-9]* ms)$' "$log.text")
+  skipped=$(grep -c '^\[  SKIPPED \] .* ([0-9]* ms)$' "$log.text")
+  announced=$(sed -n 's/^\[==========\] \([0-9]*\) tests\{0,1\} from .* ran\..*/\1/p' "$log.text" | head -n 1)
+  show_failed_tests "$log.text"
+  if [ $((ok + bad + skipped)) -ne "${announced:-0}" ] || [ $((ok + bad)) -eq 0 ] ||
+    { [ "$status" -ne 0 ] && [ "$bad" -eq 0 ]; }; then
+    show_end "$log.text"
+    printf '   %s did not end as it should: exit code %s\n' "$name" "$status"
+    bad=$((bad + 1))
+  fi
+  [ "$skipped" -eq 0 ] || printf '   %d tests of %s were skipped\n' "$skipped" "$name"
+  count "$ok" "$bad" "$name ($seconds s)"
+  rm -f "$log.text"
+}
+
+# What the tests that failed have printed, the first lines of each.
+show_failed_tests() {
+  awk '/^\[ RUN      \]/ { text = ""; lines = 0 }
+       lines++ < 40 { text = text "   | " $0 "\n" }
+       /^\[  FAILED  \] .* \([0-9]* ms\)$/ { printf "%s   | %s\n", text, $0 }' "$1"
+}
+
+# A step whose files are not in the tree yet is left out.
+in_tree() {
+  [ -e "$root/$1" ]
+}
+
+# ---- The text of the tree -------------------------------------------------------------------
+
+# The C++ files of the tree, one a line.
+cpp_files() {
+  (cd "$root" && find src tests demo bench packaging -name '*.cpp' -o -name '*.h')
+}
+
+step_scripts() {
+  heading "Shell scripts: shellcheck"
+  (cd "$root" && find . -path ./build -prune -o -path ./.git -prune -o -name '*.sh' -print) >"$logs/scripts.list"
+  # shellcheck disable=SC2046  # no file name has a blank
+  check scripts in_root shellcheck -x .ci/run $(cat "$logs/scripts.list")
+}
+
+in_root() {
+  (cd "$root" && "$@")
+}
+
+step_format() {
+  heading "Layout of the code: clang-format"
+  check format format_is_right
+}
+
+format_is_right() {
+  cpp_files | (cd "$root" && xargs -P "$jobs" -n 20 clang-format --dry-run --Werror)
+}
+
+step_cppcheck() {
+  heading "Faults in the code: cppcheck"
+  check cppcheck in_root cppcheck -j "$jobs" --std=c++20 --language=c++ --quiet \
+    --enable=warning,performance,portability --inline-suppr --error-exitcode=1 \
+    --suppress=missingInclude --suppress=passedByValue --library=googletest \
+    -I src -I tests/support -I tests/tools src tests demo
+}
+
+# ---- Windows programs -----------------------------------------------------------------------
+
+step_build() {
+  heading "Windows programs: g++, every warning an error"
+  check build build_preset mingw
+  is_built=yes
+}
+
+# Builds them for a step that was asked for alone.
+is_built=
+need_build() {
+  if [ -z "$is_built" ]; then
+    build_preset mingw || give_up "the Windows programs cannot be built"
+    is_built=yes
+  fi
+}
+
+# The launcher may need nothing but Windows itself, and stays small.
+step_program() {
+  need_build
+  heading "The launcher as a file"
+  check program-imports imports_are_of_windows
+  check program-subsystem subsystem_is_right
+  check program-size size_is_small
+}
+
+imports_are_of_windows() {
+  local program libraries
+  for program in mpirun mpirun_console; do
+    libraries=$(x86_64-w64-mingw32-objdump -p "$root/build/mingw/$program.exe" |
+      sed -n 's/.*DLL Name: //p' | tr '[:upper:]' '[:lower:]')
+    printf '%s:\n%s\n' "$program" "$libraries"
+    [ -n "$libraries" ] || return 1
+    # The window library costs a third of a bare start, so it is loaded when needed.
+    if grep -qvE '^(kernel32|msvcrt|ucrtbase|advapi32|ntdll|api-ms-win-.*)(\.dll)$' <<<"$libraries"; then
+      return 1
+    fi
+  done
+}
+
+subsystem_is_right() {
+  x86_64-w64-mingw32-objdump -p "$root/build/mingw/mpirun.exe" | grep 'Subsystem.*GUI' &&
+    x86_64-w64-mingw32-objdump -p "$root/build/mingw/mpirun_console.exe" | grep 'Subsystem.*CUI'
+}
+
+size_is_small() {
+  local size
+  size=$(stat -c %s "$root/build/mingw/mpirun.exe")
+  echo "$size bytes"
+  [ "$size" -lt 400000 ]
+}
+
+# The compiler that the compile commands are written for knows where its library
+# is; clang is told.
+step_clang() {
+  need_build
+  heading "The same code: clang and clang-tidy for Windows, every warning an error"
+  check clang clang_finds_nothing
+}
+
+clang_finds_nothing() {
+  local include commands=$root/build/clang
+  include=$(x86_64-w64-mingw32-g++-posix -print-file-name=include)
+  include=${include%/include}/include/c++
+  mkdir -p "$commands"
+  sed "s#\"command\": \"[^ ]*g++-posix #\"command\": \"clang++ --target=x86_64-w64-windows-gnu -nostdinc++ \
+-isystem $include -isystem $include/x86_64-w64-mingw32 -isystem /usr/x86_64-w64-mingw32/include \
+-Wno-unknown-warning-option #" "$root/build/mingw/compile_commands.json" >"$commands/compile_commands.json"
+  # Large files first, so that the last ones are short.
+  sed -n 's/^ *"file": "\(.*\)".*/\1/p' "$commands/compile_commands.json" | sort -u |
+    grep -E "^$root/(src|tests|bench|packaging)/.*\.cpp$" | xargs ls -S |
+    xargs -P "$jobs" -n 1 clang-tidy --quiet -p "$commands" --checks='clang-diagnostic-*'
+}
+
+# ---- Tests ----------------------------------------------------------------------------------
+
+step_sanitize() {
+  heading "Unit tests on Linux: clang, AddressSanitizer and UndefinedBehaviorSanitizer"
+  check sanitize-build build_preset sanitize
+  run_tests sanitize-unit "$root/build/sanitize/unit_tests"
+  run_tests sanitize-bridge "$root/build/sanitize/mpi_bridge_tests"
+}
+
+# A prefix and a display for each worker that runs Windows programs.
+worker_prefix=()
+worker_display=()
+start_workers() {
+  local number
+  for ((number = ${#worker_prefix[@]}; number < $1; ++number)); do
+    wine_start
+    worker_prefix+=("$WINEPREFIX")
+    worker_display+=("$DISPLAY")
+  done
+}
+
+# Runs a Windows program as one of the workers, for 10 minutes at most.
+as_worker() {
+  local number=$1 program=$2
+  shift 2
+  (cd "$(dirname "$program")" && WINEPREFIX=${worker_prefix[number]} DISPLAY=${worker_display[number]} \
+    timeout -k 10 600 "${wine_personality[@]}" "$wine_loader" "$program" "$@")
+}
+
+step_wine() {
+  need_build
+  heading "Unit tests as Windows programs under Wine"
+  local program
+  start_workers 1
+  for program in unit_tests platform_tests mpi_bridge_tests; do
+    if [ "$program" = unit_tests ] || [ -e "$root/build/mingw/$program.exe" ]; then
+      run_tests "wine-$program" as_worker 0 "$root/build/mingw/$program.exe"
+    fi
+  done
+}
+
+step_scenarios() {
+  in_tree tests/scenario/CMakeLists.txt || return 0
+  need_build
+  heading "Scenarios: the launcher from outside under Wine, by two workers"
+  start_workers 2
+  local program=$root/build/mingw/tests/scenario/scenario_tests.exe number worker=() began=$SECONDS
+  for number in 0 1; do
+    GTEST_TOTAL_SHARDS=2 GTEST_SHARD_INDEX=$number as_worker "$number" "$program" \
+      >"$logs/scenarios-$number.log" 2>&1 </dev/null &
+    worker+=("$!")
+  done
+  for number in 0 1; do
+    local status=0
+    wait "${worker[number]}" || status=$?
+    count_tests "scenarios-$number" "$logs/scenarios-$number.log" "$status" $((SECONDS - began))
+  done
+}
+
+# Each launch of real ranks that the demo shows.
+step_demos() {
+  heading "Launches of real ranks through each MPI"
+  local demo
+  for demo in $(sed -n 's/^demo_\([a-z0-9_]*\)() {$/\1/p' "$root/demo.sh" | tr _ -); do
+    check "demo-$demo" "$root/demo.sh" "$demo"
+  done
+}
+
+step_coverage() {
+  heading "Lines that the unit tests reach"
+  check coverage measure_coverage
+  grep -E '^(lines|branches):' "$logs/coverage.log" | sed 's/^/   /'
+}
+
+measure_coverage() {
+  local folder=$root/build/coverage
+  build_preset coverage unit_tests || return 1
+  find "$folder" -name '*.gcda' -delete
+  "$folder/unit_tests" --gtest_brief=1 || return 1
+  in_root gcovr -j "$jobs" --root . --filter 'src/' --object-directory "$folder" \
+    --html-details "$logs/coverage.html" --print-summary
+}
+
+# ---- The run --------------------------------------------------------------------------------
+
+run_step() {
+  local step=$1 before=$((passed + failed)) began=$SECONDS
+  "step_$step"
+  if [ $((passed + failed)) -gt "$before" ]; then
+    printf '   -- %s took %d s\n' "$step" $((SECONDS - began))
+  fi
+}
+
+end_of_test() {
+  wine_stop
+}
+
+main() {
+  local steps=("$@") step
+  [ ${#steps[@]} -gt 0 ] || steps=("${all_steps[@]}")
+  for step in "${steps[@]}"; do
+    case " ${all_steps[*]} " in
+      *" $step "*) ;;
+      *) give_up "unknown step: $step (${all_steps[*]})" ;;
+    esac
+  done
+  echo "Checks and tests of the launcher: ${steps[*]}"
+  install_packages "${build_packages[@]}" "${wine_packages[@]}" "${mpi_packages[@]}" "${check_packages[@]}"
+  mkdir -p "$logs"
+  trap end_of_test EXIT
+  trap 'exit 130' INT TERM HUP
+  for step in "${all_steps[@]}"; do
+    case " ${steps[*]} " in
+      *" $step "*) declare -F "step_$step" >/dev/null && run_step "$step" ;;
+    esac
+  done
+  end_of_test
+  printf '\n%d passed, %d failed\n' "$passed" "$failed"
+  [ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]
+}
+
+main "$@"
