@@ -279,6 +279,11 @@ void wait_for_starts(launch &run, const std::string &tool, std::size_t count) {
   follow_until(run, [&] { return starts_of(tool).size() >= count; });
 }
 
+void wait_a_moment(launch &run) {
+  const auto end = clock::now() + std::chrono::milliseconds(100);
+  follow_until(run, [&] { return clock::now() >= end; });
+}
+
 launch run_launcher(const std::string &arguments) {
   return run_program("mpirun.exe", command_line_of("mpirun.exe", arguments));
 }

@@ -36,6 +36,9 @@ constexpr int no_button = 7;
 // The full path of something in the world's folder.
 std::string in_world(const std::string &path);
 
+// "a b": a text between double quotes.
+std::string in_quotes(const std::string &text);
+
 void given_variable(const std::string &name, const std::string &value);
 void given_no_variable(const std::string &name);
 
@@ -60,6 +63,15 @@ void given_installed_release();
 
 // The MPI wrapper library below the product folder.
 void given_wrapper(const std::string &mpi, const std::string &arch = "win64");
+
+// A tool at the solver's place, <world>\solver.exe. Gives back the argument that names it.
+std::string given_solver(const std::string &script = "");
+
+// What MPICH needs: its wrapper, MPI_HOME with a tool at mpirun's place, a host file.
+void given_mpich(const std::string &script = "");
+
+// A drive that is mapped to a network share, through a stand-in mpr.dll beside the launcher.
+void given_mapped_drive(const std::string &drive, const std::string &share);
 
 // The folder of an installed MPI, from the world's folder on:
 // inc\zephon<release>\netweave\mpi\win64\<mpi>
@@ -117,6 +129,10 @@ void wait_for_file(launch &run, const std::string &path);
 void wait_for_boxes(launch &run, std::size_t count);
 void wait_for_starts(launch &run, const std::string &tool, std::size_t count);
 
+// Follows the launcher for a tenth of a second. For steps that only may happen;
+// what must happen is waited for with one of the above.
+void wait_a_moment(launch &run);
+
 // Whether the launcher still runs, now.
 bool is_running(const launch &run);
 
@@ -165,6 +181,12 @@ std::string built_console_launcher();
 std::string built_tool(const std::string &path);  // from tests\tools\ of the build on
 std::string built_stand_in_mpr();
 std::string built_mpr_without_names();
+
+// A text as it reads in an output or file that was written in text mode: \n is \r\n.
+std::string text_mode(const std::string &text);
+
+// Windows' own message for an error, its line end (\r\n) included.
+std::string windows_message(unsigned long error);
 
 // ---- For scenario_main.cpp ----------------------------------------------------------------
 

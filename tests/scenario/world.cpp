@@ -160,6 +160,10 @@ std::string in_world(const std::string &path) {
   return full ? path : world().folder + "\\" + path;
 }
 
+std::string in_quotes(const std::string &text) {
+  return "\"" + text + "\"";
+}
+
 void given_variable(const std::string &name, const std::string &value) {
   world().variables[name] = value;
 }
@@ -204,6 +208,24 @@ void given_wrapper(const std::string &mpi, const std::string &arch) {
   given_file("prod\\netweave\\mpi_wrapper\\" + arch + "\\" + mpi + "\\mpi_wrapper.dll");
 }
 
+std::string given_solver(const std::string &script) {
+  given_tool("solver.exe", script);
+  return in_quotes(in_world("solver.exe"));
+}
+
+void given_mpich(const std::string &script) {
+  given_wrapper("mpich");
+  given_tool("mpich\\bin\\mpirun.exe", script);
+  given_variable("MPI_HOME", in_world("mpich"));
+  given_file("hosts", "n1\nn2\n");
+  given_variable("ZEPHON_HOSTS_FILE", in_world("hosts"));
+}
+
+void given_mapped_drive(const std::string &drive, const std::string &share) {
+  copy_file(built_stand_in_mpr(), in_world("mpr.dll"));
+  given_variable("MAPPED_DRIVES", drive + "=" + share);
+}
+
 std::string mpi_folder(const std::string &release, const std::string &mpi) {
   return "inc\\zephon" + release + "\\netweave\\mpi\\win64\\" + mpi;
 }
@@ -243,6 +265,21 @@ void given_time_limit(unsigned long milliseconds) {
 
 std::optional<std::string> file_text(const std::string &path) {
   return scripted_tool::read_file(in_world(path));
+}
+
+std::string text_mode(const std::string &text) {
+  std::string result;
+  for (const char letter : text) {
+    result += letter == '\n' ? "\r\n" : std::string(1, letter);
+  }
+  return result;
+}
+
+std::string windows_message(unsigned long error) {
+  std::string text(4096, '\0');
+  text.resize(FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                             error, 0, text.data(), static_cast<DWORD>(text.size()), nullptr));
+  return text;
 }
 
 }  // namespace scenario

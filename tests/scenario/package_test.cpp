@@ -1,0 +1,596 @@
+// package_test.cpp: what a site gets: the programs' version, icon, manifest and
+// flags, the ZIP, and the MSI from its installation to its removal.
+//
+// The MSI is really installed on the machine (under Wine: in the prefix), one test
+// at a time. PACKAGE_MSI and PACKAGE_OLDER_MSI name other files than this build's.
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+
+#include "world_state.h"
+
+using namespace scenario;
+
+namespace {
+
+// ---- Reading built files ------------------------------------------------------------------
+
+std::string bytes_of(const std::string &path) {
+  std::ifstream file(path, std::ios::binary);
+  EXPECT_TRUE(file) << "no " << path;
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::uint32_t number_at(const std::string &bytes, std::size_t position, std::size_t width) {
+  std::uint32_t number = 0;
+  for (std::size_t i = 0; i < width && position + i < bytes.size(); ++i) {
+    number |= static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[position + i]))
+              << (8 * i);
+  }
+  return number;
+}
+
+// A resource as its bytes; empty when the program has none of that kind and number.
+std::string resource_of(const std::string &program, LPCSTR kind, WORD number) {
+  const HMODULE image = LoadLibraryExA(program.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+  const HRSRC found = FindResourceA(image, MAKEINTRESOURCEA(number), kind);
+  std::string bytes;
+  if (found != nullptr) {
+    const void *data = LockResource(LoadResource(image, found));
+    bytes.assign(static_cast<const char *>(data), SizeofResource(image, found));
+  }
+  FreeLibrary(image);
+  return bytes;
+}
+
+std::string version_text(std::string &information, const std::string &name) {
+  void *text = nullptr;
+  UINT length = 0;
+  if (VerQueryValueA(information.data(), ("\\StringFileInfo\\040904E4\\" + name).c_str(), &text,
+                     &length) == 0) {
+    return "";
+  }
+  return static_cast<const char *>(text);
+}
+
+std::string version_information(const std::string &program) {
+  DWORD ignored = 0;
+  std::string information(GetFileVersionInfoSizeA(program.c_str(), &ignored), '\0');
+  EXPECT_TRUE(GetFileVersionInfoA(program.c_str(), 0, static_cast<DWORD>(information.size()),
+                                  information.data()));
+  return information;
+}
+
+std::vector<std::string> both_programs() {
+  return {built_launcher(), built_console_launcher()};
+}
+
+// ---- The installed package ----------------------------------------------------------------
+
+std::string variable(const char *name) {
+  const char *const value = std::getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+std::string package(const char *name_variable, const std::string &version) {
+  const auto named = variable(name_variable);
+  return named.empty() ? build_folder() + "\\packaging\\zephon-launcher-" + version + "-win64.msi"
+                       : named;
+}
+
+std::string default_folder() {
+  return variable("ProgramFiles") + "\\Zephon launcher";
+}
+
+bool is_elevated() {
+  HANDLE token = nullptr;
+  TOKEN_ELEVATION elevation = {};
+  DWORD size = 0;
+  const bool told = OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) &&
+                    GetTokenInformation(token, TokenElevation, &elevation, sizeof elevation, &size);
+  CloseHandle(token);
+  return told && elevation.TokenIsElevated != 0;
+}
+
+// The value in the registry that tells upgrades where the launcher is.
+std::string registered_folder() {
+  char folder[MAX_PATH] = "";
+  DWORD size = sizeof folder;
+  (void)RegGetValueA(HKEY_LOCAL_MACHINE, "Software\\Zephon\\Launcher", "InstallFolder",
+                     RRF_RT_REG_SZ | RRF_SUBKEY_WOW6464KEY, nullptr, folder, &size);
+  return folder;
+}
+
+// The versions that Windows lists among the installed programs.
+std::vector<std::string> listed_versions() {
+  std::vector<std::string> versions;
+  HKEY list = nullptr;
+  RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall", 0,
+                KEY_READ | KEY_WOW64_64KEY, &list);
+  char key[256];
+  for (DWORD index = 0; RegEnumKeyA(list, index, key, sizeof key) == ERROR_SUCCESS; ++index) {
+    char name[256] = "";
+    char version[64] = "";
+    DWORD name_size = sizeof name;
+    DWORD version_size = sizeof version;
+    RegGetValueA(list, key, "DisplayName", RRF_RT_REG_SZ, nullptr, name, &name_size);
+    RegGetValueA(list, key, "DisplayVersion", RRF_RT_REG_SZ, nullptr, version, &version_size);
+    if (std::string(name) == "Zephon launcher") {
+      versions.emplace_back(version);
+    }
+  }
+  RegCloseKey(list);
+  return versions;
+}
+
+// Every file and folder below the places where an installation leaves something.
+std::set<std::string> installed_files() {
+  std::set<std::string> names;
+  for (const auto &root : {variable("ProgramFiles"), variable("SystemRoot") + "\\Installer"}) {
+    std::error_code failure;
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(
+             root, std::filesystem::directory_options::skip_permission_denied, failure)) {
+      names.insert(entry.path().string());
+    }
+  }
+  return names;
+}
+
+launch run_system_program(const std::string &name, const std::string &arguments) {
+  auto run = start_program(variable("SystemRoot") + "\\system32\\" + name, name + " " + arguments);
+  wait_for_everything(run);
+  return run;
+}
+
+unsigned long install(const std::string &msi, const std::string &properties = "") {
+  return run_system_program("msiexec.exe", "/i \"" + msi + "\" /qn" + properties).status;
+}
+
+unsigned long remove_package(const std::string &msi) {
+  return run_system_program("msiexec.exe", "/x \"" + msi + "\" /qn").status;
+}
+
+// Keeps the machine to one test at a time and leaves it as it was.
+class Package : public testing::Test {
+ protected:
+  void SetUp() override {
+#ifdef LAUNCHER_WITHOUT_MSI
+    GTEST_SKIP() << "this build has no MSI: neither wixl nor WiX 3 was found";
+#endif
+    if (!is_elevated()) {
+      GTEST_SKIP() << "only an administrator can install a package";
+    }
+    turn_.reset(CreateMutexA(nullptr, FALSE, "zephon package test"));
+    (void)WaitForSingleObject(turn_.get(), INFINITE);
+    before_ = installed_files();
+    ASSERT_EQ(std::vector<std::string>(), listed_versions())
+        << "a launcher is installed on this machine, remove it first";
+  }
+
+  void TearDown() override {
+    if (!turn_) {
+      return;
+    }
+    for (const auto &msi : {newer, older}) {
+      if (!listed_versions().empty()) {
+        (void)remove_package(msi);
+      }
+    }
+    ReleaseMutex(turn_.get());
+  }
+
+  void expect_nothing_is_left() {
+    EXPECT_EQ(std::vector<std::string>(), listed_versions());
+    EXPECT_EQ("", registered_folder());
+    EXPECT_EQ(before_, installed_files());
+  }
+
+  const std::string newer = package("PACKAGE_MSI", LAUNCHER_VERSION);
+  const std::string older = package("PACKAGE_OLDER_MSI", "0.9.0");
+
+ private:
+  owned_handle turn_;
+  std::set<std::string> before_;
+};
+
+// Starts a run with the installed start script, over a release in the test's world.
+class InstalledStartScript : public Package {
+ protected:
+  void SetUp() override {
+    Package::SetUp();
+    if (IsSkipped() || HasFatalFailure()) {
+      return;
+    }
+    ASSERT_EQ(0U, install(newer));
+    given_variable("ZEPHON_INC", in_world("inc"));
+    given_variable("ZEPHON_DEFAULT_RELEASE", "12.0.1");
+  }
+
+  static void given_mpi(const std::string &mpi, const std::string &program) {
+    given_file("inc\\zephon12.0.1\\netweave\\mpi_wrapper\\win64\\" + mpi + "\\mpi_wrapper.dll");
+    given_tool(program, "out converged\\n\n");
+  }
+
+  static launch run_script(const std::string &arguments) {
+    return run_system_program(
+        "cmd.exe", "/c \"\"" + default_folder() + "\\examples\\zephon.cmd\" " + arguments + "\"");
+  }
+
+  static std::string release(const std::string &path) {
+    return in_world("inc\\zephon12.0.1\\" + path);
+  }
+
+  // What every MPI gets of the launcher's arguments.
+  static std::string solver() { return "  \"" + release("win64\\zephon.exe") + "\" case.jou"; }
+
+  static std::string remote_path(const std::string &mpi) {
+    return release("netweave\\mpi_wrapper\\win64\\" + mpi);
+  }
+};
+
+}  // namespace
+
+// ---- The programs -------------------------------------------------------------------------
+
+TEST(PackagedPrograms, TellTheirVersion) {
+  unsigned major = 0;
+  unsigned minor = 0;
+  unsigned patch = 0;
+  ASSERT_EQ(3, std::sscanf(LAUNCHER_VERSION, "%u.%u.%u", &major, &minor, &patch));
+  for (const auto &program : both_programs()) {
+    auto information = version_information(program);
+    void *data = nullptr;
+    UINT size = 0;
+    ASSERT_TRUE(VerQueryValueA(information.data(), "\\", &data, &size)) << program;
+    const auto &fixed = *static_cast<const VS_FIXEDFILEINFO *>(data);
+    EXPECT_EQ((major << 16U) | minor, fixed.dwFileVersionMS) << program;
+    EXPECT_EQ(patch << 16U, fixed.dwFileVersionLS) << program;
+    EXPECT_EQ(fixed.dwFileVersionMS, fixed.dwProductVersionMS) << program;
+    EXPECT_EQ(LAUNCHER_VERSION ".0", version_text(information, "FileVersion")) << program;
+    EXPECT_EQ(LAUNCHER_VERSION ".0", version_text(information, "ProductVersion")) << program;
+  }
+}
+
+TEST(PackagedPrograms, TellTheirNameAndPurpose) {
+  auto window = version_information(built_launcher());
+  EXPECT_EQ("Zephon launcher", version_text(window, "ProductName"));
+  EXPECT_EQ("mpirun.exe", version_text(window, "OriginalFilename"));
+  EXPECT_EQ("Start-up program of the parallel solver Zephon",
+            version_text(window, "FileDescription"));
+
+  auto console = version_information(built_console_launcher());
+  EXPECT_EQ("Zephon launcher", version_text(console, "ProductName"));
+  EXPECT_EQ("mpirun_console.exe", version_text(console, "OriginalFilename"));
+}
+
+TEST(PackagedPrograms, HaveAnIconInThreeSizes) {
+  for (const auto &program : both_programs()) {
+    const auto group = resource_of(program, RT_GROUP_ICON, 1);
+    ASSERT_EQ(3U, number_at(group, 4, 2)) << program;
+    std::vector<std::uint32_t> sizes;
+    for (std::size_t entry = 0; entry < 3; ++entry) {
+      const std::size_t at = 6 + 14 * entry;
+      sizes.push_back(number_at(group, at, 1));
+      const auto number = static_cast<WORD>(number_at(group, at + 12, 2));
+      EXPECT_EQ(number_at(group, at + 8, 4), resource_of(program, RT_ICON, number).size());
+    }
+    EXPECT_EQ((std::vector<std::uint32_t>{16, 32, 48}), sizes) << program;
+  }
+}
+
+TEST(PackagedPrograms, AskForNoRightsOfAnAdministrator) {
+  for (const auto &program : both_programs()) {
+    ACTCTXA source = {};
+    source.cbSize = sizeof source;
+    source.dwFlags = ACTCTX_FLAG_RESOURCE_NAME_VALID;
+    source.lpSource = program.c_str();
+    source.lpResourceName = MAKEINTRESOURCEA(1);
+    const HANDLE context = CreateActCtxA(&source);
+    ASSERT_NE(INVALID_HANDLE_VALUE, context) << "Windows cannot read the manifest of " << program;
+    ACTIVATION_CONTEXT_RUN_LEVEL_INFORMATION level = {};
+    SIZE_T size = 0;
+    EXPECT_TRUE(QueryActCtxW(0, context, nullptr, RunlevelInformationInActivationContext, &level,
+                             sizeof level, &size));
+    EXPECT_EQ(ACTCTX_RUN_LEVEL_AS_INVOKER, level.RunLevel) << program;
+    EXPECT_EQ(0U, level.UiAccess) << program;
+    ReleaseActCtx(context);
+  }
+}
+
+TEST(PackagedPrograms, AreMadeForLongPathsAndTheSupportedSystems) {
+  for (const auto &program : both_programs()) {
+    const auto manifest = resource_of(program, RT_MANIFEST, 1);
+    EXPECT_NE(std::string::npos, manifest.find(">true</longPathAware>")) << program;
+    for (const char *system :
+         {"{35138b9a-5d96-4fbd-8e2d-a2440225f93a}", "{4a2f28e3-53b9-4441-ba9c-d69d4a4a6e38}",
+          "{1f676c76-80e1-4239-95bb-83d0f6d0da78}", "{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}"}) {
+      EXPECT_NE(std::string::npos, manifest.find(system)) << program << " " << system;
+    }
+  }
+}
+
+TEST(PackagedPrograms, KeepTheCodePageOfTheMachine) {
+  for (const auto &program : both_programs()) {
+    EXPECT_EQ(std::string::npos, resource_of(program, RT_MANIFEST, 1).find("<activeCodePage"));
+  }
+  given_installed_release();
+  given_tool("tool.exe");
+  run_launcher("--mpi=net --np=1 -wait tool.exe \xE9\xFC\x80");
+  EXPECT_EQ("tool.exe \xE9\xFC\x80", only_start_of("tool.exe").command_line);
+}
+
+// On a Windows of the oldest kind the child would get a block with nothing but
+// the launcher's own settings.
+TEST(PackagedPrograms, TakeThisWindowsForWindowsNt) {
+  given_installed_release();
+  given_variable("OF_THE_USER", "kept");
+  given_tool("tool.exe");
+  run_launcher("--mpi=net --np=1 --ptrace -wait tool.exe");
+  const auto start = only_start_of("tool.exe");
+  EXPECT_EQ("1", start.variable("ZEPHON_PTRACE"));
+  EXPECT_EQ("kept", start.variable("OF_THE_USER"));
+}
+
+TEST(PackagedPrograms, StillShowTheirMessages) {
+  given_installed_release();
+  given_box_answer(ok_button);
+  const auto run = run_launcher("--mpi=net --np=1 missing.exe");
+  EXPECT_EQ(255U, run.status);
+  ASSERT_EQ(1U, run.boxes.size());
+  EXPECT_EQ("zephon", run.boxes[0].caption);
+  EXPECT_TRUE(run.boxes[0].text.starts_with("Unable to execute (null)   missing.exe\n"))
+      << run.boxes[0].text;
+}
+
+TEST(PackagedPrograms, HaveTheProtectionsOfWindowsSwitchedOn) {
+  for (const auto &program : both_programs()) {
+    const auto bytes = bytes_of(program);
+    const std::size_t header = number_at(bytes, 0x3C, 4);
+    ASSERT_EQ(std::string("PE\0\0", 4), bytes.substr(header, 4)) << program;
+    constexpr std::size_t optional_header = 24;  // behind signature and file header
+    EXPECT_EQ(unsigned{IMAGE_FILE_MACHINE_AMD64}, number_at(bytes, header + 4, 2));
+    EXPECT_EQ(unsigned{IMAGE_NT_OPTIONAL_HDR64_MAGIC},
+              number_at(bytes, header + optional_header, 2));
+    const auto flags = number_at(bytes, header + optional_header + 70, 2);
+    EXPECT_NE(0U, flags & IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA) << program;
+    EXPECT_NE(0U, flags & IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE) << program;
+    EXPECT_NE(0U, flags & IMAGE_DLLCHARACTERISTICS_NX_COMPAT) << program;
+    // Without relocations Windows could not move the program.
+    EXPECT_EQ(0U, number_at(bytes, header + 22, 2) & IMAGE_FILE_RELOCS_STRIPPED) << program;
+    constexpr std::size_t relocations = 112 + 8 * IMAGE_DIRECTORY_ENTRY_BASERELOC;
+    EXPECT_NE(0U, number_at(bytes, header + optional_header + relocations + 4, 4)) << program;
+  }
+}
+
+TEST(PackagedPrograms, StaySmall) {
+  EXPECT_LT(bytes_of(built_launcher()).size(), 400U * 1024U);
+}
+
+// ---- The ZIP ------------------------------------------------------------------------------
+
+TEST(PackagedZip, HoldsProgramsDocumentsAndTheStartScript) {
+  const std::string name = "zephon-launcher-" LAUNCHER_VERSION "-win64";
+  const auto zip = bytes_of(build_folder() + "\\packaging\\" + name + ".zip");
+  std::set<std::string> names;
+  const std::string entry("PK\x01\x02", 4);
+  for (std::size_t at = 0; (at = zip.find(entry, at)) != std::string::npos; ++at) {
+    names.insert(zip.substr(at + 46, number_at(zip, at + 28, 2)));
+  }
+  for (const char *file : {"/bin/mpirun.exe", "/bin/mpirun_console.exe", "/README.md",
+                           "/CHANGELOG.md", "/docs/options.md", "/examples/zephon.cmd"}) {
+    EXPECT_TRUE(names.contains(name + file)) << file;
+  }
+}
+
+// ---- The MSI ------------------------------------------------------------------------------
+
+TEST_F(Package, IsInstalledSilentlyAndLeavesNothingWhenRemoved) {
+  ASSERT_EQ(0U, install(newer));
+
+  EXPECT_EQ(std::vector<std::string>{LAUNCHER_VERSION}, listed_versions());
+  EXPECT_EQ(default_folder() + "\\", registered_folder());
+  for (const char *file :
+       {"bin\\mpirun.exe", "bin\\mpirun_console.exe", "README.md", "CHANGELOG.md",
+        "docs\\options.md", "docs\\troubleshooting.md", "examples\\zephon.cmd"}) {
+    EXPECT_TRUE(std::filesystem::exists(default_folder() + "\\" + file)) << file;
+  }
+  EXPECT_EQ(bytes_of(built_launcher()), bytes_of(default_folder() + "\\bin\\mpirun.exe"));
+
+  EXPECT_EQ(0U, remove_package(newer));
+  expect_nothing_is_left();
+}
+
+TEST_F(Package, ReplacesAnOlderVersion) {
+  ASSERT_EQ(0U, install(older));
+  ASSERT_EQ(std::vector<std::string>{"0.9.0"}, listed_versions());
+  ASSERT_TRUE(std::filesystem::exists(default_folder() + "\\docs\\earlier.md"));
+
+  EXPECT_EQ(0U, install(newer));
+
+  EXPECT_EQ(std::vector<std::string>{LAUNCHER_VERSION}, listed_versions());
+  EXPECT_FALSE(std::filesystem::exists(default_folder() + "\\docs\\earlier.md"));
+  EXPECT_TRUE(std::filesystem::exists(default_folder() + "\\bin\\mpirun.exe"));
+  EXPECT_EQ(0U, remove_package(newer));
+  expect_nothing_is_left();
+}
+
+TEST_F(Package, StaysInTheFolderThatTheSiteChoseOnce) {
+  const auto chosen = in_world("a site's folder");
+  ASSERT_EQ(0U, install(older, " INSTALLDIR=\"" + chosen + "\""));
+  ASSERT_TRUE(std::filesystem::exists(chosen + "\\docs\\earlier.md"));
+
+  EXPECT_EQ(0U, install(newer));
+
+  EXPECT_TRUE(std::filesystem::exists(chosen + "\\bin\\mpirun.exe"));
+  EXPECT_FALSE(std::filesystem::exists(chosen + "\\docs\\earlier.md"));
+  EXPECT_FALSE(std::filesystem::exists(default_folder()));
+  EXPECT_EQ(0U, remove_package(newer));
+  EXPECT_FALSE(std::filesystem::exists(chosen));
+  expect_nothing_is_left();
+}
+
+TEST_F(Package, IsNotReplacedByAnOlderVersion) {
+  ASSERT_EQ(0U, install(newer));
+
+  EXPECT_NE(0U, install(older));
+
+  EXPECT_EQ(std::vector<std::string>{LAUNCHER_VERSION}, listed_versions());
+  EXPECT_FALSE(std::filesystem::exists(default_folder() + "\\docs\\earlier.md"));
+}
+
+// ---- Launches from the installed start script ---------------------------------------------
+
+TEST_F(InstalledStartScript, HasTheLineEndsThatTheInterpreterNeeds) {
+  const auto script = bytes_of(default_folder() + "\\examples\\zephon.cmd");
+  EXPECT_NE(std::string::npos, script.find("\r\n"));
+  for (std::size_t at = 0; (at = script.find('\n', at)) != std::string::npos; ++at) {
+    ASSERT_EQ('\r', script[at - 1]) << "at byte " << at;
+  }
+}
+
+TEST_F(InstalledStartScript, LaunchesASerialRunWithoutAnMpi) {
+  given_tool("inc\\zephon12.0.1\\win64\\zephon.exe", "out converged\\n\n");
+
+  const auto run = run_script("-wait case.jou");
+
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ("converged\n", run.output);
+  const auto start = only_start_of("inc\\zephon12.0.1\\win64\\zephon.exe");
+  EXPECT_EQ("\"" + release("win64\\zephon.exe") + "\" case.jou", start.command_line);
+  EXPECT_EQ("zephon", start.variable("ZEPHON_PROD"));
+  EXPECT_EQ("win64", start.variable("ZEPHON_ARCH"));
+  EXPECT_EQ(in_world("inc\\zephon12.0.1"), start.variable("ZEPHON_PROD_DIR"));
+  EXPECT_EQ("1", start.variable("STDOUT_FLUSH"));
+  EXPECT_EQ("12.0.1", start.variable("PASS_IN_RELEASE"));
+}
+
+TEST_F(InstalledStartScript, LaunchesThroughIntelMpi) {
+  const auto mpiexec = mpi_folder("12.0.1", "intel") + "\\bin\\mpiexec.exe";
+  given_mpi("intel", mpiexec);
+
+  const auto run = run_script("-mpi=intel -t4 -wait case.jou");
+
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ("converged\n", run.output);
+  EXPECT_EQ(in_world(mpiexec) +
+                "  -n 4  -localroot -localonly -genv I_MPI_DEVICE shm -genv ZEPHON_PROD_DIR \"'" +
+                in_world("inc\\zephon12.0.1") + "'\" -genv I_MPI_PIN enable " + solver(),
+            only_start_of(mpiexec).command_line);
+}
+
+TEST_F(InstalledStartScript, LaunchesThroughMpich2) {
+  const auto mpiexec = mpi_folder("12.0.1", "mpich2") + "\\bin\\mpiexec.exe";
+  given_mpi("mpich2", mpiexec);
+
+  const auto run = run_script("-mpi=mpich2 -t4 -wait case.jou");
+
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ("converged\n", run.output);
+  EXPECT_EQ(in_world(mpiexec) + "  -localonly  -np 4  -channel shm" + solver(),
+            only_start_of(mpiexec).command_line);
+}
+
+TEST_F(InstalledStartScript, LaunchesThroughMsMpi) {
+  const auto mpiexec = mpi_folder("12.0.1", "ms") + "\\bin\\mpiexec.exe";
+  given_mpi("msmpi", mpiexec);
+
+  const auto run = run_script("-mpi=msmpi -t4 -wait case.jou");
+
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ("converged\n", run.output);
+  EXPECT_EQ(in_world(mpiexec) + "   -np 4  -env PATH \"" + in_world("inc") + "\\ntbin\\win64;" +
+                remote_path("msmpi") + "\"  -env ZEPHON_PROD_DIR \"'" +
+                in_world("inc\\zephon12.0.1") + "'\"" + solver(),
+            only_start_of(mpiexec).command_line);
+}
+
+TEST_F(InstalledStartScript, LaunchesThroughPlatformMpiWhenNoMpiIsNamed) {
+  const auto mpirun = mpi_folder("12.0.1", "ibmmpi") + "\\bin\\mpirun.exe";
+  given_mpi("ibmmpi", mpirun);
+
+  const auto run = run_script("-t4 -wait case.jou");
+
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ("converged\n", run.output);
+  EXPECT_EQ("\"" + in_world(mpirun) + "\" -prot -e MPI_ROOT=\"'" +
+                in_world(mpi_folder("12.0.1", "ibmmpi")) + "'\"  -np 4  -e PATH=\"'" +
+                in_world("inc") + "\\ntbin\\win64;.\\zephon12.0.1\\netweave\\mpi_wrapper\\win64" +
+                "\\ibmmpi'\" -e MPI_WORKDIR=\"'" + in_world("inc") + "'\" -e ZEPHON_PROD_DIR=\"'" +
+                in_world("inc\\zephon12.0.1") + "'\"" + solver(),
+            only_start_of(mpirun).command_line);
+}
+
+TEST_F(InstalledStartScript, LaunchesThroughMpichOnTheHostsOfAFile) {
+  given_mpi("mpich", "mpich\\bin\\mpirun.exe");
+  given_variable("MPI_HOME", in_world("mpich"));
+  given_file("work\\my hosts.txt", "n1\nn2\n");
+
+  const auto run = run_script("-mpi=mpich -t2 \"-cnf=my hosts.txt\" -wait case.jou");
+
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ("converged\n", run.output);
+  EXPECT_EQ(in_world("mpich\\bin\\mpirun.exe") +
+                " -machinefile my hosts.txt -np 2  -env PATH=" + remote_path("mpich") + solver(),
+            only_start_of("mpich\\bin\\mpirun.exe").command_line);
+}
+
+TEST_F(InstalledStartScript, PassesTheLaunchersStatusOn) {
+  const auto run = run_script("-mpi=intel -t4 case.jou");
+  EXPECT_EQ(2U, run.status);
+  EXPECT_EQ("Error: communicator \"intel\" is not available on this machine.\r\n", run.errors);
+}
+
+TEST_F(InstalledStartScript, ListsItsOptions) {
+  const auto run = run_script("-help");
+  EXPECT_EQ(0U, run.status);
+  EXPECT_TRUE(run.output.starts_with("Usage: ")) << run.output;
+  EXPECT_NE(std::string::npos, run.output.find("\t-rx\t\tspecify release x"));
+}
+
+TEST_F(InstalledStartScript, GivesEachOptionItsSecondDash) {
+  given_tool("inc\\zephon12.0.1\\win64\\zephon.exe");
+  given_folder("site\\bin");
+  given_tool("site\\mpirun.exe");
+  std::filesystem::copy_file(default_folder() + "\\examples\\zephon.cmd",
+                             in_world("site\\zephon.cmd"));
+
+  run_system_program("cmd.exe", "/c \"\"" + in_world("site\\zephon.cmd") +
+                                    "\" -r12.0.3 -t8 -mpi=msmpi -cnf=hosts.txt "
+                                    "-host_ip=n1:10.0.0.1 -pic=ib -ccp head01 -ptrace "
+                                    "-o times.txt \"a b.jou\" -restart \"k=v\" -tx\"");
+
+  EXPECT_EQ(
+      (std::vector<std::string>{
+          "--r12.0.3", "--mpi=msmpi", "--np=8", "--ic=ib", "--ccp", "head01", "--jobid=-1",
+          "--cnf=hosts.txt", "--host_ip=n1:10.0.0.1", "--ptrace", "--o", "times.txt",
+          in_world("inc\\zephon12.0.3\\win64\\zephon.exe"), "a b.jou", "-restart", "k=v", "-tx"}),
+      [] {
+        auto arguments = only_start_of("site\\mpirun.exe").arguments;
+        arguments.erase(arguments.begin());
+        return arguments;
+      }());
+}
+
+TEST_F(InstalledStartScript, LetsTheLauncherAskForAMissingHeadNode) {
+  given_tool("site\\mpirun.exe");
+  std::filesystem::copy_file(default_folder() + "\\examples\\zephon.cmd",
+                             in_world("site\\zephon.cmd"));
+
+  run_system_program("cmd.exe",
+                     "/c \"\"" + in_world("site\\zephon.cmd") + "\" -t2 -ccp -pic=default c.jou\"");
+
+  const auto arguments = only_start_of("site\\mpirun.exe").arguments;
+  EXPECT_EQ("--ccp", arguments.back());
+  EXPECT_EQ(1, std::count(arguments.begin(), arguments.end(), "--ccp"));
+  EXPECT_EQ(0, std::count_if(arguments.begin(), arguments.end(),
+                             [](const auto &one) { return one.starts_with("--ic="); }));
+}

@@ -1,0 +1,202 @@
+// runner_test.cpp: tools that are run behind the command interpreter, seen through two
+// of the launcher's commands: the job-exit command, whose output is read and dropped,
+// and the question for a job's nodes, whose output --ptrace shows.
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include "scenario_bench.h"
+
+using namespace scenario;
+
+namespace {
+
+// A launch that ends with a command which is run and whose output is dropped.
+launch run_with_exit_command(const std::string &command) {
+  given_installed_release();
+  given_file("prod\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll");
+  given_variable("ZEPHON_PROD", "lumis");
+  given_variable("CANCEL_CCP_JOB_EXIT1", command);
+  return run_launcher(given_solver());
+}
+
+// The line in front of all output of a traced command.
+std::string trace_of(const std::string &command) {
+  return "\r\ncmd = " + command + " (..\\src\\mpirun:4151)";
+}
+
+// A launch that asks the job tool for the nodes of job 5 and shows its answer.
+// Gives back what the launcher said of it.
+std::string answer_shown(const std::string &script) {
+  given_installed_release();
+  given_wrapper("msmpi");
+  given_tool("hpc\\job.exe", script);
+  given_variable("ZP_CCP_JOB_COMMAND", in_quotes(in_world("hpc\\job.exe")));
+  given_variable("USE_CCP", "head");
+  given_variable("CCP_JOB_ID", "5");
+  given_variable("NP_PER_NODE", "1");
+  given_variable("ZEPHON_HOSTS_FILE", in_world("hosts"));
+  given_variable("MSMPI_HOME", in_world("ms"));
+  given_variable("ZEPHON_CRED_CHECK", "no");
+  given_tool("ms\\bin\\mpiexec.exe");
+  const auto run = run_launcher("--ptrace --mpi=msmpi");
+  EXPECT_EQ(0U, run.status) << run.errors;
+  EXPECT_EQ("", run.errors);
+  return run.output;
+}
+
+}  // namespace
+
+TEST(CommandRunner, StartsTheInterpreterWithTheCommandAsItStands) {
+  given_command_interpreter("");
+  run_with_exit_command("\"a tool\"  with 'odd'  \"quoting\\\" & more");
+  EXPECT_EQ("cmd.exe /c \"a tool\"  with 'odd'  \"quoting\\\" & more",
+            only_start_of("cmd.exe").command_line);
+}
+
+TEST(CommandRunner, GivesOnePipeForOutputAndErrorAndHidesTheWindow) {
+  given_command_interpreter("");
+  run_with_exit_command("tool");
+  const auto start = only_start_of("cmd.exe");
+  EXPECT_EQ("none", start.input);
+  EXPECT_EQ("pipe", start.output);
+  EXPECT_EQ("pipe", start.error);
+  EXPECT_EQ(0x101U, start.startup_flags);
+  EXPECT_EQ(0U, start.show_window);
+}
+
+TEST(CommandRunner, KeepsOtherHandlesFromTheTool) {
+  SECURITY_ATTRIBUTES inheritable = {sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+  std::vector<owned_handle> many;  // so that the number is one a tool has not by itself
+  for (int count = 0; count < 1000; ++count) {
+    many.emplace_back(CreateEventA(&inheritable, TRUE, FALSE, nullptr));
+  }
+  const auto number = std::to_string(reinterpret_cast<unsigned long long>(many.back().get()));
+  given_inherited_handle(many.back().get());
+  given_command_interpreter("handle " + number + "\n");
+  run_with_exit_command("tool");
+  EXPECT_EQ((std::vector<std::pair<std::string, std::string>>{{number, "invalid"}}),
+            only_start_of("cmd.exe").handles);
+}
+
+TEST(CommandRunner, DropsTheOutputOfTheJobExitCommand) {
+  given_command_interpreter("out some words\\n\nerr and more\\n\n");
+  const auto run = run_with_exit_command("tool");
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ("", run.output + run.errors);
+}
+
+TEST(CommandRunner, ReadsABigOutputToItsEnd) {
+  given_command_interpreter("repeat 1048576 x\nrepeat 50000 a line\\r\\n\n");
+  EXPECT_EQ(0U, run_with_exit_command("tool").status);
+  EXPECT_EQ(0U, only_start_of("cmd.exe").code);
+}
+
+TEST(CommandRunner, IsNotDisturbedByAFailure) {
+  given_command_interpreter("exit 0xC0000005\n");
+  EXPECT_EQ(0U, run_with_exit_command("tool").status);
+}
+
+TEST(CommandRunner, WorksWithTheRealInterpreter) {
+  given_tool("my tools\\job.exe", "out some words\\n\n");
+  EXPECT_EQ(0U,
+            run_with_exit_command(in_quotes(in_world("my tools\\job.exe")) + " modify 5").status);
+  EXPECT_EQ(" modify 5", only_start_of("my tools\\job.exe")
+                             .command_line.substr(in_quotes(in_world("my tools\\job.exe")).size()));
+}
+
+TEST(CommandRunner, LeavesAnUnknownCommandToTheRealInterpreter) {
+  const auto run = run_with_exit_command("no_such_tool /x");
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ("", run.output + run.errors);
+}
+
+TEST(CommandRunner, ReportsAnInterpreterThatCannotBeStarted) {
+  given_file("cmd.exe", "this is no program");
+  const auto run = run_with_exit_command("job modify 5");
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ("", run.output);
+  EXPECT_EQ("\r\nerror : cmd = job modify 5\r\n\r\nError in execute command job modify 5\r\n",
+            run.errors);
+}
+
+TEST(CommandRunner, IsNotHeldByAToolThatClosedItsOutput) {
+  given_command_interpreter("close\nwait_file go\n");
+  given_installed_release();
+  given_file("prod\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll");
+  given_variable("CANCEL_CCP_JOB_EXIT1", "tool");
+  auto run = start_launcher(given_solver());
+  wait_for_end(run);
+  EXPECT_EQ(0U, run.status);
+  EXPECT_FALSE(only_start_of("cmd.exe").code);  // it still runs
+  given_file("go");
+  wait_for_everything(run);
+}
+
+TEST(CommandRunner, TracesTheCommandBeforeItRuns) {
+  given_variable("ZEPHON_STARTUP_DEBUG", "1");
+  given_command_interpreter("");
+  EXPECT_EQ(trace_of("tool %s"), run_with_exit_command("tool %s").output);
+}
+
+TEST(CommandRunner, ShowsTheJobExitCommandWithPtrace) {
+  given_command_interpreter("");
+  given_installed_release();
+  given_file("prod\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll");
+  given_variable("CANCEL_CCP_JOB_EXIT1", "job modify 5");
+  const auto run = run_launcher("--ptrace " + given_solver());
+  EXPECT_EQ("\r\njob modify 5\r\n", run.output);
+  EXPECT_EQ("", run.errors);
+}
+
+TEST(ToolOutput, IsShownAsItCame) {
+  given_command_interpreter();
+  EXPECT_EQ("State : Running\r\n100% of %s\r\n", answer_shown(R"(
+when view
+out State : Running\r\n100% of %s\r\n
+)"));
+}
+
+TEST(ToolOutput, ShowsWhatWasWrittenToStandardErrorInItsPlace) {
+  given_command_interpreter();
+  EXPECT_EQ("one\r\ntwo\r\nthree\r\n", answer_shown(R"(
+when view
+out one\n
+err two\n
+out three\n
+)"));
+}
+
+TEST(ToolOutput, ShowsALastLineWithoutALineEnd) {
+  given_command_interpreter();
+  EXPECT_EQ("the end", answer_shown("when view\nout the end\n"));
+}
+
+TEST(ToolOutput, ShowsALineOfAMegabyte) {
+  given_command_interpreter();
+  EXPECT_TRUE(std::string(1048576, 'x') + "\r\n" ==
+              answer_shown("when view\nrepeat 1048576 x\nout \\n\n"));
+}
+
+TEST(ToolOutput, MatchesALongLinePieceByPiece) {
+  given_command_interpreter();
+  // The key stands at the begin of the second piece of 1,023 characters.
+  answer_shown("when view\nrepeat 1023 x\nout AllocatedNodes : n1 n2\\n\n");
+  EXPECT_EQ("n1\r\n", file_text("hosts"));
+}
+
+TEST(ToolOutput, ShowsBytesAbove127) {
+  given_command_interpreter();
+  EXPECT_EQ("K\xF6ln \x80\xFF\r\n", answer_shown("when view\nout K\\xF6ln \\x80\\xFF\\n\n"));
+}
+
+TEST(ToolOutput, StandsBehindWhatTheLauncherSaidBefore) {
+  given_command_interpreter();
+  given_joined_output();
+  given_variable("ZEPHON_STARTUP_DEBUG", "1");
+  const auto shown = answer_shown("when view\nout nodes\\n\n");
+  const auto listenvs = trace_of("cluscfg listenvs /scheduler:head");
+  const auto view =
+      trace_of(in_quotes(in_world("hpc\\job.exe")) + " view 5 /scheduler:head") + "nodes\r\n";
+  EXPECT_TRUE(shown.starts_with(listenvs + view)) << shown;
+}
