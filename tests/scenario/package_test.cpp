@@ -110,9 +110,14 @@ std::string registered_folder() {
   return folder;
 }
 
-// The versions that Windows lists among the installed programs.
-std::vector<std::string> listed_versions() {
-  std::vector<std::string> versions;
+struct listed_product {
+  std::string code;
+  std::string version;
+};
+
+// The launchers that Windows lists among the installed programs.
+std::vector<listed_product> listed_products() {
+  std::vector<listed_product> products;
   HKEY list = nullptr;
   RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall", 0,
                 KEY_READ | KEY_WOW64_64KEY, &list);
@@ -125,11 +130,23 @@ std::vector<std::string> listed_versions() {
     RegGetValueA(list, key, "DisplayName", RRF_RT_REG_SZ, nullptr, name, &name_size);
     RegGetValueA(list, key, "DisplayVersion", RRF_RT_REG_SZ, nullptr, version, &version_size);
     if (std::string(name) == "Zephon launcher") {
-      versions.emplace_back(version);
+      products.push_back({key, version});
     }
   }
   RegCloseKey(list);
+  return products;
+}
+
+std::vector<std::string> listed_versions() {
+  std::vector<std::string> versions;
+  for (const auto &product : listed_products()) {
+    versions.push_back(product.version);
+  }
   return versions;
+}
+
+bool is_wine() {
+  return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
 }
 
 // Every file and folder below the places where an installation leaves something.
@@ -171,21 +188,22 @@ class Package : public testing::Test {
     }
     turn_.reset(CreateMutexA(nullptr, FALSE, "zephon package test"));
     (void)WaitForSingleObject(turn_.get(), INFINITE);
-    before_ = installed_files();
+    if (is_wine()) {
+      remove_what_is_listed();  // of a test that was broken off
+    }
     ASSERT_EQ(std::vector<std::string>(), listed_versions())
         << "a launcher is installed on this machine, remove it first";
+    before_ = installed_files();
+    installing_ = true;
   }
 
   void TearDown() override {
-    if (!turn_) {
-      return;
+    if (installing_) {
+      remove_what_is_listed();
     }
-    for (const auto &msi : {newer, older}) {
-      if (!listed_versions().empty()) {
-        (void)remove_package(msi);
-      }
+    if (turn_) {
+      ReleaseMutex(turn_.get());
     }
-    ReleaseMutex(turn_.get());
   }
 
   void expect_nothing_is_left() {
@@ -198,7 +216,14 @@ class Package : public testing::Test {
   const std::string older = package("PACKAGE_OLDER_MSI", "0.9.0");
 
  private:
+  static void remove_what_is_listed() {
+    for (const auto &product : listed_products()) {
+      (void)run_system_program("msiexec.exe", "/x " + product.code + " /qn");
+    }
+  }
+
   owned_handle turn_;
+  bool installing_ = false;
   std::set<std::string> before_;
 };
 
@@ -347,7 +372,7 @@ TEST(PackagedPrograms, StillShowTheirMessages) {
   EXPECT_EQ(255U, run.status);
   ASSERT_EQ(1U, run.boxes.size());
   EXPECT_EQ("zephon", run.boxes[0].caption);
-  EXPECT_TRUE(run.boxes[0].text.starts_with("Unable to execute (null)   missing.exe\n"))
+  EXPECT_TRUE(run.boxes[0].text.starts_with("Unable to execute (null) missing.exe\n"))
       << run.boxes[0].text;
 }
 
@@ -369,10 +394,6 @@ TEST(PackagedPrograms, HaveTheProtectionsOfWindowsSwitchedOn) {
     constexpr std::size_t relocations = 112 + 8 * IMAGE_DIRECTORY_ENTRY_BASERELOC;
     EXPECT_NE(0U, number_at(bytes, header + optional_header + relocations + 4, 4)) << program;
   }
-}
-
-TEST(PackagedPrograms, StaySmall) {
-  EXPECT_LT(bytes_of(built_launcher()).size(), 400U * 1024U);
 }
 
 // ---- The ZIP ------------------------------------------------------------------------------
@@ -481,7 +502,7 @@ TEST_F(InstalledStartScript, LaunchesThroughIntelMpi) {
 
   EXPECT_EQ(0U, run.status);
   EXPECT_EQ("converged\n", run.output);
-  EXPECT_EQ(in_world(mpiexec) +
+  EXPECT_EQ(in_quotes(in_world(mpiexec)) +
                 "  -n 4  -localroot -localonly -genv I_MPI_DEVICE shm -genv ZEPHON_PROD_DIR \"'" +
                 in_world("inc\\zephon12.0.1") + "'\" -genv I_MPI_PIN enable " + solver(),
             only_start_of(mpiexec).command_line);
@@ -495,7 +516,7 @@ TEST_F(InstalledStartScript, LaunchesThroughMpich2) {
 
   EXPECT_EQ(0U, run.status);
   EXPECT_EQ("converged\n", run.output);
-  EXPECT_EQ(in_world(mpiexec) + "  -localonly  -np 4  -channel shm" + solver(),
+  EXPECT_EQ(in_quotes(in_world(mpiexec)) + "  -localonly  -np 4  -channel shm" + solver(),
             only_start_of(mpiexec).command_line);
 }
 
@@ -507,8 +528,8 @@ TEST_F(InstalledStartScript, LaunchesThroughMsMpi) {
 
   EXPECT_EQ(0U, run.status);
   EXPECT_EQ("converged\n", run.output);
-  EXPECT_EQ(in_world(mpiexec) + "   -np 4  -env PATH \"" + in_world("inc") + "\\ntbin\\win64;" +
-                remote_path("msmpi") + "\"  -env ZEPHON_PROD_DIR \"'" +
+  EXPECT_EQ(in_quotes(in_world(mpiexec)) + "   -np 4  -env PATH \"" + in_world("inc") +
+                "\\ntbin\\win64;" + remote_path("msmpi") + "\"  -env ZEPHON_PROD_DIR \"'" +
                 in_world("inc\\zephon12.0.1") + "'\"" + solver(),
             only_start_of(mpiexec).command_line);
 }
@@ -538,7 +559,7 @@ TEST_F(InstalledStartScript, LaunchesThroughMpichOnTheHostsOfAFile) {
 
   EXPECT_EQ(0U, run.status);
   EXPECT_EQ("converged\n", run.output);
-  EXPECT_EQ(in_world("mpich\\bin\\mpirun.exe") +
+  EXPECT_EQ(in_quotes(in_world("mpich\\bin\\mpirun.exe")) +
                 " -machinefile my hosts.txt -np 2  -env PATH=" + remote_path("mpich") + solver(),
             only_start_of("mpich\\bin\\mpirun.exe").command_line);
 }
