@@ -53,9 +53,11 @@ std::vector<std::string> captions(const std::vector<box_driver::button> &buttons
   return all;
 }
 
-// What an mpr.dll answers when its buffer has that size.
-std::pair<DWORD, std::string> universal_name(const std::string &library, const std::string &path,
-                                             DWORD size) {
+// What the stand-in mpr.dll answers when its buffer has that size. Under another
+// name, as Wine would load its own library by the right one.
+std::pair<DWORD, std::string> universal_name(const std::string &path, DWORD size) {
+  const auto library = in_world("stand_in.dll");
+  std::filesystem::copy_file(built_stand_in_mpr(), library);
   const HMODULE loaded = LoadLibraryA(library.c_str());
   EXPECT_NE(nullptr, loaded);
   using function = DWORD(WINAPI *)(LPCSTR, DWORD, LPVOID, LPDWORD);
@@ -383,7 +385,7 @@ TEST(Bench, LeavesABoxAloneWhenItIsTold) {
 
 TEST(StandInMpr, KnowsAMappedDrive) {
   _putenv("MAPPED_DRIVES=Y:=\\\\other\\one;X:=\\\\server\\share");
-  const auto found = universal_name(built_stand_in_mpr(), "x:\\a b\\c", 1024);
+  const auto found = universal_name("x:\\a b\\c", 1024);
   EXPECT_EQ(static_cast<DWORD>(NO_ERROR), found.first);
   EXPECT_EQ("\\\\server\\share\\a b\\c", found.second);
   _putenv("MAPPED_DRIVES=");
@@ -391,13 +393,12 @@ TEST(StandInMpr, KnowsAMappedDrive) {
 
 TEST(StandInMpr, SaysHowMuchRoomItNeeds) {
   _putenv("MAPPED_DRIVES=X:=\\\\server\\share");
-  const auto found = universal_name(built_stand_in_mpr(), "X:\\a", 20);
+  const auto found = universal_name("X:\\a", 20);
   EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), found.first);
   EXPECT_EQ("25", found.second);  // a pointer, \\\\server\\share\\a and its zero byte
   _putenv("MAPPED_DRIVES=");
 }
 
 TEST(StandInMpr, RefusesAnyOtherPath) {
-  EXPECT_EQ(static_cast<DWORD>(ERROR_NOT_CONNECTED),
-            universal_name(built_stand_in_mpr(), "C:\\a", 1024).first);
+  EXPECT_EQ(static_cast<DWORD>(ERROR_NOT_CONNECTED), universal_name("C:\\a", 1024).first);
 }

@@ -15,15 +15,21 @@ class world_per_test : public testing::EmptyTestEventListener {
 };
 
 // Under Wine a message box takes two seconds to go away when no window manager
-// answers for it, as on the display of a test. So Wine is told, for the programs
-// whose boxes are tested, that there is none.
-void tell_wine_of_the_bare_display() {
+// answers for it, as on the display of a test; and Wine prefers its own mpr.dll to
+// the stand-in that a test puts beside the launcher. So Wine is told otherwise, for
+// the programs of the tests only.
+void prepare_wine() {
   if (GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") == nullptr) {
     return;
   }
   for (const std::string program : {"mpirun.exe", "mpirun_console.exe", "show_box.exe"}) {
-    const auto key = "Software\\Wine\\AppDefaults\\" + program + "\\X11 Driver";
-    RegSetKeyValueA(HKEY_CURRENT_USER, key.c_str(), "Managed", REG_SZ, "N", 2);
+    const auto settings = "Software\\Wine\\AppDefaults\\" + program;
+    const auto windows = settings + "\\X11 Driver";
+    const auto libraries = settings + "\\DllOverrides";
+    const std::string own_first = "native,builtin";
+    RegSetKeyValueA(HKEY_CURRENT_USER, windows.c_str(), "Managed", REG_SZ, "N", 2);
+    RegSetKeyValueA(HKEY_CURRENT_USER, libraries.c_str(), "mpr", REG_SZ, own_first.c_str(),
+                    static_cast<DWORD>(own_first.size() + 1));
   }
 }
 
@@ -32,7 +38,7 @@ void tell_wine_of_the_bare_display() {
 int main(int argc, char **argv) {
   testing::InitGoogleTest(&argc, argv);
   testing::UnitTest::GetInstance()->listeners().Append(new world_per_test);
-  tell_wine_of_the_bare_display();
+  prepare_wine();
   // Under Wine the first window of all starts the desktop. It must not be started
   // by a launcher: what a launcher starts is ended with its test.
   GetDesktopWindow();
