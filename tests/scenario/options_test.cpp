@@ -234,6 +234,15 @@ TEST(Options, InstallSmpdAtTheEndTakesTheReleasesOwn) {
   EXPECT_EQ("\r\nError in find zephon release!\r\n\r\n", run.output);
 }
 
+TEST(Options, StartSmpdTakesTheNextArgument) {
+  given_installed_release();
+  given_command_interpreter("");
+  given_box_answer(ok_button);
+  EXPECT_EQ(0U, run_launcher("--mpi=net --start_smpd D:\\mpich2 " + given_solver()).status);
+  EXPECT_EQ("cmd.exe /c D:\\mpich2\\bin\\smpd.exe -status", only_start_of("cmd.exe").command_line);
+  EXPECT_TRUE(starts_of("solver.exe").empty());
+}
+
 // ---- Arguments that go to the solver ------------------------------------------------------
 
 TEST(SolverArguments, StandBehindOneBlankEach) {

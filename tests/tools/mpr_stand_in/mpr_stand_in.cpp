@@ -36,8 +36,8 @@ std::string network_form(std::string_view path) {
 
 }  // namespace
 
-extern "C" __declspec(dllexport) DWORD WINAPI
-    WNetGetUniversalNameA(LPCSTR path, DWORD level, LPVOID buffer, LPDWORD size) {
+extern "C" DWORD WINAPI WNetGetUniversalNameA(LPCSTR path, DWORD level, LPVOID buffer,
+                                              LPDWORD size) {
   if (level != UNIVERSAL_NAME_INFO_LEVEL) {
     return ERROR_INVALID_LEVEL;
   }
@@ -58,7 +58,7 @@ extern "C" __declspec(dllexport) DWORD WINAPI
 
 #else
 
-extern "C" __declspec(dllexport) DWORD WINAPI some_other_function() {
+extern "C" DWORD WINAPI WNetGetLastErrorA(LPDWORD, LPSTR, DWORD, LPSTR, DWORD) {
   return NO_ERROR;
 }
 
