@@ -178,7 +178,7 @@ rem A run with one process needs no MPI; one with more takes the default.
 if not defined mpi if defined processes set "mpi=--mpi="
 if not defined mpi set "mpi=--mpi=net"
 
-set "program=%ZEPHON_PROD_DIR%\%ZEPHON_ARCH%\%ZEPHON_PROD%.exe"
+set "program=%ZEPHON_PROD_DIR%\ntbin\%ZEPHON_ARCH%\%ZEPHON_PROD%.exe"
 "%launcher%" "--r%release%" %mpi% %processes% %interconnect% %head_node% %job%%options% "%program%"%solver_arguments% %ask_head_node%
 exit /b %errorlevel%
 

@@ -255,7 +255,9 @@ class InstalledStartScript : public Package {
   }
 
   // What every MPI gets of the launcher's arguments.
-  static std::string solver() { return "  \"" + release("win64\\zephon.exe") + "\" case.jou"; }
+  static std::string solver() {
+    return "  \"" + release("ntbin\\win64\\zephon.exe") + "\" case.jou";
+  }
 
   static std::string remote_path(const std::string &mpi) {
     return release("netweave\\mpi_wrapper\\win64\\" + mpi);
@@ -479,14 +481,14 @@ TEST_F(InstalledStartScript, HasTheLineEndsThatTheInterpreterNeeds) {
 }
 
 TEST_F(InstalledStartScript, LaunchesASerialRunWithoutAnMpi) {
-  given_tool("inc\\zephon12.0.1\\win64\\zephon.exe", "out converged\\n\n");
+  given_tool("inc\\zephon12.0.1\\ntbin\\win64\\zephon.exe", "out converged\\n\n");
 
   const auto run = run_script("-wait case.jou");
 
   EXPECT_EQ(0U, run.status);
   EXPECT_EQ("converged\n", run.output);
-  const auto start = only_start_of("inc\\zephon12.0.1\\win64\\zephon.exe");
-  EXPECT_EQ("\"" + release("win64\\zephon.exe") + "\" case.jou", start.command_line);
+  const auto start = only_start_of("inc\\zephon12.0.1\\ntbin\\win64\\zephon.exe");
+  EXPECT_EQ("\"" + release("ntbin\\win64\\zephon.exe") + "\" case.jou", start.command_line);
   EXPECT_EQ("zephon", start.variable("ZEPHON_PROD"));
   EXPECT_EQ("win64", start.variable("ZEPHON_ARCH"));
   EXPECT_EQ(in_world("inc\\zephon12.0.1"), start.variable("ZEPHON_PROD_DIR"));
@@ -578,7 +580,7 @@ TEST_F(InstalledStartScript, ListsItsOptions) {
 }
 
 TEST_F(InstalledStartScript, GivesEachOptionItsSecondDash) {
-  given_tool("inc\\zephon12.0.1\\win64\\zephon.exe");
+  given_tool("inc\\zephon12.0.1\\ntbin\\win64\\zephon.exe");
   given_folder("site\\bin");
   given_tool("site\\mpirun.exe");
   std::filesystem::copy_file(default_folder() + "\\examples\\zephon.cmd",
@@ -589,16 +591,16 @@ TEST_F(InstalledStartScript, GivesEachOptionItsSecondDash) {
                                     "-host_ip=n1:10.0.0.1 -pic=ib -ccp head01 -ptrace "
                                     "-o times.txt \"a b.jou\" -restart \"k=v\" -tx\"");
 
-  EXPECT_EQ(
-      (std::vector<std::string>{
-          "--r12.0.3", "--mpi=msmpi", "--np=8", "--ic=ib", "--ccp", "head01", "--jobid=-1",
-          "--cnf=hosts.txt", "--host_ip=n1:10.0.0.1", "--ptrace", "--o", "times.txt",
-          in_world("inc\\zephon12.0.3\\win64\\zephon.exe"), "a b.jou", "-restart", "k=v", "-tx"}),
-      [] {
-        auto arguments = only_start_of("site\\mpirun.exe").arguments;
-        arguments.erase(arguments.begin());
-        return arguments;
-      }());
+  EXPECT_EQ((std::vector<std::string>{"--r12.0.3", "--mpi=msmpi", "--np=8", "--ic=ib", "--ccp",
+                                      "head01", "--jobid=-1", "--cnf=hosts.txt",
+                                      "--host_ip=n1:10.0.0.1", "--ptrace", "--o", "times.txt",
+                                      in_world("inc\\zephon12.0.3\\ntbin\\win64\\zephon.exe"),
+                                      "a b.jou", "-restart", "k=v", "-tx"}),
+            [] {
+              auto arguments = only_start_of("site\\mpirun.exe").arguments;
+              arguments.erase(arguments.begin());
+              return arguments;
+            }());
 }
 
 TEST_F(InstalledStartScript, LetsTheLauncherAskForAMissingHeadNode) {
