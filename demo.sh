@@ -40,8 +40,7 @@ build_solver() {
 # The user's disk serves one demo at a time.
 wait_for_other_demo() {
   mkdir -p "$demo"
-  exec {demo_lock}>"$demo/lock"
-  flock -n "$demo_lock" || { say "Waiting for another demo to end" && flock "$demo_lock"; }
+  take_lock "$demo/lock" || { say "Waiting for another demo to end" && take_lock "$demo/lock" wait; }
 }
 
 # Puts a file in its place, its folder too.
@@ -193,6 +192,85 @@ demo_ibmmpi() {
   launch 2 --mpi=
 }
 
+# ---- The cluster ----------------------------------------------------------------------------
+
+# Slurm's controller and nodes on this machine, job.exe and cluscfg.exe in front
+# of them, and the user's folder as the nodes see it: on a share.
+start_head_node() {
+  local tools=$root/build/mingw/tests/tools/head_node program
+  # shellcheck source=scripts/cluster.sh
+  . "$root/scripts/cluster.sh"
+  build_preset mingw head_node_job head_node_cluscfg head_node_run_task || exit 1
+  say "Starting the cluster"
+  without_locks start_cluster "$demo/cluster" || give_up "the cluster does not start"
+  for program in job cluscfg run_task; do
+    put "$tools/$program.exe" "$disk/ccp/$program.exe"
+  done
+  # Their folder is on the machine's path, as their installation leaves it.
+  wine_run reg.exe add 'HKCU\Environment' /v PATH /d 'D:\ccp' /f >/dev/null 2>&1
+  mkdir -p "$WINEPREFIX/dosdevices/unc/fileserver"
+  ln -sfn "$disk/work" "$WINEPREFIX/dosdevices/unc/fileserver/work"
+  work='\\fileserver\work'
+}
+
+# Has the launcher make a job, wait for its nodes, add its task, and watch it.
+#   launch_on_cluster MPI CASE_FILE
+launch_on_cluster() {
+  local output=$demo/output
+  heading "The start script's command line: $ranks ranks in a new job of the cluster"
+  run_launcher "--r$release" "--mpi=$1" "--np=$ranks" --ccp HEADNODE --jobid=-1 --cwd "$work" \
+    "$solver" -i "$work\\$2" -title 'heated plate' 2>&1 | tee "$output"
+  [ "${PIPESTATUS[0]}" -eq 0 ] || fail "the launcher did not end with 0"
+  job=$(sed -n 's/^Created job, ID: \([0-9]*\).*/\1/p' "$output" | head -n 1)
+  [ -n "$job" ] || fail "no job was made"
+  heading "The job afterwards"
+  wine_run "$disk/ccp/job.exe" view "$job" /scheduler:HEADNODE | tr -d '\r' | tee "$demo/job" | sed 's/^/  /'
+  heading "What the job's task was"
+  sed -n 's/^command=/  /p' "$HEAD_NODE_DIR/jobs/$job/tasks/1/options"
+}
+
+# The job has to have ended in this state, and no node may still be held.
+check_job() {
+  grep -qi "^State *: $1$" "$demo/job" || fail "the job is not $1"
+  [ -z "$(squeue -h 2>/dev/null)" ] || fail "nodes are still held"
+}
+
+# On all nodes of the job, and there have to be several.
+check_solution_of_job() {
+  local output nodes
+  nodes=$(sed -n 's/^Allocated nodes *: *//Ip' "$demo/job" | wc -w)
+  [ "$nodes" -gt 1 ] || fail "the job has no two nodes"
+  output=$(find "$disk/work" -name "ZP$job.*.o")
+  heading "The task's output file"
+  sed 's/^/  /' "$output"
+  grep -q "$ranks ranks on $nodes hosts" "$output" || fail "the ranks are not on the job's nodes"
+  grep -q 'solution verified' "$output" || fail "the solver did not verify its solution"
+  check_job Finished
+}
+
+demo_cluster() {
+  start_head_node
+  launch_on_cluster msmpi plate.case
+  check_solution_of_job
+}
+
+demo_ibmmpi_cluster() {
+  start_head_node
+  launch_on_cluster ibmmpi plate.case
+  check_solution_of_job
+}
+
+# The case file is missing: what the engineer sees are the task's output files.
+demo_cluster_fail() {
+  start_head_node
+  launch_on_cluster msmpi missing.case
+  grep -q '^---------- stderr ----------' "$demo/output" || fail "the error output is not shown"
+  grep -q 'zephon: cannot read the case file' "$demo/output" || fail "the cause is not shown"
+  check_job Failed
+}
+
+# ---- Services -------------------------------------------------------------------------------
+
 # The service of MPICH2, installed from the newest release and then found running.
 demo_install() {
   unset RSH_USER
@@ -209,26 +287,34 @@ demo_install() {
     fail "the log names no successful installation"
   grep -q 'MPICH2 SMPD has already been running!' "$disk/work/install_smpd_log.txt" ||
     fail "the log does not find the service running"
-  grep -qF "$release_name"'\netweave\mpi\win64\mpich2\bin\smpd.exe" -install' "$disk/mpi.log" ||
-    grep -qF "$release_name"'\netweave\mpi\win64\mpich2\bin\smpd.exe -install' "$disk/mpi.log" ||
+  grep -qF "$release_name"'\netweave\mpi\win64\mpich2\bin\smpd.exe -install' "$disk/mpi.log" ||
     fail "the service does not come from the newest release"
 }
 
 # ---- The run --------------------------------------------------------------------------------
+
+# Ends all that was started, however the demo ends.
+end_demo() {
+  if declare -F stop_cluster >/dev/null; then
+    stop_cluster "$demo/cluster"
+  fi
+  wine_stop
+}
 
 main() {
   local what=${1:-mpich}
   if ! declare -F "demo_${what//-/_}" >/dev/null; then
     give_up "unknown: $what (mpich msmpi intel mpich2 ibmmpi ibmmpi-cluster cluster cluster-fail install)"
   fi
+  # shellcheck disable=SC2031  # cluster.sh reads the lists in a subshell of its own
   install_packages "${build_packages[@]}" "${wine_packages[@]}" "${mpi_packages[@]}"
-  trap wine_stop EXIT
+  trap end_demo EXIT
   trap 'exit 130' INT TERM HUP
   wait_for_other_demo
   say "Building what is missing"
   build_preset mingw mpirun mpi_bridge || exit 1
   build_solver || give_up "the solver cannot be built"
-  wine_start
+  wine_start demo
   lay_out_tree
   set_environment
   show_tree

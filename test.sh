@@ -87,7 +87,7 @@ count_tests() {
 show_failed_tests() {
   awk '/^\[ RUN      \]/ { text = ""; lines = 0 }
        lines++ < 40 { text = text "   | " $0 "\n" }
-       /^\[  FAILED  \] .* \([0-9]* ms\)$/ { printf "%s   | %s\n", text, $0 }' "$1"
+       /^\[  FAILED  \] .* \([0-9]* ms\)$/ { printf "%s", text }' "$1"
 }
 
 # A step whose files are not in the tree yet is left out.
@@ -219,7 +219,7 @@ worker_display=()
 start_workers() {
   local number
   for ((number = ${#worker_prefix[@]}; number < $1; ++number)); do
-    wine_start
+    wine_start test
     worker_prefix+=("$WINEPREFIX")
     worker_display+=("$DISPLAY")
   done

@@ -15,6 +15,31 @@ give_up() {
   exit 1
 }
 
+held_locks=()  # file descriptors
+
+# Takes the lock of a file, and holds it until the script ends, however it ends.
+# Fails at once when another script has it; with "wait" it waits.
+#   take_lock build/demo/lock wait
+take_lock() {
+  local lock options=(-n)
+  [ "${2:-}" != wait ] || options=()
+  exec {lock}>>"$1" || give_up "cannot write to $1"
+  if ! flock "${options[@]}" "$lock"; then
+    exec {lock}>&-
+    return 1
+  fi
+  held_locks+=("$lock")
+}
+
+# Runs a command that may outlive the script, so it must not hold its locks.
+without_locks() {
+  local lock closed=
+  for lock in "${held_locks[@]}"; do
+    closed+=" $lock>&-"
+  done
+  eval '"$@"' "$closed"
+}
+
 # Runs a command with the rights to install packages.
 as_root() {
   if [ "$(id -u)" -eq 0 ]; then

@@ -7,7 +7,6 @@
 # shellcheck shell=bash
 # shellcheck disable=SC2154  # root: set by the script that sources this file
 
-wine_locks=()     # file descriptors of the locks on our prefixes
 wine_prefixes=()  # the prefixes that we started
 wine_helpers=()   # process identifiers of their servers and displays
 
@@ -24,6 +23,7 @@ fi
 
 # Starts a Wine prefix and a display, and exports what a Windows program needs.
 # Called again, it starts another prefix beside the first (for parallel workers).
+#   wine_start demo    the prefixes of that name are this script's kind's alone
 wine_start() {
   wine_loader=$(dpkg -L wine64 | grep -m 1 '/wine64$')
   wine_server=${wine_loader%/*}/wineserver64
@@ -31,7 +31,7 @@ wine_start() {
   export WINEDLLOVERRIDES='mscoree=;mshtml='
   export WINESERVER=$wine_server
   unset WINEARCH WINELOADER XAUTHORITY WAYLAND_DISPLAY
-  claim_prefix
+  claim_prefix "$1"
   start_display
   if [ ! -e "$WINEPREFIX/ready" ]; then
     make_prefix
@@ -39,36 +39,30 @@ wine_start() {
   start_server
 }
 
-# Takes the first prefix of this user that no other script uses. The lock is ours
-# until the script ends, however it ends.
+# Takes the first prefix of this user that no other script uses.
 claim_prefix() {
-  local number lock user
+  local number user
   user=$(id -un)
   mkdir -p "$root/build/wine"
   for ((number = 1; number < 100; ++number)); do
-    export WINEPREFIX=$root/build/wine/$user-$number
-    exec {lock}>>"$WINEPREFIX.lock" || give_up "cannot write to $root/build/wine"
-    if flock -n "$lock"; then
-      wine_locks+=("$lock")
+    export WINEPREFIX=$root/build/wine/$user-$1-$number
+    if take_lock "$WINEPREFIX.lock"; then
       wine_prefixes+=("$WINEPREFIX")
       return
     fi
-    exec {lock}>&-
   done
   give_up "all Wine prefixes under $root/build/wine are in use"
 }
 
 # Runs a command in the background that ends when the script does, even when the
-# script is killed. It holds none of the locks and none of the script's streams.
+# script is killed. It holds none of the script's locks and streams.
 start_helper() {
-  (
-    local lock
-    for lock in "${wine_locks[@]}"; do
-      exec {lock}>&-
-    done
-    exec setpriv --pdeathsig TERM "$@" >/dev/null 2>&1 </dev/null
-  ) &
+  without_locks exec_helper "$@" >/dev/null 2>&1 </dev/null &
   wine_helpers+=("$!")
+}
+
+exec_helper() {
+  exec setpriv --pdeathsig TERM "$@"
 }
 
 # A display of our own with a number that is free.
@@ -112,7 +106,7 @@ start_server() {
 
 # Ends everything that wine_start started. May be called more than once.
 wine_stop() {
-  local prefix helper lock
+  local prefix helper
   for prefix in "${wine_prefixes[@]}"; do
     WINEPREFIX=$prefix "$wine_server" -k >/dev/null 2>&1 || true
     WINEPREFIX=$prefix timeout 20 "$wine_server" -w >/dev/null 2>&1 || true
@@ -121,12 +115,8 @@ wine_stop() {
     kill "$helper" 2>/dev/null || true
     wait "$helper" 2>/dev/null || true
   done
-  for lock in "${wine_locks[@]}"; do
-    exec {lock}>&-
-  done
   wine_prefixes=()
   wine_helpers=()
-  wine_locks=()
 }
 
 # Runs a Windows program; its name is a Unix path.

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <sstream>
 
+#include "command_reader.h"
+
 namespace mpi_bridge {
 
 namespace {
@@ -101,6 +103,24 @@ std::optional<std::vector<host_slots>> read_scheduler_nodes(const std::string &t
   }
   if (!announced || hosts.size() != static_cast<std::size_t>(*announced)) {
     return std::nullopt;
+  }
+  return hosts;
+}
+
+std::vector<host_slots> read_allocated_nodes(const std::string &text) {
+  std::vector<host_slots> hosts;
+  std::istringstream lines(text);
+  std::string line;
+  while (std::getline(lines, line)) {
+    const auto colon = line.find(':');
+    if (colon == std::string::npos || lower_case(line).find("allocated nodes") != 0) {
+      continue;
+    }
+    std::istringstream names(line.substr(colon + 1));
+    std::string name;
+    while (names >> name) {
+      hosts.push_back({name, 1});
+    }
   }
   return hosts;
 }

@@ -32,6 +32,10 @@ std::optional<std::vector<host_slots>> read_platform_mpi_hosts(const std::string
 //   2 alpha 4 beta 4  ->  alpha, 4; beta, 4
 std::optional<std::vector<host_slots>> read_scheduler_nodes(const std::string &text);
 
+// The hosts of a job, from what the scheduler's "job view" prints about it: the
+// words of its line of allocated nodes, whatever its letter case.
+std::vector<host_slots> read_allocated_nodes(const std::string &text);
+
 // A text as a number of ranks: digits only, at least 1, at most `most_ranks`.
 constexpr int most_ranks = 32768;
 std::optional<int> read_count(const std::string &text);

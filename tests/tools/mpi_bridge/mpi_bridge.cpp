@@ -64,6 +64,7 @@ surroundings look_around(const role &part) {
   surroundings around;
   around.variable = environment_variable;
   around.file_text = read_file;
+  around.answer_of = answer_of_command;
   around.computer = computer_name();
   around.account = around.computer + "\\" + environment_variable("USERNAME").value_or("unknown");
   around.service_running = service_runs(service_name(part));

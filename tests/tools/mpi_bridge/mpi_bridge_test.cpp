@@ -16,6 +16,7 @@ namespace {
 struct machine {
   std::map<std::string, std::string> files;
   std::map<std::string, std::string> variables;
+  std::map<std::string, std::string> answers;  // of commands
   bool service_running = true;
   bool credentials_stored = true;
 
@@ -23,6 +24,7 @@ struct machine {
     surroundings around;
     around.variable = [this](const std::string &name) { return find(variables, name); };
     around.file_text = [this](const std::string &name) { return find(files, name); };
+    around.answer_of = [this](const std::string &command) { return find(answers, command); };
     around.computer = "DESK";
     around.account = "DESK\\jdoe";
     around.service_running = service_running;
@@ -77,6 +79,13 @@ TEST(SchedulerNodes, AreRefusedWhenTheCountIsWrong) {
   EXPECT_FALSE(read_scheduler_nodes("3 alpha 2 beta 4"));
   EXPECT_FALSE(read_scheduler_nodes("Overflow"));
   EXPECT_FALSE(read_scheduler_nodes(""));
+}
+
+TEST(AllocatedNodes, AreTheWordsOfTheirLine) {
+  EXPECT_EQ((std::vector<host_slots>{{"NODE01", 1}, {"NODE02", 1}}),
+            read_allocated_nodes("Job Id : 2\r\nAllocated nodes   : NODE01 NODE02\r\n"));
+  EXPECT_TRUE(
+      read_allocated_nodes("Allocated nodes : \nError message: none allocated nodes\n").empty());
 }
 
 // ---- MS-MPI -------------------------------------------------------------------------------
@@ -326,13 +335,27 @@ TEST(PlatformMpi, NeedsACachedPasswordForHosts) {
   EXPECT_FALSE(read_platform_mpi_line({"-np", "1", "x"}, here.look()).exit_code);
 }
 
-TEST(PlatformMpi, TakesTheSchedulersHostsInsideAJobOnly) {
+TEST(PlatformMpi, RefusesToRunUnderTheSchedulerOutsideOfAJob) {
+  const auto line = read_platform_mpi_line({"-ccp", "-np", "4", "x"}, machine().look());
+  EXPECT_EQ(1, line.exit_code);
+  EXPECT_EQ("mpirun: -ccp outside of a scheduler job\n", line.error);
+}
+
+TEST(PlatformMpi, PutsTheRanksOnAllNodesOfTheJob) {
   machine here;
+  here.variables = {{"CCP_JOBID", "12"}, {"CCP_CLUSTER_NAME", "HEAD"}, {"CCP_NODES", "1 alpha 1"}};
+  here.answers["job view 12 /scheduler:HEAD"] =
+      "State                            : Running\r\n"
+      "Allocated Nodes                  : alpha beta\r\n";
+  const auto line = read_platform_mpi_line({"-ccp", "-np", "4", "x"}, here.look());
+  EXPECT_FALSE(line.exit_code);
+  EXPECT_EQ((std::vector<host_slots>{{"alpha", 1}, {"beta", 1}}), line.request.hosts);
+}
+
+TEST(PlatformMpi, EndsWhenTheSchedulerDoesNotAnswer) {
+  machine here;
+  here.variables = {{"CCP_JOBID", "12"}, {"CCP_CLUSTER_NAME", "HEAD"}};
   EXPECT_EQ(1, read_platform_mpi_line({"-ccp", "-np", "4", "x"}, here.look()).exit_code);
-  here.variables["CCP_JOBID"] = "12";
-  here.variables["CCP_NODES"] = "2 alpha 2 beta 2";
-  EXPECT_EQ(alpha_and_beta,
-            read_platform_mpi_line({"-ccp", "-np", "4", "x"}, here.look()).request.hosts);
 }
 
 TEST(PlatformMpi, RefusesARootWithoutAnInstallation) {

@@ -64,19 +64,20 @@ void read_switch(command_reader &line, reading &result, const surroundings &arou
   }
 }
 
-// Outside of a task there is no job that the ranks could become tasks of.
+// Its own task has one processor only: the ranks go to the nodes of the whole
+// job, which the scheduler tells. Outside of a job there is none to ask for.
 void find_scheduler_hosts(reading &result, const surroundings &around) {
-  const auto nodes = around.variable("CCP_NODES");
-  if (!around.variable("CCP_JOBID")) {
+  const auto job = around.variable("CCP_JOBID");
+  const auto head_node = around.variable("CCP_CLUSTER_NAME");
+  if (!job || !head_node) {
     refuse(result, "-ccp outside of a scheduler job");
     return;
   }
-  const auto hosts = read_scheduler_nodes(nodes.value_or(""));
-  if (!hosts) {
-    refuse(result, "CCP_NODES does not list the hosts of this job");
-    return;
+  const auto view = around.answer_of("job view " + *job + " /scheduler:" + *head_node);
+  result.request.hosts = read_allocated_nodes(view.value_or(""));
+  if (result.request.hosts.empty()) {
+    refuse(result, "the scheduler names no nodes of job " + *job);
   }
-  result.request.hosts = *hosts;
 }
 
 void find_file_hosts(reading &result, const surroundings &around) {

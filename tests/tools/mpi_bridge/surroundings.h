@@ -15,6 +15,10 @@ struct surroundings {
   // The text of a file; nothing when it cannot be read.
   std::function<std::optional<std::string>(const std::string &)> file_text;
 
+  // What a Windows command prints on its standard output; nothing when it cannot
+  // be started or does not end with 0.
+  std::function<std::optional<std::string>(const std::string &)> answer_of;
+
   std::string computer;             // this machine's name
   std::string account;              // the user's
   bool service_running = false;     // the MPI's own service on this machine

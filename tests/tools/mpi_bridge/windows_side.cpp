@@ -61,19 +61,29 @@ class follower {
   owned_handle file_;
 };
 
-// Starts a command without waiting for it. It gets this program's streams, or none.
-owned_handle start(const std::string &command, bool detached) {
+// The streams that a started program gets.
+struct streams {
+  HANDLE input = nullptr;
+  HANDLE output = nullptr;
+  HANDLE error = nullptr;
+};
+
+streams own_streams() {
+  return {GetStdHandle(STD_INPUT_HANDLE), GetStdHandle(STD_OUTPUT_HANDLE),
+          GetStdHandle(STD_ERROR_HANDLE)};
+}
+
+// Starts a command without waiting for it.
+owned_handle start(const std::string &command, const streams &given, bool detached) {
   std::string line = command;
   STARTUPINFOA startup = {};
   startup.cb = sizeof(startup);
   // Always named, be it as none: Wine would hand the own ones on to a service,
   // and none to a program that wants a console.
   startup.dwFlags = STARTF_USESTDHANDLES;
-  if (!detached) {
-    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
-    startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
-    startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
-  }
+  startup.hStdInput = given.input;
+  startup.hStdOutput = given.output;
+  startup.hStdError = given.error;
   PROCESS_INFORMATION child = {};
   if (CreateProcessA(nullptr, line.data(), nullptr, nullptr, detached ? FALSE : TRUE,
                      detached ? DETACHED_PROCESS : 0, nullptr, nullptr, &startup, &child) == 0) {
@@ -81,6 +91,15 @@ owned_handle start(const std::string &command, bool detached) {
   }
   CloseHandle(child.hThread);
   return own(child.hProcess);
+}
+
+int wait_for(const owned_handle &process) {
+  DWORD code = exit_no_start;
+  if (process) {
+    WaitForSingleObject(process.get(), INFINITE);
+    GetExitCodeProcess(process.get(), &code);
+  }
+  return static_cast<int>(code);
 }
 
 std::wstring wide(const std::string &text) {
@@ -228,7 +247,7 @@ void stop_service(const std::string &name) {
 
 bool start_service(const std::string &name, const std::string &command) {
   constexpr int tries = 500;
-  const auto process = start(command, true);
+  const auto process = start(command, {}, true);
   for (int i = 0; process && i < tries && !service_runs(name); ++i) {
     Sleep(poll_milliseconds);
   }
@@ -236,14 +255,20 @@ bool start_service(const std::string &name, const std::string &command) {
 }
 
 int run_command(const std::string &command) {
-  const auto process = start(command, false);
-  if (!process) {
-    return exit_no_start;
-  }
-  DWORD code = 0;
-  WaitForSingleObject(process.get(), INFINITE);
-  GetExitCodeProcess(process.get(), &code);
-  return static_cast<int>(code);
+  return wait_for(start(command, own_streams(), false));
+}
+
+std::optional<std::string> answer_of_command(const std::string &command) {
+  const std::string folder = make_run_folder();
+  const std::string name = folder + "\\out";
+  SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
+  auto file = own(CreateFileA(name.c_str(), GENERIC_WRITE, share_all, &inheritable, CREATE_ALWAYS,
+                              FILE_ATTRIBUTE_NORMAL, nullptr));
+  const int code = wait_for(start(command, {nullptr, file.get(), file.get()}, false));
+  file.reset();
+  const auto answer = read_file(name);
+  remove_run_folder(folder);
+  return code == 0 ? answer : std::nullopt;
 }
 
 std::string make_run_folder() {

@@ -43,6 +43,10 @@ bool start_service(const std::string &name, const std::string &command);
 // Starts a command and waits for it. Its exit code; 255 when it cannot be started.
 int run_command(const std::string &command);
 
+// What a command prints on its standard output; nothing when it cannot be started
+// or ends with another code than 0.
+std::optional<std::string> answer_of_command(const std::string &command);
+
 // A folder of this run alone under the user's temporary folder; removed again
 // with its files by the second.
 std::string make_run_folder();
