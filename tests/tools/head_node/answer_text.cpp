@@ -148,7 +148,7 @@ std::string task_listing(const fields &job, const fields &task, tool_generation 
     text += key_line(key, task_key_width, value);
   }
   const auto output = field(task, "output");
-  return text + (output.empty() ? "" : output + line_end);
+  return text + output + (output.empty() || output.ends_with('\n') ? "" : line_end);
 }
 
 std::string view_text(const tool_call &call, const fields &job, const settings &known) {

@@ -689,6 +689,10 @@ run_step() { # number, node
     --error="$folder/agent_errors" bash "$cluster/head_node.sh" run_task "$folder" </dev/null
   end_leftovers -x "$(task_mark "$folder")"
   result=$(first_line "$folder/exit_code")
+  # Ended with its whole job: that is no failure of the task.
+  if [ -z "$result" ] && [ ! -s "$folder/message" ] && job_is_ending; then
+    return
+  fi
   clock_time >"$folder/ended"
   if [ "$result" = 0 ]; then
     echo Finished >"$folder/state"
@@ -698,6 +702,11 @@ run_step() { # number, node
     echo Failed >"$folder/state"
   fi
   ring "$job"
+}
+
+job_is_ending() {
+  [ -e "$job/finish" ] || [ -e "$job/canceled" ] ||
+    [ "$(squeue -h -t all -j "$SLURM_JOB_ID" -o %T)" != RUNNING ]
 }
 
 # Gives back the cores of tasks that have ended, and finds out about all tasks. Sets

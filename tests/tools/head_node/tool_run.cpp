@@ -39,15 +39,16 @@ void wait_seconds(const std::string &seconds) {
   Sleep(static_cast<DWORD>(std::atof(seconds.c_str()) * 1000));
 }
 
-std::string state_folder() {
-  return wine_path(variable("HEAD_NODE_DIR"));
+// A file in the head node's folder.
+std::string state_file(const std::string &name) {
+  return wine_path(variable("HEAD_NODE_DIR") + "/" + name);
 }
 
 // The faults of the environment, and those that are files in the folder "faults":
 // a file's name and its content are a fault's name and its value.
 std::string switched_on_faults() {
   std::string faults = variable("HEAD_NODE_FAULTS");
-  const std::string folder = state_folder() + "/faults/";
+  const std::string folder = state_file("faults/");
   WIN32_FIND_DATAA found = {};
   const HANDLE search = FindFirstFileA((folder + "*").c_str(), &found);
   if (search == INVALID_HANDLE_VALUE) {
@@ -66,7 +67,7 @@ std::string switched_on_faults() {
 
 // Switches a fault off that is a file. False when it was off already.
 bool take_fault_file(const std::string &name, const std::string &sub_command) {
-  const std::string folder = state_folder() + "/faults/";
+  const std::string folder = state_file("faults/");
   return DeleteFileA((folder + name + "@" + sub_command).c_str()) != 0 ||
          DeleteFileA((folder + name).c_str()) != 0;
 }
@@ -147,8 +148,7 @@ void add_task_output(fields &answer) {
 tool_answer do_call(const tool_call &call, const settings &known, const fault_values &faults) {
   auto answer = ask_head_node(request_text(call, known, faults));
   if (call.sub_command == "listenvs" && answer.empty()) {
-    answer =
-        cluster_environment(known, read_file(state_folder() + "/cluster_environment").value_or(""));
+    answer = cluster_environment(known, read_file(state_file("cluster_environment")).value_or(""));
   }
   add_task_output(answer);
   return answer_text(call, answer, known);
@@ -246,7 +246,7 @@ bool is_head_node(const std::string &name, const settings &known) {
 }  // namespace
 
 int run_tool(const tool &which, int argument_count, char **arguments) {
-  const auto known = read_settings(read_file(state_folder() + "/settings").value_or(""), variable);
+  const auto known = read_settings(read_file(state_file("settings")).value_or(""), variable);
   const auto call =
       which.read_call({arguments + std::min(argument_count, 1), arguments + argument_count},
                       {known.generation, variable("CCP_SCHEDULER"), known.command_limit});

@@ -29,16 +29,19 @@ HANDLE open_file(const std::string &path, DWORD access, DWORD disposition) {
                      nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
+std::string with_backslashes(std::string path) {
+  std::replace(path.begin(), path.end(), '/', '\\');
+  return path;
+}
+
 }  // namespace
 
 std::string wine_path(const std::string &unix_path) {
-  return "\\\\?\\unix" + unix_path;
+  return "\\\\?\\unix" + with_backslashes(unix_path);
 }
 
 std::string drive_path(const std::string &unix_path) {
-  std::string path = "Z:" + unix_path;
-  std::replace(path.begin(), path.end(), '/', '\\');
-  return path;
+  return "Z:" + with_backslashes(unix_path);
 }
 
 std::string variable(const std::string &name) {
