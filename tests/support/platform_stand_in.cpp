@@ -82,6 +82,8 @@ void report_failures_to(void (*report)(const std::string &failure)) {
 void fresh_world() {
   if (current_world) {
     end_threads();
+  } else {
+    (void)std::atexit(end_world);  // a world that is destroyed with threads would abort
   }
   current_world = std::make_unique<world>();
   if (handles_given > handle_addresses.size() / 2) {

@@ -80,7 +80,7 @@ struct gave_up : std::runtime_error {
 };
 
 // Fuzzers: ends a run after so many waits, without a failure. Without it
-// 300,000 waits are taken for a launcher that waits forever, and are a failure.
+// 150,000 waits are taken for a launcher that waits forever, and are a failure.
 void give_up_after(std::size_t waits);
 
 // Handles that are open now, and that were when exit_program was called.
@@ -240,7 +240,7 @@ struct started_command {
 
 const std::vector<started_command> &started_commands();
 std::vector<std::string> commands();  // their command texts
-bool process_runs(unsigned long id);
+bool process_runs(unsigned long id);  // it, or the tool that the interpreter started
 std::optional<unsigned long> terminated_with(unsigned long id);  // by terminate_process
 
 // ---- Shared memory ------------------------------------------------------------------------
@@ -259,6 +259,7 @@ std::size_t threads_started();
 std::size_t threads_alive();
 std::size_t threads_terminated();
 std::vector<std::string> events_created();
+void set_events_named(const std::string &name);  // as another program does that knows the name
 
 // ---- Message boxes ------------------------------------------------------------------------
 

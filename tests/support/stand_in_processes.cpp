@@ -81,11 +81,15 @@ void close_output(process &one) {
   one.error = {};
 }
 
+// The end of the process and of the tool behind it.
 void end_process(process &one, unsigned long code) {
   close_output(one);
   one.steps.clear();
-  one.exit_code = code;
-  one.ended = true;
+  one.gone = true;
+  if (!one.ended) {
+    one.exit_code = code;
+    one.ended = true;
+  }
 }
 
 // Writes what fits; false when the process must wait for room.
@@ -120,7 +124,7 @@ void take_next_step_in_time(const std::shared_ptr<process> &one) {
 }
 
 void take_steps(const std::shared_ptr<process> &one) {
-  while (!one->ended && !one->steps.empty()) {
+  while (!one->steps.empty()) {
     process::step &step = one->steps.front();
     switch (step.what) {
       case process::step::write_output:
@@ -400,7 +404,7 @@ bool process_runs(unsigned long id) {
   run_due_events();
   const auto &processes = the_world().processes;
   return std::any_of(processes.begin(), processes.end(),
-                     [id](const auto &one) { return one->id == id && !one->ended; });
+                     [id](const auto &one) { return one->id == id && !one->gone; });
 }
 
 std::optional<unsigned long> terminated_with(unsigned long id) {
@@ -485,6 +489,7 @@ started_process start_process(const std::string &command, const start_settings &
   }
   started.id = kept.id;
   const auto one = stand_in::new_process(kept, answer);
+  one->interpreted = is_interpreted;
   one->output = output;
   one->error = error;
   stand_in::inherit(*one, settings.handles);
@@ -508,15 +513,23 @@ unsigned long exit_code(void *process) {
 void terminate_process(void *process, unsigned long code) {
   stand_in::run_due_events();
   const auto one = stand_in::handle_as<stand_in::process>(process, "terminate_process");
-  if (one != nullptr && !one->ended) {
-    one->terminated_with = code;
+  if (one == nullptr || one->ended) {
+    return;
+  }
+  one->terminated_with = code;
+  if (one->interpreted) {
+    one->exit_code = code;  // the interpreter has ended, the tool goes on
+    one->ended = true;
+  } else {
     stand_in::end_process(*one, code);
   }
 }
 
-// A command and its interpreter are one process here, so that the group is it too.
 void terminate_group(void *group, unsigned long code) {
-  terminate_process(group, code);
+  stand_in::run_due_events();
+  if (const auto one = stand_in::handle_as<stand_in::process>(group, "terminate_group")) {
+    stand_in::end_process(*one, code);
+  }
 }
 
 std::optional<std::uint64_t> processor_time(void *process) {

@@ -276,6 +276,15 @@ std::vector<std::string> events_created() {
   return the_world().events_created;
 }
 
+void set_events_named(const std::string &name) {
+  for (const auto &[handle, target] : the_world().handles) {
+    const auto *one = std::get_if<std::shared_ptr<event>>(&target);
+    if (one != nullptr && (*one)->name == name) {
+      (*one)->set = true;
+    }
+  }
+}
+
 }  // namespace stand_in
 
 // ---- Behind the door ----------------------------------------------------------------------

@@ -85,7 +85,9 @@ struct process {
   std::optional<std::uint64_t> processor_time;
   std::optional<unsigned long> terminated_with;
   unsigned long exit_code = 0;
-  bool ended = false;
+  bool interpreted = false;  // the command interpreter, and the tool behind it
+  bool ended = false;        // the process itself; a tool may go on without it
+  bool gone = false;         // and the tool as well
 };
 
 // A wait of a thread: it is over when it is ready or its time is.
@@ -142,7 +144,7 @@ struct library {
   std::string name;
 };
 
-constexpr std::size_t most_waits = 300'000;  // more is a launcher that waits forever
+constexpr std::size_t most_waits = 150'000;  // more is a launcher that waits forever
 
 struct world {
   // time and threads

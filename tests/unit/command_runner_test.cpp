@@ -218,6 +218,29 @@ TEST(CurrentRun, IsMissingWhenTheCommandCannotBeStarted) {
   EXPECT_EQ("\nerror : cmd = t\n", standard_error());
 }
 
+TEST(CurrentRun, IsStoppedWithTheToolBehindTheInterpreter) {
+  given_tool("t", prints("x").stays());
+  (void)open_current_run("t", true);
+  EXPECT_TRUE(started_commands().at(0).grouped);
+  stop_current_run();
+  EXPECT_FALSE(process_runs(started_commands().at(0).id));
+  EXPECT_EQ(-1, close_current_run());
+}
+
+TEST(CurrentRun, LeavesTheToolWhenItCannotBeStopped) {
+  given_tool("t", prints("x").stays());
+  (void)open_current_run("t");
+  EXPECT_FALSE(started_commands().at(0).grouped);
+  stop_current_run();
+  EXPECT_EQ(0U, terminated_with(started_commands().at(0).id));
+  EXPECT_TRUE(process_runs(started_commands().at(0).id));
+}
+
+TEST(CurrentRun, IsNotStoppedWhenThereIsNone) {
+  stop_current_run();
+  EXPECT_TRUE(started_commands().empty());
+}
+
 TEST(CurrentRun, IsClosedToMinusOneWhenThereIsNone) {
   EXPECT_EQ(-1, close_current_run());
 }
@@ -245,20 +268,36 @@ TEST(Monitor, ReadsTheCurrentRunOnItsOwnThread) {
   EXPECT_EQ(0U, threads_alive());
 }
 
-TEST(Monitor, IsStoppedWithTheProcessAndTheRun) {
+TEST(Monitor, IsStoppedWithTheToolAndTheRun) {
   heard.clear();
   given_tool("t", prints("1\n").stays());
   given_tool("next", exits_with(5));
-  text_reader *output = open_current_run("t");
+  text_reader *output = open_current_run("t", true);
+  (void)start_monitor(listen, output);
+  EXPECT_FALSE(monitor_is_stopping());
+  platform::sleep_ms(1'000);
+  EXPECT_TRUE(stop_monitor());
+  EXPECT_TRUE(monitor_is_stopping());
+  EXPECT_EQ("1\nend", heard);
+  EXPECT_EQ(0U, threads_terminated());
+  EXPECT_EQ(0U, terminated_with(started_commands().at(0).id));
+  EXPECT_FALSE(process_runs(started_commands().at(0).id));
+  EXPECT_NE(nullptr, open_current_run("next"));
+  EXPECT_EQ(2U, started_commands().size());
+  (void)close_current_run();
+}
+
+TEST(Monitor, IsInterruptedWhenTheToolGoesOnWithItsOutput) {
+  heard.clear();
+  given_no_groups();
+  given_tool("t", prints("1\n").stays());
+  text_reader *output = open_current_run("t", true);
   (void)start_monitor(listen, output);
   platform::sleep_ms(1'000);
   EXPECT_TRUE(stop_monitor());
   EXPECT_EQ("1\nend", heard);
   EXPECT_EQ(0U, threads_terminated());
-  EXPECT_EQ(0U, terminated_with(started_commands().at(0).id));
-  EXPECT_NE(nullptr, open_current_run("next"));
-  EXPECT_EQ(2U, started_commands().size());
-  (void)close_current_run();
+  EXPECT_TRUE(process_runs(started_commands().at(0).id));
 }
 
 TEST(Monitor, IsStoppedWhileItHangsInAWrite) {
@@ -299,7 +338,7 @@ TEST(Monitor, IsNotStoppedWhenThereIsNone) {
   given_tool("t");
   (void)open_current_run("t");
   EXPECT_FALSE(stop_monitor());
-  EXPECT_EQ(0, close_current_run() == -1);
+  EXPECT_NE(-1, close_current_run());
 }
 
 TEST(Monitor, HasNoIdentifierWhenItCannotBeStarted) {

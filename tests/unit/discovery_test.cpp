@@ -110,6 +110,15 @@ TEST(Discovery, AddsTheGpuFolderForTheAcceleratedProgramOnly) {
       state.node_path);
 }
 
+TEST(Discovery, AddsTheGpuFolderOfAnUnsetProductFolder) {
+  state.mpi_name = "net";
+  state.zephon_arch = "win64";
+  state.zephon_prod = "lumis_acc";
+  discover_installation();
+  EXPECT_EQ("\\netweave\\mpi_wrapper\\win64\\stub;\\netweave\\gpu_wrapper\\win64\\stub",
+            state.node_path);
+}
+
 TEST(Discovery, AddsTheGpuFolderOnWin64Only) {
   given_installation("intel");
   given_file("C:\\zephon\\zephon12.0.16\\netweave\\mpi_wrapper\\ntx86\\intel\\mpi_wrapper.dll");

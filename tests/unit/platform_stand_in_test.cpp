@@ -350,6 +350,30 @@ TEST(StandInTools, StillRunAfterTheirOutputIsClosed) {
   EXPECT_EQ(9U, terminated_with(run.started.id));
 }
 
+TEST(StandInTools, GoOnWithoutTheInterpreterThatStartedThem) {
+  given_tool("t", prints("1").then_prints("2", 100));
+  const piped_run run = run_piped("cmd.exe /c t");
+  platform::terminate_process(run.started.process.get(), 9);
+  EXPECT_EQ(9U, platform::exit_code(run.started.process.get()));
+  EXPECT_TRUE(process_runs(run.started.id));
+  EXPECT_EQ("12", read_all(run.output.get()));
+  EXPECT_FALSE(process_runs(run.started.id));
+  EXPECT_EQ(9U, platform::exit_code(run.started.process.get()));
+}
+
+TEST(StandInTools, EndWithTheirGroup) {
+  given_tool("t", prints("1").stays());
+  platform::start_settings settings;
+  settings.grouped = true;
+  const auto started = platform::start_process("cmd.exe /c t", settings);
+  platform::terminate_group(started.group.get(), 9);
+  EXPECT_EQ(9U, platform::exit_code(started.process.get()));
+  EXPECT_FALSE(process_runs(started.id));
+  EXPECT_TRUE(started_commands().at(0).grouped);
+  given_no_groups();
+  EXPECT_FALSE(platform::start_process("cmd.exe /c t", settings).group);
+}
+
 TEST(StandInTools, EndWhenTheirTimeHasCome) {
   given_tool("t", prints("x").stays(500).lives_on(250).exits_with(4));
   const piped_run run = run_piped("t");
@@ -608,6 +632,14 @@ TEST(StandInEvents, AreSetByOtherThreads) {
       nullptr);
   EXPECT_TRUE(platform::wait_for(created.event.get(), platform::wait_forever));
   EXPECT_EQ(70U, now());
+}
+
+TEST(StandInEvents, AreSetByOtherProgramsThatKnowTheName) {
+  const auto created = platform::create_event("for_print_thread");
+  after(70, [] { set_events_named("other"); });
+  after(90, [] { set_events_named("for_print_thread"); });
+  EXPECT_TRUE(platform::wait_for(created.event.get(), 1'000));
+  EXPECT_EQ(90U, now());
 }
 
 TEST(StandInEvents, CanFailToBeCreated) {

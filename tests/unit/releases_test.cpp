@@ -21,7 +21,8 @@ texts found_among(const texts &names) {
   listing.insert(listing.end(), names.begin(), names.end());
   given_listing("C:\\zephon", listing);
   texts releases;
-  EXPECT_EQ(find_releases("C:\\zephon", "zephon", releases), !releases.empty());
+  const bool found = find_releases("C:\\zephon", "zephon", releases);
+  EXPECT_EQ(!releases.empty(), found);
   return releases;
 }
 
@@ -134,6 +135,14 @@ TEST(LatestRelease, ReplacesAllPartsOfTheBest) {
 TEST(LatestRelease, IsTheFirstWhenAllAreZero) {
   EXPECT_EQ("0.0", latest_release({"0.0", "0", ""}));
   EXPECT_EQ("", latest_release({""}));
+}
+
+TEST(LatestRelease, ComparesSixteenNumbersAtMost) {
+  EXPECT_EQ(
+      "1.1.1.1.1.1.1.1.1.1.1.1.1.1.1.1.1",
+      latest_release({"1.1.1.1.1.1.1.1.1.1.1.1.1.1.1.1.1", "1.1.1.1.1.1.1.1.1.1.1.1.1.1.1.1.2"}));
+  EXPECT_EQ("1.1.1.1.1.1.1.1.1.1.1.1.1.1.1.2",
+            latest_release({"1.1.1.1.1.1.1.1.1.1.1.1.1.1.1.1", "1.1.1.1.1.1.1.1.1.1.1.1.1.1.1.2"}));
 }
 
 TEST(LatestRelease, TakesTheLargestNumberForOneThatIsTooLarge) {
