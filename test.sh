@@ -15,11 +15,12 @@ root=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=scripts/wine.sh
 . "$root/scripts/wine.sh"
 
-all_steps=(scripts format cppcheck build program clang sanitize wine scenarios demos coverage fuzz packages)
+all_steps=(scripts format cppcheck build program clang sanitize wine scenarios demos coverage fuzz)
 logs=$root/build/test
 jobs=$(nproc)
 passed=0
 failed=0
+configure_always=yes
 
 # ---- Counting -------------------------------------------------------------------------------
 
@@ -182,15 +183,29 @@ size_is_small() {
   [ "$size" -lt 400000 ]
 }
 
-# The compiler that the compile commands are written for knows where its library
-# is; clang is told.
 step_clang() {
   need_build
-  heading "The same code: clang and clang-tidy for Windows, every warning an error"
-  check clang clang_finds_nothing
+  heading "The same code: clang and clang-tidy, every warning an error"
+  check clang-windows clang_accepts_windows_programs
+  check clang-linux clang_accepts_the_rest
 }
 
-clang_finds_nothing() {
+# Runs clang-tidy with clang's own warnings on the files that are named on standard
+# input, in a build's compile commands. The large files go first, so that no long
+# one is left at the end.
+tidy() {
+  xargs -r ls -S | xargs -r -P "$jobs" -n 1 clang-tidy --quiet -p "$1" --checks='clang-diagnostic-*'
+}
+
+# The C++ files of the tree that a build compiles.
+compiled_files() {
+  sed -n 's/^ *"file": "\(.*\)".*/\1/p' "$1/compile_commands.json" |
+    grep -E "^$root/(src|tests|bench|packaging)/.*\.cpp$" | sort -u
+}
+
+# The compiler that the commands are written for knows where its library is; clang
+# is told.
+clang_accepts_windows_programs() {
   local include commands=$root/build/clang
   include=$(x86_64-w64-mingw32-g++-posix -print-file-name=include)
   include=${include%/include}/include/c++
@@ -198,10 +213,20 @@ clang_finds_nothing() {
   sed "s#\"command\": \"[^ ]*g++-posix #\"command\": \"clang++ --target=x86_64-w64-windows-gnu -nostdinc++ \
 -isystem $include -isystem $include/x86_64-w64-mingw32 -isystem /usr/x86_64-w64-mingw32/include \
 -Wno-unknown-warning-option #" "$root/build/mingw/compile_commands.json" >"$commands/compile_commands.json"
-  # Large files first, so that the last ones are short.
-  sed -n 's/^ *"file": "\(.*\)".*/\1/p' "$commands/compile_commands.json" | sort -u |
-    grep -E "^$root/(src|tests|bench|packaging)/.*\.cpp$" | xargs ls -S |
-    xargs -P "$jobs" -n 1 clang-tidy --quiet -p "$commands" --checks='clang-diagnostic-*'
+  compiled_files "$commands" | tidy "$commands"
+}
+
+# What is built on Linux only, and the solver of the demo.
+clang_accepts_the_rest() {
+  local preset status=0
+  for preset in sanitize fuzz; do
+    configure_preset "$preset" || return 1
+    comm -23 <(compiled_files "$root/build/$preset") <(compiled_files "$root/build/clang") |
+      tidy "$root/build/$preset" || status=1
+  done
+  in_root clang-tidy --quiet --checks='clang-diagnostic-*' demo/*.cpp -- -std=c++20 -Wall -Wextra \
+    -Wpedantic -Wshadow -Wconversion -isystem "$(dirname "$(find /usr/include -path '*mpich/mpi.h')")" || status=1
+  return $status
 }
 
 # ---- Tests ----------------------------------------------------------------------------------
@@ -211,6 +236,9 @@ step_sanitize() {
   check sanitize-build build_preset sanitize
   run_tests sanitize-unit "$root/build/sanitize/unit_tests"
   run_tests sanitize-bridge "$root/build/sanitize/mpi_bridge_tests"
+  if in_tree tests/documents/CMakeLists.txt; then
+    run_tests sanitize-documents "$root/build/sanitize/documents_tests"
+  fi
 }
 
 # A prefix and a display for each worker that runs Windows programs.
@@ -285,6 +313,23 @@ measure_coverage() {
   "$folder/unit_tests" --gtest_brief=1 || return 1
   in_root gcovr -j "$jobs" --root . --filter 'src/' --object-directory "$folder" \
     --html-details "$logs/coverage.html" --print-summary
+}
+
+# A few seconds of each fuzzer.
+step_fuzz() {
+  in_tree tests/fuzz/run.sh || return 0
+  heading "Fuzzers: a short round of each"
+  local log=$logs/fuzz.log began=$SECONDS ok=0 bad=1
+  "$root/tests/fuzz/run.sh" short >"$log" 2>&1 </dev/null
+  if [[ $(tail -n 1 "$log") =~ ^([0-9]+)\ passed,\ ([0-9]+)\ failed$ ]]; then
+    ok=${BASH_REMATCH[1]}
+    bad=${BASH_REMATCH[2]}
+  fi
+  if [ $((ok + bad)) -eq 0 ]; then
+    bad=1
+  fi
+  [ "$bad" -eq 0 ] || show_end "$log"
+  count "$ok" "$bad" "fuzz ($((SECONDS - began)) s)"
 }
 
 # ---- The run --------------------------------------------------------------------------------

@@ -83,11 +83,17 @@ build_packages=(cmake ninja-build g++ g++-mingw-w64-x86-64-posix mingw-w64-x86-6
 wine_packages=(wine64 xvfb util-linux)
 mpi_packages=(mpich libmpich-dev)
 cluster_packages=(slurm-wlm munge)
-check_packages=(clang clang-format clang-tidy cppcheck shellcheck libclang-rt-14-dev gcovr)
-package_packages=(wixl unzip)
+check_packages=(clang clang-format clang-tidy cppcheck shellcheck libclang-rt-14-dev gcovr wixl)
 
-# Configures a preset when that was not yet done, then builds the named targets,
-# or all of them. Quiet unless it fails.
+# Configures a preset when that was not yet done, or always when asked to: a tool
+# that was installed since is only found then.
+configure_always=
+configure_preset() {
+  (cd "$root" && { { [ -z "$configure_always" ] && [ -e "build/$1/build.ninja" ]; } || cmake --preset "$1"; })
+}
+
+# Configures a preset, then builds the named targets, or all of them. Quiet unless
+# it fails.
 #   build_preset mingw mpirun mpi_bridge
 build_preset() {
   local preset=$1
@@ -96,13 +102,9 @@ build_preset() {
   mkdir -p "$root/build"
   # One build at a time: another script may want the same folder.
   if ! (
-    cd "$root" || exit 1
     flock 9
     exec >"$log" 2>&1
-    if [ ! -e "build/$preset/build.ninja" ]; then
-      cmake --preset "$preset" || exit 1
-    fi
-    cmake --build "build/$preset" ${1+--target "$@"}
+    configure_preset "$preset" && cmake --build "$root/build/$preset" ${1+--target "$@"}
   ) 9>"$root/build/$preset.lock"; then
     tail -n 40 "$log" >&2
     say "Building the preset $preset failed (all of it: $log)"
