@@ -62,7 +62,9 @@ std::atomic_flag ending;
 
 }  // namespace
 
-void at_exit(void (*function)()) { exit_functions.push_back(function); }
+void at_exit(void (*function)()) {
+  exit_functions.push_back(function);
+}
 
 // Not the runtime's exit: Ctrl-C ends the program on a thread of its own, and the
 // main thread must not go on with a launch state that is being destroyed.
@@ -232,7 +234,7 @@ class handle_list {
     list = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory.data());
     if (!InitializeProcThreadAttributeList(list, 1, 0, &size)) {
       list = nullptr;
-    } else if (count > 0) {
+    } else {
       (void)UpdateProcThreadAttribute(list, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles,
                                       count * sizeof(HANDLE), nullptr, nullptr);
     }
@@ -280,8 +282,10 @@ started_process start_process(const std::string &command, const start_settings &
   }
   DWORD flags = settings.detached ? DETACHED_PROCESS : 0;
 
+  // An empty list would hand on everything.
+  const bool has_heirloom = settings.output != nullptr || settings.error != nullptr;
   std::optional<handle_list> listed;
-  if (settings.handles == inheritance::listed) {
+  if (settings.handles == inheritance::listed && has_heirloom) {
     listed.emplace(settings.output, settings.error);
     startup.lpAttributeList = listed->list;
     flags |= EXTENDED_STARTUPINFO_PRESENT;
@@ -294,7 +298,7 @@ started_process start_process(const std::string &command, const start_settings &
   std::string writable_command = command;  // CreateProcess may write into it
   PROCESS_INFORMATION child{};
   if (!CreateProcessA(nullptr, writable_command.data(), nullptr, nullptr,
-                      settings.handles == inheritance::none ? FALSE : TRUE, flags,
+                      settings.handles == inheritance::all || listed ? TRUE : FALSE, flags,
                       const_cast<char *>(settings.environment), nullptr, &startup.StartupInfo,
                       &child)) {
     started_process failed;
