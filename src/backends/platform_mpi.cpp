@@ -21,7 +21,7 @@
 #include "install/mpi_directory.h"
 #include "install/unc_path.h"
 #include "platform/platform.h"
-#include "scheduler/job_identifier.h"
+#include "scheduler/job_creation.h"
 #include "scheduler/scheduler_options.h"
 
 namespace {
@@ -175,15 +175,7 @@ int platform_mpi_job_new() {
   }
   trace("buf", command, job_new_trace_line);
 
-  int job_id = -1;
-  (void)run_command(command, [&](const std::string &line) {
-    print_text(platform::standard_stream::output, line);
-    if (job_id < 0) {
-      job_id = parse_new_job_id(line);
-    }
-    return true;
-  });
-  return job_id;
+  return run_job_new(command);
 }
 
 int ensure_platform_mpi_password(const std::string &mpi_root, const std::string &cache_switch) {

@@ -17,19 +17,15 @@ constexpr unsigned information_icon = 0x40;  // one OK button
 void print(const char *format, ...) {
   std::va_list values;
   va_start(values, format);
-  std::string text;
-  append_format_list(text, format, values);
+  print_text(platform::standard_stream::output, format_list(format, values));
   va_end(values);
-  print_text(platform::standard_stream::output, text);
 }
 
 void print_error(const char *format, ...) {
   std::va_list values;
   va_start(values, format);
-  std::string text;
-  append_format_list(text, format, values);
+  print_text(platform::standard_stream::error, format_list(format, values));
   va_end(values);
-  print_text(platform::standard_stream::error, text);
 }
 
 void print_text(platform::standard_stream stream, std::string_view text) {
@@ -44,17 +40,15 @@ void print_text(platform::standard_stream stream, std::string_view text) {
 void add_message(const char *format, ...) {
   std::va_list values;
   va_start(values, format);
-  append_format_list(state.message_buffer, format, values);
+  state.message_buffer += format_list(format, values);
   va_end(values);
 }
 
 void fatal(int status, const char *format, ...) {
   std::va_list values;
   va_start(values, format);
-  std::string text;
-  append_format_list(text, format, values);
+  print_text(platform::standard_stream::error, format_list(format, values));
   va_end(values);
-  print_text(platform::standard_stream::error, text);
   platform::exit_program(status);
 }
 

@@ -16,34 +16,34 @@ char small_letter(char letter) {
 
 }  // namespace
 
-void append_format_list(std::string &text, const char *format, std::va_list values) {
+std::string format_list(const char *format, std::va_list values) {
   std::va_list again;
   va_copy(again, values);
+  std::string text;
   const int length = std::vsnprintf(nullptr, 0, format, values);
   if (length > 0) {
-    const std::size_t old_size = text.size();
-    const std::size_t added = static_cast<std::size_t>(length);
-    text.resize(old_size + added + 1);  // one more for the zero that vsnprintf writes
-    (void)std::vsnprintf(&text[old_size], added + 1, format, again);
-    text.resize(old_size + added);
+    const std::size_t size = static_cast<std::size_t>(length);
+    text.resize(size + 1);  // one more for the zero that vsnprintf writes
+    (void)std::vsnprintf(text.data(), size + 1, format, again);
+    text.resize(size);
   }
   va_end(again);
+  return text;
+}
+
+std::string format_text(const char *format, ...) {
+  std::va_list values;
+  va_start(values, format);
+  std::string text = format_list(format, values);
+  va_end(values);
+  return text;
 }
 
 void append_format(std::string &text, const char *format, ...) {
   std::va_list values;
   va_start(values, format);
-  append_format_list(text, format, values);
+  text += format_list(format, values);
   va_end(values);
-}
-
-std::string format_text(const char *format, ...) {
-  std::string text;
-  std::va_list values;
-  va_start(values, format);
-  append_format_list(text, format, values);
-  va_end(values);
-  return text;
 }
 
 const char *chars_of(const std::optional<std::string> &text) {

@@ -17,12 +17,9 @@
 // Appends a formatted piece in the manner of printf. The text grows as it must.
 void append_format(std::string &text, const char *format, ...) LAUNCHER_FORMAT(2, 3);
 
-// The same with the values as a list.
-void append_format_list(std::string &text, const char *format, std::va_list values)
-    LAUNCHER_FORMAT(2, 0);
-
-// A formatted text in the manner of printf.
+// A formatted text in the manner of printf, and the same with the values as a list.
 std::string format_text(const char *format, ...) LAUNCHER_FORMAT(1, 2);
+std::string format_list(const char *format, std::va_list values) LAUNCHER_FORMAT(1, 0);
 
 // The characters of a text for "%s"; an absent text formats as nothing. The
 // text must outlive the result.

@@ -37,15 +37,7 @@ int create_job(const std::string &head) {
   append_scheduler_options(command, false);
   trace("buf", command, new_trace_line);
 
-  int job_id = -1;
-  (void)run_command(command, [&](const std::string &line) {
-    print_text(platform::standard_stream::output, line);
-    if (job_id < 0) {
-      job_id = parse_new_job_id(line);
-    }
-    return true;
-  });
-  return job_id;
+  return run_job_new(command);
 }
 
 bool submit_job(const std::string &head, int job_id) {
@@ -90,6 +82,18 @@ void wait_for_nodes(const std::string &head, int job_id) {
 }
 
 }  // namespace
+
+int run_job_new(const std::string &command) {
+  int job_id = -1;
+  (void)run_command(command, [&](const std::string &line) {
+    print_text(platform::standard_stream::output, line);
+    if (job_id < 0) {
+      job_id = parse_new_job_id(line);
+    }
+    return true;
+  });
+  return job_id;
+}
 
 int create_scheduler_job() {
   if (!new_job_is_wanted()) {
