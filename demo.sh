@@ -314,7 +314,7 @@ main() {
   say "Building what is missing"
   build_preset mingw mpirun mpi_bridge || exit 1
   build_solver || give_up "the solver cannot be built"
-  wine_start demo
+  wine_start
   lay_out_tree
   set_environment
   show_tree

@@ -100,7 +100,7 @@ in_tree() {
 
 # The C++ files of the tree, one a line.
 cpp_files() {
-  (cd "$root" && find src tests demo bench packaging -name '*.cpp' -o -name '*.h')
+  (cd "$root" && find . -path ./build -prune -o -path ./.git -prune -o \( -name '*.cpp' -o -name '*.h' \) -print)
 }
 
 step_scripts() {
@@ -247,7 +247,7 @@ worker_display=()
 start_workers() {
   local number
   for ((number = ${#worker_prefix[@]}; number < $1; ++number)); do
-    wine_start test
+    wine_start
     worker_prefix+=("$WINEPREFIX")
     worker_display+=("$DISPLAY")
   done

@@ -23,7 +23,6 @@ fi
 
 # Starts a Wine prefix and a display, and exports what a Windows program needs.
 # Called again, it starts another prefix beside the first (for parallel workers).
-#   wine_start demo    the prefixes of that name are this script's kind's alone
 wine_start() {
   wine_loader=$(dpkg -L wine64 | grep -m 1 '/wine64$')
   wine_server=${wine_loader%/*}/wineserver64
@@ -31,7 +30,7 @@ wine_start() {
   export WINEDLLOVERRIDES='mscoree=;mshtml='
   export WINESERVER=$wine_server
   unset WINEARCH WINELOADER XAUTHORITY WAYLAND_DISPLAY
-  claim_prefix "$1"
+  claim_prefix
   start_display
   if [ ! -e "$WINEPREFIX/ready" ]; then
     make_prefix
@@ -39,13 +38,13 @@ wine_start() {
   start_server
 }
 
-# Takes the first prefix of this user that no other script uses.
+# Takes the first prefix that no other run of the same script by the same user has.
 claim_prefix() {
-  local number user
-  user=$(id -un)
+  local number name
+  name=$(id -un)-$(basename "$0" .sh)
   mkdir -p "$root/build/wine"
   for ((number = 1; number < 100; ++number)); do
-    export WINEPREFIX=$root/build/wine/$user-$1-$number
+    export WINEPREFIX=$root/build/wine/$name-$number
     if take_lock "$WINEPREFIX.lock"; then
       wine_prefixes+=("$WINEPREFIX")
       return
