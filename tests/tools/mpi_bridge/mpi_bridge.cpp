@@ -12,6 +12,7 @@
 //
 // MPI_BRIDGE_LOG names a file that gets each command line as it was given.
 // MPI_BRIDGE_STARTER names another starter than mpiexec.mpich.
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
@@ -60,14 +61,22 @@ std::string credentials_file(const role &part) {
   return part.installation + "\\credentials.txt";
 }
 
-surroundings look_around(const role &part) {
+// Who starts ranks or checks a password may do so right after the service was
+// started, and the real one answers by then.
+bool needs_service(const role &part, const text_list &words) {
+  return is_one_of(part.mpi, {"intel", "mpich2"}) && part.program != "smpd" &&
+         std::find(words.begin(), words.end(), "-localonly") == words.end();
+}
+
+surroundings look_around(const role &part, const text_list &words) {
   surroundings around;
   around.variable = environment_variable;
   around.file_text = read_file;
   around.answer_of = answer_of_command;
   around.computer = computer_name();
   around.account = around.computer + "\\" + environment_variable("USERNAME").value_or("unknown");
-  around.service_running = service_runs(service_name(part));
+  around.service_running = needs_service(part, words) ? service_comes_up(service_name(part))
+                                                      : service_runs(service_name(part));
   around.credentials_stored = read_file(credentials_file(part)).has_value();
   return around;
 }
@@ -200,7 +209,7 @@ int play(const role &part, const text_list &words) {
     write_error("mpi_bridge: the folder above bin names no MPI: " + part.installation + "\n");
     return exit_bridge_fault;
   }
-  const surroundings around = look_around(part);
+  const surroundings around = look_around(part, words);
   if (part.program == "smpd") {
     return play_smpd(part, words, around);
   }

@@ -232,6 +232,14 @@ bool service_runs(const std::string &name) {
   return own(OpenMutexA(SYNCHRONIZE, FALSE, mutex_name(name).c_str())) != nullptr;
 }
 
+bool service_comes_up(const std::string &name) {
+  constexpr int tries = 100;
+  for (int i = 0; i < tries && !service_runs(name); ++i) {
+    Sleep(poll_milliseconds);
+  }
+  return service_runs(name);
+}
+
 void run_service(const std::string &name) {
   const auto stop = own(CreateEventA(nullptr, TRUE, FALSE, stop_event_name(name).c_str()));
   const auto running = own(CreateMutexA(nullptr, FALSE, mutex_name(name).c_str()));
@@ -246,10 +254,9 @@ void stop_service(const std::string &name) {
 }
 
 bool start_service(const std::string &name, const std::string &command) {
-  constexpr int tries = 500;
+  constexpr int tries = 5;  // of a second each
   const auto process = start(command, {}, true);
-  for (int i = 0; process && i < tries && !service_runs(name); ++i) {
-    Sleep(poll_milliseconds);
+  for (int i = 0; process && i < tries && !service_comes_up(name); ++i) {
   }
   return service_runs(name);
 }

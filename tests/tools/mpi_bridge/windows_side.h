@@ -34,6 +34,8 @@ std::optional<std::string> read_input_line();
 
 // A service is known by a name: it runs while a program is in run_service with it.
 bool service_runs(const std::string &name);
+// The same for one that may have been started just now: it gets a second to come up.
+bool service_comes_up(const std::string &name);
 void run_service(const std::string &name);   // returns when stop_service was called
 void stop_service(const std::string &name);  // returns at once
 // Starts a command that becomes the service, holding none of this program's
