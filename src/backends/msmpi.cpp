@@ -115,7 +115,7 @@ void write_nodes(text_writer &file, const std::vector<std::string> &nodes, int p
                  int processes_per_node) {
   int written = 0;
   for (const std::string &node : nodes) {
-    for (int i = 0; i < processes_per_node && written < processes; ++i, ++written) {
+    for (int i = 0; i < processes_per_node && written < processes && !file.failed; ++i, ++written) {
       write_text(file, node + "\n");
     }
   }
@@ -209,14 +209,14 @@ std::optional<std::string> write_allocated_machine_file(const std::string &head,
 }
 
 std::string reduce_node_list(const std::string &nodes, int processes) {
-  if (to_number(nodes) < processes) {
+  if (nodes.empty() || to_number(nodes) < processes) {
     return nodes;
   }
   const std::vector<std::string> words = split_at_blanks(nodes);
   std::string reduced = std::to_string(processes) + " ";
   // Word 0 is the count; then each node is followed by its processors.
-  for (std::size_t i = 1; i < words.size() && (i + 1) / 2 <= static_cast<std::size_t>(processes);
-       i += 2) {
+  int taken = 0;
+  for (std::size_t i = 1; i < words.size() && taken < processes; i += 2, ++taken) {
     reduced += words[i] + " 1 ";
   }
   return reduced;

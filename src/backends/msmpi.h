@@ -21,7 +21,8 @@ std::optional<std::string> write_allocated_machine_file(const std::string &head,
                                                         const std::optional<std::string> &path);
 
 // The node list of a job, such as "3 alpha 8 beta 8 gamma 8", cut down to as many
-// nodes with one process each as there are processes; unchanged when it holds fewer.
+// nodes with one process each as there are processes; unchanged when it is empty
+// or holds fewer.
 std::string reduce_node_list(const std::string &nodes, int processes);
 
 // Whether the launcher runs inside a job that the scheduler started.
