@@ -636,6 +636,17 @@ TEST_F(AllocatedMachineFile, EndsTheProgramWhenItCannotBeWrittenWhole) {
   EXPECT_EQ("\n Error:  Failed to create host file C:\\hosts\n", standard_error());
 }
 
+// Two thousand million lines would follow.
+TEST_F(AllocatedMachineFile, IsGivenUpAtTheFirstFailedWrite) {
+  constexpr int many = INT_MAX;
+  given_full_disk_after(5);
+  given_tool(view_command, prints("Allocated nodes : alpha\r\n"));
+  EXPECT_EQ(2, status_of_exit([] {
+              (void)write_allocated_machine_file("head", 42, many, many, "C:\\hosts");
+            }));
+  EXPECT_EQ("\n Error:  Failed to create host file C:\\hosts\n", standard_error());
+}
+
 TEST_F(AllocatedMachineFile, ShowsTheOutputAndItsNameInPtraceMode) {
   state.ptrace_mode = true;
   (void)file_for("100%s\r\nAllocated nodes : a\r\nmore\r\n");
