@@ -18,11 +18,11 @@ bool read_more(text_reader &reader) {
     reader.filled -= reader.next;
     reader.next = 0;
   }
-  if (reader.buffer.size() < reader.filled + piece_size) {
-    reader.buffer.resize(reader.filled + piece_size);
+  if (reader.buffer.size() < reader.filled + piece_size / 2) {
+    reader.buffer.resize(reader.buffer.size() + piece_size);
   }
-  const std::size_t got =
-      platform::read_some(reader.handle.get(), &reader.buffer[reader.filled], piece_size);
+  const std::size_t got = platform::read_some(reader.handle.get(), &reader.buffer[reader.filled],
+                                              reader.buffer.size() - reader.filled);
   reader.filled += got;
   reader.ended = got == 0;
   return got > 0;
