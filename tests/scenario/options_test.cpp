@@ -292,7 +292,9 @@ TEST(SolverArguments, DoNotHoldOptionsAmongThem) {
 }
 
 TEST(SolverArguments, KeepFilePatterns) {
-  EXPECT_EQ(" *.exe ?olver.exe", solver_line("*.exe ?olver.exe"));
+  given_file("work\\one.jou");
+  given_file("work\\two.jou");
+  EXPECT_EQ(" *.jou ?ne.jou", solver_line("*.jou ?ne.jou"));
 }
 
 // ---- Which MPI ----------------------------------------------------------------------------

@@ -110,6 +110,8 @@ TEST(Program, IsSmall) {
 TEST(Program, KeepsFilePatternsInTheConsoleProgramToo) {
   given_installed_release();
   given_variable("ZEPHON_PROD", "lumis");
-  EXPECT_EQ(0U, run_console_launcher("--mpi=net " + given_solver() + " *.* ?").status);
-  EXPECT_EQ(in_quotes(in_world("solver.exe")) + " *.* ?", only_start_of("solver.exe").command_line);
+  given_file("work\\one.jou");
+  const auto solver = given_solver();
+  EXPECT_EQ(0U, run_console_launcher("--mpi=net " + solver + " *.jou ?ne.jou").status);
+  EXPECT_EQ(solver + " *.jou ?ne.jou", only_start_of("solver.exe").command_line);
 }
