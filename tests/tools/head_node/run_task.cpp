@@ -122,11 +122,11 @@ struct started_task {
   DWORD error = 0;
 };
 
-started_task start(std::string command, const task_record &task, STARTUPINFOA &startup) {
+started_task start(std::string command, STARTUPINFOA &startup) {
   PROCESS_INFORMATION process = {};
   if (CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE,
-                     CREATE_SUSPENDED | CREATE_NO_WINDOW, nullptr, task.working_directory.c_str(),
-                     &startup, &process) == 0) {
+                     CREATE_SUSPENDED | CREATE_NO_WINDOW, nullptr, nullptr, &startup,
+                     &process) == 0) {
     return {own(nullptr), GetLastError()};
   }
   // The task ends with us, whatever ends us.
@@ -180,8 +180,9 @@ std::optional<std::string> open_files(const task_record &task, standard_files &f
 
 int run(task_record &task) {
   set_environment(task);
-  const DWORD attributes = GetFileAttributesA(task.working_directory.c_str());
-  if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+  // We go there ourselves and the task inherits it: Wine starts no program in a
+  // network folder otherwise.
+  if (SetCurrentDirectoryA(task.working_directory.c_str()) == 0) {
     return fail(task, "The working directory does not exist: " + task.working_directory);
   }
   standard_files files;
@@ -199,10 +200,10 @@ int run(task_record &task) {
   command.erase(0, command.find_first_not_of(' '));
   auto started = started_task();
   if (!needs_interpreter(command)) {
-    started = start(command, task, startup);
+    started = start(command, startup);
   }
   if (!started.process) {
-    started = start("cmd.exe /c " + command, task, startup);
+    started = start("cmd.exe /c " + command, startup);
   }
   if (!started.process) {
     return fail(task, "The command cannot be started (error " + std::to_string(started.error) +

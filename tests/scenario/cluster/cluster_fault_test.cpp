@@ -1,0 +1,185 @@
+// cluster_fault_test.cpp: launches on a cluster on which something is wrong: the head
+// node, its answers, the job, or a node.
+#include "cluster_bench.h"
+
+using namespace scenario;
+
+namespace {
+
+class FaultyCluster : public cluster_test {
+ protected:
+  void SetUp() override {
+    cluster_test::SetUp();
+    if (HasFatalFailure()) {
+      return;
+    }
+    NEEDS_THE_STAND_IN();
+    given_installed_release();
+    given_wrapper("msmpi");
+    given_variable("CCP_HOME", "C:\\ccp");
+    given_variable("ZEPHON_CRED_CHECK", "no");
+    given_variable("STD_DIR", share());
+    given_current_folder(share_on_drive());
+    given_cluster_variable("PATH=" + in_world("ms") + ";%PATH%");
+    given_setting("queued_seconds=1");
+  }
+};
+
+const char *const mpiexec = "ms\\mpiexec.exe";
+const char *const with_new_job = "--mpi=msmpi --np=4 --ccp HEADNODE --jobid=-1 solver.exe -i plate";
+const char *const without_job = "--mpi=msmpi --np=4 --ccp HEADNODE solver.exe -i plate";
+
+bool contains(const std::string &text, const std::string &part) {
+  return text.find(part) != std::string::npos;
+}
+
+// ---- The head node --------------------------------------------------------------------------
+
+TEST_F(FaultyCluster, GoesOnWithoutAJobWhenTheHeadNodeIsDown) {
+  given_fault("unreachable");
+  const auto run = run_launcher(with_new_job);
+  EXPECT_EQ(0U, run.status);
+  const std::string line = "Cannot connect to the head node HEADNODE.\n";
+  EXPECT_EQ(line + line, unix_lines(run.output));
+}
+
+TEST_F(FaultyCluster, WaitsForAHeadNodeThatIsGivenUpLate) {
+  given_fault("unreachable@new", "2");
+  const auto run = run_launcher(with_new_job);
+  EXPECT_TRUE(unix_lines(run.output).starts_with("Cannot connect to the head node HEADNODE.\n"))
+      << run.output;
+}
+
+TEST_F(FaultyCluster, KeepsWaitingWhenAQueryFailsOnce) {
+  given_tool(mpiexec);
+  given_fault("fail_once@view");
+  given_box_left_alone();
+  const auto run = run_launcher(with_new_job);
+  EXPECT_TRUE(contains(run.output, "Job 1 is Finished.")) << run.output;
+}
+
+TEST_F(FaultyCluster, KeepsWaitingWhenTheAnswersAreSlow) {
+  given_tool(mpiexec);
+  given_fault("slow", "0.5");
+  given_box_left_alone();
+  const auto run = run_launcher(with_new_job);
+  EXPECT_TRUE(contains(run.output, "Job 1 is Finished.")) << run.output;
+}
+
+TEST_F(FaultyCluster, ShowsThatTheCredentialsAreRefusedAndWaitsUntilTheUserCancels) {
+  given_no_variable("ZEPHON_CRED_CHECK");
+  given_fault("refused@submit");
+  given_box_answer(cancel_button);
+  given_box_answer(yes_button);
+  const auto run = run_launcher(with_new_job);
+  EXPECT_EQ(1U, run.status);
+  EXPECT_EQ("The user name or password is incorrect.\n", unix_lines(run.errors));
+  EXPECT_EQ("Canceled", job_state("1"));
+}
+
+// ---- The answers ----------------------------------------------------------------------------
+
+TEST_F(FaultyCluster, FindsTheIdentifierBehind100000Lines) {
+  given_tool(mpiexec);
+  given_fault("lines@new", "100000");
+  given_box_left_alone();
+  const auto run = run_launcher(with_new_job);
+  const auto output = unix_lines(run.output);
+  EXPECT_TRUE(output.starts_with("Line 1 before the answer.\nLine 2 before"))
+      << output.substr(0, 99);
+  EXPECT_TRUE(contains(output, "\nLine 100000 before the answer.\nCreated job, ID: 1\n."));
+  EXPECT_EQ("1", only_start_of(mpiexec).variable("CCP_JOBID"));
+}
+
+TEST_F(FaultyCluster, FindsTheIdentifierBehindALineOfAMillionBytes) {
+  given_tool(mpiexec);
+  given_fault("long_line@new", "1000000");
+  given_box_left_alone();
+  const auto run = run_launcher(with_new_job);
+  EXPECT_TRUE(
+      unix_lines(run.output).starts_with(std::string(1000000, 'x') + "\nCreated job, ID: 1\n."));
+  EXPECT_EQ("1", only_start_of(mpiexec).variable("CCP_JOBID"));
+}
+
+TEST_F(FaultyCluster, EchoesAnAnswerThatIsNoTextAndGoesOnWithoutAJob) {
+  given_fault("garbage@new");
+  const auto run = run_launcher(with_new_job);
+  EXPECT_EQ(0U, run.status);
+  EXPECT_TRUE(contains(run.output, "\x01\xff\xfe%s%n\r\x80:\x1b[2J\t: \xc3\r\n%d: \x7f\r\n"))
+      << run.output;
+  EXPECT_FALSE(contains(run.output, "done!"));
+}
+
+TEST_F(FaultyCluster, GoesOnWithoutAJobWhenTheAnswerIsEmptyOrCutOff) {
+  for (const char *fault : {"silent@new", "cut@new"}) {
+    given_fault(fault);
+    const auto run = run_launcher(with_new_job);
+    EXPECT_EQ(0U, run.status) << fault;
+    EXPECT_TRUE(contains(run.output, "The job identifier -1 is invalid.")) << run.output;
+    given_no_fault(fault);
+  }
+}
+
+TEST_F(FaultyCluster, SubmitsOnceAndInTheConsoleWhenTheAnswerTakesTooLong) {
+  given_tool(mpiexec, "out converged\\n\n");
+  given_variable("CCP_JOB_SUBMIT_WAIT_TIME", "1");
+  given_fault("slow@submit", "4");
+  const auto run = run_launcher(without_job);
+  EXPECT_EQ(0U, run.status);
+  const auto output = unix_lines(run.output);
+  EXPECT_TRUE(output.starts_with("\nCCP_JOB_SUBMIT_WAIT_TIME = 1\n")) << output;
+  EXPECT_TRUE(contains(output, "Job has been submitted. ID: 1.\n")) << output;
+  wait_for_state("1", {"Finished"});
+  EXPECT_TRUE(only_start_of(mpiexec).command_line.ends_with(" -ccp_job 1.1@HEADNODE"))
+      << only_start_of(mpiexec).command_line;
+}
+
+// ---- The job and its nodes ------------------------------------------------------------------
+
+TEST_F(FaultyCluster, TellsThatAJobWasCanceledFromOutside) {
+  given_tool(mpiexec, "out so far\\n\npause 600000\n");
+  given_fault("cancel@submit", "4");
+  const auto run = run_launcher(without_job);
+  EXPECT_TRUE(contains(run.output, "Job 1 is Canceled.  Canceled by the administrator."))
+      << run.output;
+  EXPECT_TRUE(contains(unix_lines(run.output), "\n\n---------- stdout ----------\nso far\n"))
+      << run.output;
+}
+
+TEST_F(FaultyCluster, TellsThatAJobHasLostANode) {
+  given_tool(mpiexec, "err so far\\n\npause 600000\n");
+  given_fault("lose@submit", "4");
+  const auto run = run_launcher(without_job);
+  EXPECT_TRUE(contains(run.output,
+                       "Job 1 is Failed.  Job failed to start on some nodes or some nodes became "
+                       "unreachable."))
+      << run.output;
+  EXPECT_TRUE(contains(unix_lines(run.errors), "\n\n---------- stderr ----------\nso far\n"))
+      << run.errors;
+  // The node serves again.
+  EXPECT_EQ(8U, words_of(view_value(given_running_job("/numnodes:8"), "Allocated nodes")).size());
+}
+
+TEST_F(FaultyCluster, TellsThatTheSystemHasFailedTheJob) {
+  given_tool(mpiexec, "pause 600000\n");
+  given_fault("fail@submit", "2");
+  const auto run = run_launcher(without_job);
+  EXPECT_TRUE(contains(run.output, "Job 1 is Failed.")) << run.output;
+}
+
+TEST_F(FaultyCluster, TellsThatTheJobDidNotPassValidation) {
+  given_fault("invalid@submit");
+  const auto run = run_launcher(without_job);
+  EXPECT_TRUE(contains(run.output, "Job 1 is Failed.")) << run.output;
+}
+
+TEST_F(FaultyCluster, AJobThatNeverLeavesTheQueueCanBeTakenBack) {
+  given_fault("stuck@submit");
+  given_box_answer(cancel_button);
+  given_box_answer(yes_button);
+  const auto run = run_launcher(with_new_job);
+  EXPECT_EQ(1U, run.status);
+  EXPECT_EQ("Canceled", job_state("1"));
+}
+
+}  // namespace
