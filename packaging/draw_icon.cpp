@@ -118,8 +118,8 @@ std::string picture(int size) {
       }
     }
   }
-  const std::size_t mask_row = static_cast<std::size_t>((size + 31) / 32 * 4);
-  bytes.append(mask_row * static_cast<std::size_t>(size), '\0');
+  const int mask_row = (size + 31) / 32 * 4;
+  bytes.append(static_cast<std::size_t>(mask_row) * static_cast<std::size_t>(size), '\0');
   return bytes;
 }
 
