@@ -1,0 +1,423 @@
+// intel_test.cpp: the launch command of Intel MPI, and the service and the password
+// that it needs for several hosts.
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <filesystem>
+#include <ostream>
+
+#include "scenario_bench.h"
+
+using namespace scenario;
+
+namespace {
+
+const std::string mpiexec = "inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe";
+const std::string smpd = "inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\smpd.exe";
+
+// The two tools as the launcher calls them: named from the current folder on, so
+// that no blank of the world's folder is in their paths.
+const std::string called_mpiexec = "..\\" + mpiexec;
+const std::string called_smpd = "..\\" + smpd;
+
+// Intel MPI of release 1.2.3, the password of whose user is valid.
+void given_intel_mpi() {
+  given_installed_release();
+  given_wrapper("intel");
+  given_variable("ZEPHON_INC", "..\\inc");
+  given_variable("ZEPHON_PROD_DIR", "..\\prod");
+  given_variable("COMPUTERNAME", "ALPHA");
+  given_tool(mpiexec, "when -validate\nout SUCCESS\\r\\n\n");
+  given_tool(smpd, "out smpd running on ALPHA\\r\\n\n");
+}
+
+// ... with two hosts, and an interpreter that shows each command as it was written.
+void given_two_hosts() {
+  given_intel_mpi();
+  given_command_interpreter();
+  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
+  given_file("hosts", "alpha:2\nbeta:2\n");
+}
+
+launch run_intel(const std::string &arguments = "--np=4 solver") {
+  return run_launcher("--r1.2.3 --mpi=intel " + arguments);
+}
+
+std::vector<std::string> lines_of(const std::string &tool) {
+  std::vector<std::string> lines;
+  for (const auto &start : starts_of(tool)) {
+    lines.push_back(start.command_line);
+  }
+  return lines;
+}
+
+const std::string question =
+    "The password is invalid for INTEL MPI to launch jobs.\n"
+    "Do you want to input your password now?";
+const std::string running =
+    "\r\nChecking the status of SMPD for INTEL MPI on the local machine ... smpd running on "
+    "ALPHA\r\n";
+const std::string launch_line =
+    called_mpiexec + R"(  -machinefile "..\hosts"  -n 4  -genv ZEPHON_PROD_DIR "..\prod")" +
+    " -genv I_MPI_PIN enable   solver";
+
+// Whether every program that could write to the launcher's output has closed it.
+bool output_is_at_its_end(const launch &run) {
+  constexpr int tries = 500;
+  DWORD there = 0;
+  for (int count = 0; count < tries; ++count) {
+    if (!PeekNamedPipe(run.output_end.get(), nullptr, 0, nullptr, &there, nullptr)) {
+      return GetLastError() == ERROR_BROKEN_PIPE;
+    }
+    Sleep(10);
+  }
+  return false;
+}
+
+// ---- A table of settings ------------------------------------------------------------------
+
+struct setting {
+  std::string name;
+  std::vector<std::pair<std::string, std::string>> variables;
+  std::string arguments;
+  std::string command_line;
+};
+
+void PrintTo(const setting &one, std::ostream *stream) {
+  *stream << one.name;
+}
+
+class IntelSettings : public testing::TestWithParam<setting> {};
+
+const std::vector<setting> settings = {
+    {"Local",
+     {},
+     "--np=4 solver",
+     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -n 4  -localroot -localonly -genv I_MPI_DEVICE shm -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)"},
+    {"LocalWithEverything",
+     {{"ZEPHON_PROD", "lumis_acc"},
+      {"QMX_ROOT", "D:\\qmx"},
+      {"QMX_ARCH", "win64"},
+      {"ZEPHON_AFFINITY", "1"},
+      {"INTELMPI_USER_FLAGS", "-genv A 1"}},
+     "--np=12 --ic=ib solver",
+     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -n 12  -localroot -localonly -genv I_MPI_DEVICE shm -genv QMX_ROOT "D:\qmx" -genv QMX_ARCH "win64" -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN disable  -genv I_MPI_WAIT_MODE enable  -genv A 1   solver)"},
+    {"LocalWithBlanks",
+     {{"QMX_ROOT", "D:\\my qmx"},
+      {"QMX_ARCH", "win 64"},
+      {"ZEPHON_PROD_DIR", "..\\my folder\\..\\prod"}},
+     "solver \"a case.jou\"",
+     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -n 1  -localroot -localonly -genv I_MPI_DEVICE shm -genv QMX_ROOT "'D:\my qmx'" -genv QMX_ARCH "win 64" -genv ZEPHON_PROD_DIR "'..\my folder\..\prod'" -genv I_MPI_PIN enable   solver "a case.jou")"},
+    {"Hosts",
+     {{"ZEPHON_HOSTS_FILE", "..\\hosts"}, {"ZEPHON_CRED_CHECK", "no"}},
+     "--np=4 solver",
+     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -machinefile "..\hosts"  -n 4  -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)"},
+    {"HostsOfTheOption",
+     {},
+     "--cred_check=no --cnf=\"..\\my hosts\" --np=4 solver",
+     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -machinefile "..\my hosts"  -n 4  -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)"},
+    {"HostsOverInfiniband",
+     {{"ZEPHON_HOSTS_FILE", "..\\hosts"}, {"ZEPHON_CRED_CHECK", "no"}},
+     "--np=4 --ic=infiniband solver",
+     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -machinefile "..\hosts"  -n 4  -genv I_MPI_DEVICE rdssm -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)"},
+    {"HostsOverEthernet",
+     {{"ZEPHON_HOSTS_FILE", "..\\hosts"}, {"ZEPHON_CRED_CHECK", "no"}},
+     "--np=4 --ic= solver",
+     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -machinefile "..\hosts"  -n 4  -genv I_MPI_DEVICE ssm -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)"},
+    {"ThisHost",
+     {{"ZEPHON_HOSTS_FILE", "..\\this"}, {"ZEPHON_CRED_CHECK", "no"}},
+     "--np=1 --ic=ib solver",
+     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -machinefile "..\this"  -n 1  -localroot -localonly -genv I_MPI_DEVICE shm -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)"},
+};
+
+}  // namespace
+
+TEST_P(IntelSettings, GiveTheCommandLine) {
+  given_intel_mpi();
+  given_file("hosts", "alpha:2\nbeta:2\n");
+  given_file("my hosts", "alpha:2\nbeta:2\n");
+  given_file("this", "alpha.example.org\n");
+  for (const auto &[name, value] : GetParam().variables) {
+    given_variable(name, value);
+  }
+  const auto run = run_intel(GetParam().arguments);
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ("", run.errors);
+  EXPECT_EQ(GetParam().command_line, only_start_of(mpiexec).command_line);
+}
+
+INSTANTIATE_TEST_SUITE_P(Intel, IntelSettings, testing::ValuesIn(settings),
+                         [](const auto &row) { return row.param.name; });
+
+// ---- What the processes get ---------------------------------------------------------------
+
+TEST(Intel, HandsItsVariablesToTheProcesses) {
+  given_intel_mpi();
+  given_variable("PATH", "C:\\windows\\system32;C:\\windows");
+  (void)run_intel();
+  const auto start = only_start_of(mpiexec);
+  EXPECT_EQ(called_smpd, start.variable("SMPD_OPTION_BINARY"));
+  EXPECT_EQ("0", start.variable("ZEPHON_AFFINITY"));
+  EXPECT_EQ(R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin)"
+            R"(;..\prod\netweave\mpi_wrapper\win64\intel)"
+            R"(;..\inc\ntbin\win64C:\windows\system32;C:\windows;)",
+            start.variable("PATH"));
+}
+
+TEST(Intel, LetsTheUsersFlagsBeSeen) {
+  given_intel_mpi();
+  given_variable("INTELMPI_USER_FLAGS", "-l");
+  EXPECT_EQ(text_mode("\n***\n*** User defined: INTELMPI_USER_FLAGS=-l\n***\n"),
+            run_intel().output);
+}
+
+// ---- The service --------------------------------------------------------------------------
+
+TEST(IntelService, IsAskedAndThenThePassword) {
+  given_two_hosts();
+  const auto run = run_intel();
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ(running, run.output);
+  EXPECT_EQ((std::vector<std::string>{"cmd.exe /c " + called_smpd + " -status",
+                                      "cmd.exe /c " + called_mpiexec + " -validate"}),
+            lines_of("cmd.exe"));
+  EXPECT_EQ(launch_line, lines_of(mpiexec).back());
+}
+
+TEST(IntelService, IsAskedByWindowsOwnInterpreterToo) {
+  given_two_hosts();
+  std::filesystem::remove(in_world("cmd.exe"));
+  const auto run = run_intel();
+  EXPECT_EQ(running, run.output);
+  EXPECT_EQ(called_smpd + " -status", only_start_of(smpd).command_line);
+  EXPECT_EQ((std::vector<std::string>{called_mpiexec + " -validate", launch_line}),
+            lines_of(mpiexec));
+}
+
+TEST(IntelService, MayBeMissing) {
+  given_two_hosts();
+  std::filesystem::remove(in_world("cmd.exe"));
+  std::filesystem::remove(in_world(smpd));
+  const auto run = run_intel();
+  EXPECT_EQ(0U, run.status);
+  EXPECT_TRUE(run.output.starts_with(
+      text_mode("\nChecking the status of SMPD for INTEL MPI on the local machine ... ")))
+      << run.output;
+  EXPECT_EQ(launch_line, lines_of(mpiexec).back());
+}
+
+TEST(IntelService, MayBeSilent) {
+  given_two_hosts();
+  given_tool(smpd, "");
+  given_tool(mpiexec, "");
+  const auto run = run_intel();
+  EXPECT_EQ(text_mode("\nChecking the status of SMPD for INTEL MPI on the local machine ..."),
+            run.output);
+  EXPECT_EQ(launch_line, lines_of(mpiexec).back());
+}
+
+TEST(IntelService, MayFail) {
+  given_two_hosts();
+  given_tool(smpd, "exit 3\n");
+  given_tool(mpiexec, "when -validate\nexit 4\n");
+  EXPECT_EQ(0U, run_intel().status);
+  EXPECT_EQ(launch_line, lines_of(mpiexec).back());
+}
+
+TEST(IntelService, MayAnswerLate) {
+  given_two_hosts();
+  given_tool(smpd, "make_file asked\nwait_file go\nout no smpd running\\r\\n\n");
+  auto run = start_launcher("--r1.2.3 --mpi=intel --np=4 solver");
+  wait_for_file(run, "inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\asked");
+  wait_a_moment(run);
+  EXPECT_EQ(text_mode("\nChecking the status of SMPD for INTEL MPI on the local machine ..."),
+            run.output);
+  EXPECT_TRUE(starts_of(mpiexec).empty());
+  given_tool(smpd, "when -d\n");
+  given_file("inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\go");
+  wait_for_everything(run);
+  EXPECT_EQ(launch_line, lines_of(mpiexec).back());
+}
+
+TEST(IntelService, IsStartedDetachedAndHiddenWithATitle) {
+  given_two_hosts();
+  given_tool(smpd, "when -status\nout no smpd running on ALPHA\\r\\n\nwhen -d 0\n");
+  const auto run = run_intel();
+  EXPECT_EQ(text_mode("\nChecking the status of SMPD for INTEL MPI on the local machine ..."
+                      " no smpd running on ALPHA\n"
+                      "\nSuccessfully started the SMPD for INTEL MPI!\n"),
+            run.output);
+  const auto starts = starts_of(smpd);
+  ASSERT_EQ(2U, starts.size());
+  EXPECT_EQ(called_smpd + " -d 0", starts[1].command_line);
+  EXPECT_EQ("INTEL MPI SMPD", starts[1].title);
+  EXPECT_TRUE((starts[1].startup_flags & STARTF_USESHOWWINDOW) != 0);
+  EXPECT_EQ(static_cast<unsigned long>(SW_HIDE), starts[1].show_window);
+  EXPECT_EQ("none", starts[1].output);
+  EXPECT_EQ("none", starts[1].error);
+}
+
+TEST(IntelService, DoesNotKeepTheLaunchersOutputOpen) {
+  given_two_hosts();
+  given_variable("ZEPHON_PROD", "lumis");  // is waited for
+  given_tool(smpd,
+             "when -status\nout no smpd running on ALPHA\\r\\n\n"
+             "when -d 0\nmake_file up\nwait_file go\n");
+  auto run = start_launcher("--r1.2.3 --mpi=intel --np=4 solver");
+  wait_for_file(run, "inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\up");
+  wait_for_end(run);
+  EXPECT_EQ(0U, run.status);
+  EXPECT_TRUE(output_is_at_its_end(run));
+  const auto service = starts_of(smpd).at(1);
+  EXPECT_FALSE(service.code);  // it lives on
+  given_file("inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\go");
+  wait_for_everything(run);
+  EXPECT_EQ(0U, starts_of(smpd).at(1).code);
+}
+
+TEST(IntelService, IsReportedWhenItCannotBeStarted) {
+  given_intel_mpi();
+  given_command_interpreter("when -status\nout no smpd running on ALPHA\\r\\n\nwhen\n");
+  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
+  given_file("hosts", "alpha:2\nbeta:2\n");
+  std::filesystem::remove(in_world(smpd));
+  const auto run = run_intel();
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ(text_mode("\nChecking the status of SMPD for INTEL MPI on the local machine ..."
+                      " no smpd running on ALPHA\n"
+                      "\nFailed to start the SMPD for INTEL MPI [" +
+                      called_smpd + " -d 0]!\n"),
+            run.output);
+  EXPECT_EQ(launch_line, only_start_of(mpiexec).command_line);
+}
+
+TEST(IntelService, IsQuotedBeforeTheProgramInAFolderWithABlank) {
+  given_installed_release();  // below the world's folder, which has a blank
+  given_wrapper("intel");
+  given_command_interpreter("out no smpd running\\r\\n\n");
+  given_file("hosts", "alpha:2\nbeta:2\n");
+  given_tool(mpiexec);
+  given_tool(smpd);
+  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
+  (void)run_intel();
+  const auto folder = in_world("inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin");
+  EXPECT_EQ(
+      (std::vector<std::string>{"cmd.exe /c " + in_quotes(folder) + "\\smpd.exe -status",
+                                "cmd.exe /c " + in_quotes(folder) + "\\mpiexec.exe -validate"}),
+      lines_of("cmd.exe"));
+  EXPECT_EQ(in_quotes(in_world(smpd)) + " -d 0", only_start_of(smpd).command_line);
+}
+
+TEST(IntelService, IsNotAskedWhenTheUserSwitchedTheCheckOff) {
+  given_two_hosts();
+  const auto run = run_intel("--cred_check=NO --np=4 solver");
+  EXPECT_EQ(text_mode("\n***\n*** User defined: ZEPHON_CRED_CHECK=NO\n"
+                      "*** Skipping credential validation!\n***\n"),
+            run.output);
+  EXPECT_TRUE(starts_of("cmd.exe").empty());
+  EXPECT_EQ(launch_line, only_start_of(mpiexec).command_line);
+}
+
+// ---- The password -------------------------------------------------------------------------
+
+TEST(IntelPassword, IsAskedForInTheConsole) {
+  given_two_hosts();
+  given_variable("COMSPEC", in_world("cmd.exe"));
+  given_tool(mpiexec,
+             "when -validate\ntimes 1\nout FAIL\\r\\n\n"
+             "when -validate\nout SUCCESS\\r\\n\n"
+             "when -register\nout password: \n");
+  const auto run = run_intel();
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ(running + "password: \r\nUser password encrypted into the Registry.\r\n", run.output);
+  EXPECT_EQ((std::vector<std::string>{called_mpiexec + " -validate", called_mpiexec + " -register",
+                                      called_mpiexec + " -validate", launch_line}),
+            lines_of(mpiexec));
+  const auto registration = starts_of(mpiexec).at(1);
+  EXPECT_EQ("pipe", registration.output);  // the launcher's own
+  EXPECT_EQ("character", registration.input);
+}
+
+TEST(IntelPassword, IsRegisteredByWindowsOwnInterpreterToo) {
+  given_two_hosts();
+  std::filesystem::remove(in_world("cmd.exe"));
+  given_tool(mpiexec,
+             "when -validate\ntimes 1\nout FAIL\\r\\n\n"
+             "when -register\nout password: \n");
+  const auto run = run_intel();
+  EXPECT_EQ(running + "password: \r\nUser password encrypted into the Registry.\r\n", run.output);
+  EXPECT_EQ(called_mpiexec + " -register", starts_of(mpiexec).at(1).command_line);
+}
+
+TEST(IntelPassword, IsAskedForAgainWhenTheUserSaysYes) {
+  given_two_hosts();
+  given_watched_styles();
+  given_tool(mpiexec, "when -validate\ntimes 2\nout Unable to read\\r\\n\n");
+  given_box_answer(yes_button);
+  const auto run = run_intel();
+  EXPECT_EQ(0U, run.status);
+  ASSERT_EQ(1U, run.boxes.size());
+  EXPECT_EQ("Zephon", run.boxes[0].caption);
+  EXPECT_EQ(question, run.boxes[0].text);
+  ASSERT_EQ(1U, run.asked_boxes.size());
+  EXPECT_EQ(0x40004U, run.asked_boxes[0].style);
+  EXPECT_EQ((std::vector<std::string>{called_mpiexec + " -validate", called_mpiexec + " -register",
+                                      called_mpiexec + " -validate", called_mpiexec + " -register",
+                                      called_mpiexec + " -validate", launch_line}),
+            lines_of(mpiexec));
+}
+
+TEST(IntelPassword, EndsTheLaunchWhenTheUserSaysNo) {
+  given_two_hosts();
+  given_tool(mpiexec, "when -validate\nout logon failure\\r\\n\n");
+  given_box_answer(no_button);
+  const auto run = run_intel();
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ(running, run.output);
+  EXPECT_EQ("", run.errors);
+  EXPECT_EQ((std::vector<std::string>{called_mpiexec + " -validate", called_mpiexec + " -register",
+                                      called_mpiexec + " -validate"}),
+            lines_of(mpiexec));
+}
+
+TEST(IntelPassword, EndsTheLaunchAfterThreeTimes) {
+  given_two_hosts();
+  given_tool(mpiexec, "when -validate\nout FAIL\\r\\n\n");
+  given_box_answer(yes_button);
+  given_box_answer(yes_button);
+  const auto run = run_intel();
+  EXPECT_EQ(4U, run.status);
+  EXPECT_EQ(running + "\r\nUser password has been inputed 3 times, but still wrong!\r\n\r\n",
+            run.output);
+  EXPECT_EQ(7U, starts_of(mpiexec).size());
+}
+
+// ---- Through the scheduler ----------------------------------------------------------------
+
+TEST(IntelTask, IsSubmittedWithTheWholeCommand) {
+  given_intel_mpi();
+  given_tool("hpc\\job.exe");
+  given_variable("ZP_CCP_JOB_COMMAND", "..\\hpc\\job.exe");
+  given_variable("USE_CCP", "head");
+  given_variable("ZEPHON_CRED_CHECK", "no");
+  given_variable("ZP_CCP_JOB_TEMPLATE", "big");
+  EXPECT_EQ(0U, run_intel("--np=4 --ic=ib solver").status);
+  EXPECT_EQ(
+      R"(..\hpc\job.exe submit /scheduler:head /jobname:"ORBEX ZEPHON" /exclusive:false /numprocessors:4 /stdout:ZP%CCP_TASKCONTEXT%.o /stderr:ZP%CCP_TASKCONTEXT%.e  /jobtemplate:big ..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -hosts %CCP_NODES%  -n 4  -genv I_MPI_DEVICE rdssm -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)",
+      only_start_of("hpc\\job.exe").command_line);
+}
+
+TEST(IntelTask, StandsBehindTheCountWithAHostFile) {
+  given_intel_mpi();
+  given_tool("hpc\\job.exe");
+  given_variable("ZP_CCP_JOB_COMMAND", "..\\hpc\\job.exe");
+  given_variable("USE_CCP", "head");
+  given_variable("ZEPHON_CRED_CHECK", "no");
+  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
+  given_file("hosts", "alpha\nbeta\n");
+  EXPECT_EQ(0U, run_intel().status);
+  EXPECT_EQ(
+      R"(..\hpc\job.exe submit /scheduler:head /jobname:"ORBEX ZEPHON" /exclusive:false /numprocessors:4..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -n 4  -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)",
+      only_start_of("hpc\\job.exe").command_line);
+}
