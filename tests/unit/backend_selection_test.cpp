@@ -16,6 +16,7 @@ std::string command_of(const std::string &mpi_name) {
   state.zephon_inc = "C:\\inc";
   state.release = "1.2.3";
   state.mpi_name = mpi_name;
+  state.launch_command.clear();
   given_variable("MPI_HOME", "C:\\mpich");
   given_variable("ZEPHON_HOSTS_FILE", "C:\\hosts");
   given_variable("ZEPHON_CRED_CHECK", "no");
