@@ -100,9 +100,9 @@ bool wait_for_submit_answer(text_reader *output, void *event) {
   }
   for (unsigned long waited = 0; waited < limit && !submit_answered;) {
     const unsigned long slice = std::min(wake_up_interval, limit - waited);
-    if (!platform::wait_for(event, slice)) {
-      waited += slice;
-    }
+    // Woken for another launcher's answer counts as the shortest time, so that an
+    // event which somebody keeps set cannot make the wait endless.
+    waited += platform::wait_for(event, slice) ? 1 : slice;
   }
   if (submit_answered) {
     finish_monitor();

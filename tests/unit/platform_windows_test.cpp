@@ -177,10 +177,10 @@ platform::start_settings listed() {
 // An empty directory of the test's own, removed with it.
 class PlatformFiles : public testing::Test {
  protected:
-  PlatformFiles() {
-    folder = (std::filesystem::temp_directory_path() /
-              ("platform_tests " + std::to_string(GetCurrentProcessId())))
-                 .string();
+  PlatformFiles()
+      : folder((std::filesystem::temp_directory_path() /
+                ("platform_tests " + std::to_string(GetCurrentProcessId())))
+                   .string()) {
     std::filesystem::remove_all(folder);
     std::filesystem::create_directory(folder);
   }
