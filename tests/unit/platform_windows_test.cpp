@@ -54,10 +54,9 @@ int say_start_up() {
 }
 
 int use_processor() {
-  const ULONGLONG end = GetTickCount64() + 300;
-  volatile unsigned turns = 0;
-  while (GetTickCount64() < end) {
-    turns = turns + 1;
+  constexpr std::uint64_t fifty_milliseconds = 500'000;
+  while (platform::processor_time(GetCurrentProcess()).value_or(fifty_milliseconds) <
+         fifty_milliseconds) {
   }
   return 0;
 }
@@ -236,7 +235,7 @@ TEST(PlatformProgram, EndsOnAnyThread) {
 TEST(PlatformProgram, EndsOnceWhenTwoThreadsEndIt) {
   const child_result result = run(child("end-twice"));
   EXPECT_EQ("once\n", result.output);
-  EXPECT_EQ(9U, result.code);
+  EXPECT_TRUE(result.code == 8 || result.code == 9) << result.code;  // whichever came first
 }
 
 TEST(PlatformProgram, CallsItsHandlerOfCtrlC) {
@@ -529,7 +528,7 @@ TEST(PlatformProcesses, UseProcessorTime) {
   ASSERT_TRUE(platform::wait_for(started.process.get(), 60'000));
   const auto used = platform::processor_time(started.process.get());
   ASSERT_TRUE(used);
-  EXPECT_LT(0U, *used);
+  EXPECT_LE(500'000U, *used);
 }
 
 TEST(PlatformProcesses, HaveNoProcessorTimeWithoutAProcess) {
