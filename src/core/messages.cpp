@@ -4,7 +4,6 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "core/environment.h"
 #include "core/launch_state.h"
 #include "core/text_file.h"
 
@@ -58,7 +57,7 @@ void flush_messages() {
   }
   const std::string text = std::move(state.message_buffer);
   state.message_buffer.clear();
-  if (!state.node_mode && !env_is_set("RSH_USER")) {
+  if (!state.node_mode && !platform::get_variable("RSH_USER")) {
     (void)platform::show_message_box(state.zephon_prod.value_or("Zephon"), text, information_icon);
   } else {
     print_text(platform::standard_stream::output, text + "\n");
