@@ -15,7 +15,7 @@ root=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=scripts/wine.sh
 . "$root/scripts/wine.sh"
 
-all_steps=(scripts format cppcheck build program clang sanitize wine scenarios demos coverage fuzz)
+all_steps=(scripts format cppcheck build program clang sanitize wine scenarios cluster demos coverage fuzz)
 logs=$root/build/test
 jobs=$(nproc)
 passed=0
@@ -291,6 +291,25 @@ step_scenarios() {
   done
 }
 
+# The scheduler's tools and the launcher on a cluster of this machine.
+step_cluster() {
+  in_tree tests/scenario/cluster/CMakeLists.txt || return 0
+  need_build
+  heading "The cluster: job.exe over Slurm, and launches through it"
+  start_workers 1
+  # shellcheck source=scripts/cluster.sh
+  . "$root/scripts/cluster.sh"
+  local program=$root/build/mingw/tests/scenario/cluster_tests.exe tests
+  if start_cluster; then
+    for tests in JobTool LauncherOnCluster FaultyCluster; do
+      run_tests "cluster-$tests" as_worker 0 "$program" "--gtest_filter=$tests.*"
+    done
+    stop_cluster
+  else
+    count 0 1 "the cluster does not start"
+  fi
+}
+
 # Each launch of real ranks that the demo shows.
 step_demos() {
   heading "Launches of real ranks through each MPI"
@@ -343,6 +362,9 @@ run_step() {
 }
 
 end_of_test() {
+  if declare -F stop_cluster >/dev/null; then
+    stop_cluster
+  fi
   wine_stop
 }
 

@@ -6,7 +6,6 @@
 # Checks that every job ran exactly once, that none was lost and that none holds
 # nodes, and tells how long it took beside the same jobs given to Slurm bare. Ends
 # with 0 when all of that holds.
-# shellcheck disable=SC2031  # cluster.sh reads machine.sh in a subshell of its own
 set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 # shellcheck source=scripts/machine.sh

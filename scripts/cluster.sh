@@ -22,6 +22,12 @@ cluster_cores=${CLUSTER_CORES:-2} # cores a node pretends to have, on one socket
 cluster_folder='' # the folder of the cluster that this script has started
 cluster_lock=''   # ... and the lock on it
 
+if ! declare -F install_packages >/dev/null; then
+  root=$cluster_source
+  # shellcheck source=scripts/machine.sh
+  . "$root/scripts/machine.sh"
+fi
+
 # Installs what is missing. The packages' own services are not started.
 require_slurm() {
   if command -v munged >/dev/null && command -v slurmctld >/dev/null &&
@@ -29,9 +35,6 @@ require_slurm() {
     return 0
   fi
   (
-    root=$cluster_source
-    # shellcheck source=scripts/machine.sh
-    . "$root/scripts/machine.sh"
     policy=/usr/sbin/policy-rc.d
     if [ ! -e "$policy" ]; then
       printf '#!/bin/sh\nexit 101\n' | as_root tee "$policy" >/dev/null
