@@ -105,6 +105,8 @@ CONF
       "$node" $((port + node)) "$cluster_cores" "$cluster_cores" \
       "$([ "$node" -le $((cluster_nodes / 2)) ] && echo RackA || echo RackB)"
   done >>"$folder/slurm.conf"
+  # Nothing is done with control groups, which a container may not have.
+  echo "CgroupPlugin=cgroup/v1" >"$folder/cgroup.conf"
   echo "PartitionName=cluster Nodes=ALL Default=YES MaxTime=INFINITE State=UP" >>"$folder/slurm.conf"
 
   # shellcheck disable=SC2016  # expanded when a job ends
