@@ -40,12 +40,14 @@ without_locks() {
   eval '"$@"' "$closed"
 }
 
-# Runs a command with the rights to install packages.
+# Runs a command with the rights to install packages; fails when they cannot be had.
 as_root() {
   if [ "$(id -u)" -eq 0 ]; then
     "$@"
-  else
+  elif command -v sudo >/dev/null; then
     sudo "$@"
+  else
+    return 1
   fi
 }
 
@@ -64,7 +66,7 @@ install_packages() {
   fi
   say "Installing Debian packages: ${missing[*]}"
   command -v apt-get >/dev/null || give_up "these packages have to be installed by hand: ${missing[*]}"
-  if [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; then
+  if ! as_root true; then
     give_up "run as root, or install by hand: ${missing[*]}"
   fi
   mkdir -p "$root/build"
