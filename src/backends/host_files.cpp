@@ -62,12 +62,17 @@ std::optional<int> count_host_lines(text_reader &file) {
     if (is_blank_line(line)) {
       continue;
     }
-    if (contains(line, ":")) {
+    if (line.find(':') != std::string::npos) {
       return std::nullopt;
     }
     ++hosts;
   }
   return hosts;
+}
+
+// What stands behind a host's name.
+std::string count_text(int processes) {
+  return ":" + std::to_string(processes) + "\n";
 }
 
 // How many processes each host gets; the first lines take what is left over.
@@ -80,13 +85,15 @@ void write_host_counts(text_reader &hosts_file, text_writer &file, int hosts) {
   if (pending) {
     ++per_host;
   }
+  std::string count = count_text(per_host);
   std::string line;
   while (read_line(hosts_file, line, host_line_limit)) {
     if (!is_blank_line(line)) {
-      write_text(file, std::string(without_line_end(line)) + ":" + std::to_string(per_host) + "\n");
+      line.resize(without_line_end(line).size());
+      write_text(file, line += count);
     }
     if (pending && --extra == 0) {
-      --per_host;
+      count = count_text(per_host - 1);
       pending = false;
     }
   }
@@ -112,13 +119,13 @@ void copy_hosts_of_file(text_reader &hosts_file, text_writer &file, int skip) {
   std::string line;
   while (read_line(hosts_file, line, host_line_limit)) {
     if (skip <= 0) {
-      write_text(file, line + "\n");
+      write_text(file, line += "\n");
     } else if (!contains(line, ":")) {
       --skip;
     } else {
       const host_with_count host = split_at_colons(line);
       if (host.count > skip) {  // a smaller count drops the line and leaves skip as it is
-        write_text(file, host.name + ":" + std::to_string(host.count - skip) + "\n");
+        write_text(file, host.name + count_text(host.count - skip));
         skip = 0;
       }
     }

@@ -28,6 +28,16 @@ bool read_more(text_reader &reader) {
   return got > 0;
 }
 
+// Appends a text, each newline as CR LF.
+void append_with_line_ends(std::string &result, std::string_view text) {
+  std::size_t start = 0;
+  for (std::size_t newline; (newline = text.find('\n', start)) != std::string_view::npos;
+       start = newline + 1) {
+    result.append(text, start, newline - start).append("\r\n", 2);
+  }
+  result.append(text, start);
+}
+
 }  // namespace
 
 std::optional<text_reader> open_text(const std::string &path) {
@@ -80,7 +90,7 @@ std::optional<text_writer> create_text(const std::string &path, platform::open_m
 }
 
 void write_text(text_writer &writer, std::string_view text) {
-  writer.pending += with_line_ends(text);
+  append_with_line_ends(writer.pending, text);
   if (writer.pending.size() >= piece_size) {
     writer.failed |=
         !platform::write_all(writer.handle.get(), writer.pending.data(), writer.pending.size());
@@ -101,12 +111,8 @@ bool close_text(text_writer &writer) {
 std::string with_line_ends(std::string_view text) {
   std::string result;
   result.reserve(text.size() + 16);
-  std::size_t start = 0;
-  for (std::size_t newline; (newline = text.find('\n', start)) != std::string_view::npos;
-       start = newline + 1) {
-    result.append(text, start, newline - start).append("\r\n");
-  }
-  return result.append(text, start);
+  append_with_line_ends(result, text);
+  return result;
 }
 
 bool file_is_readable(const std::string &path) {
