@@ -92,7 +92,7 @@ std::string system_message(unsigned long error) {
   const DWORD length = FormatMessageA(
       FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
       nullptr, error, 0, reinterpret_cast<char *>(&text), 0, nullptr);
-  const std::string message(length > 0 ? text : "");
+  std::string message(length > 0 ? text : "");
   (void)LocalFree(text);
   return message;
 }
@@ -360,7 +360,9 @@ void run_and_discard_output(const std::string &command) {
 }
 
 void write_shared_number(std::uint64_t mapping_handle, std::uint32_t number) {
-  HANDLE mapping = reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(mapping_handle));
+  // The caller hands its handle on as a number.
+  const auto value = static_cast<std::uintptr_t>(mapping_handle);
+  HANDLE mapping = reinterpret_cast<HANDLE>(value);  // NOLINT(performance-no-int-to-ptr)
   void *view = MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0);
   if (view != nullptr) {
     *static_cast<std::uint32_t *>(view) = number;
