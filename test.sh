@@ -300,7 +300,7 @@ step_cluster() {
   # shellcheck source=scripts/cluster.sh
   . "$root/scripts/cluster.sh"
   local program=$root/build/mingw/tests/scenario/cluster_tests.exe tests
-  if start_cluster; then
+  if without_locks start_cluster; then
     for tests in JobTool LauncherOnCluster FaultyCluster; do
       run_tests "cluster-$tests" as_worker 0 "$program" "--gtest_filter=$tests.*"
     done
