@@ -104,6 +104,7 @@ void measure(const std::string &folder, int hosts) {
     }
   }
   std::vector<double> best;
+  best.reserve(times.size());
   for (const auto &of_way : times) {
     best.push_back(*std::min_element(of_way.begin(), of_way.end()));
   }
