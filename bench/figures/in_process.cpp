@@ -61,10 +61,12 @@ void print_row(const char *name, std::size_t size, double nanoseconds, double ba
 void time_arguments() {
   for (const std::size_t count : {10U, 100U, 1'000U, 10'000U}) {
     std::vector<std::string> texts = {"mpirun.exe"};
+    texts.reserve(count + 1);
     for (std::size_t i = 0; i < count; ++i) {
       texts.push_back(i % 2 == 0 ? "-case" : "some file.cas");
     }
     std::vector<char *> vector;
+    vector.reserve(texts.size() + 1);
     for (std::string &text : texts) {
       vector.push_back(text.data());
     }
