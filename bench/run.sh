@@ -34,11 +34,15 @@ trap 'exit 130' INT TERM HUP
 wine_start
 wanted=("$@")
 [ ${#wanted[@]} -gt 0 ] || wanted=(start-up relay hosts arguments releases at-once in-process)
+# The times of two programs that are run in turn can only be compared when both stay
+# on one processor: a start that crosses over to another takes up to twice as long.
+one_processor=(taskset -c 0)
 for name in "${wanted[@]}"; do
   say "Measuring: $name"
   case $name in
     in-process) wine_run "$build/bench/figures/in_process.exe" ;;
-    *) wine_run "$build/bench/figures/figures.exe" "$name" ;;
+    relay | at-once) wine_run "$build/bench/figures/figures.exe" "$name" ;;
+    *) "${one_processor[@]}" "${wine_personality[@]}" "$wine_loader" "$build/bench/figures/figures.exe" "$name" ;;
   esac </dev/null || give_up "no figures for $name"
 done | tr -d '\r' >"$figures"
 python3 "$root/bench/report.py" "$figures" "$build/mpirun.exe" "${report_options[@]}"

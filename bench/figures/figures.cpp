@@ -70,16 +70,19 @@ void relay() {
   environment["CCP_JOB_ID"] = "0";
   environment["ORBEX_DONT_CACHE_PASSWORD"] = "1";
   environment["ZP_CCP_JOB_COMMAND"] = in_world("job.exe");
-  for (const std::size_t lines : {10'000U, 100'000U, 1'000'000U}) {
+  constexpr std::size_t sizes[] = {10'000U, 100'000U, 1'000'000U};
+  for (const std::size_t lines : sizes) {
     environment["BENCH_LINES"] = std::to_string(lines);
     const command ours = {quoted(launcher()) + " --mpi=ibmmpi --np=4 case.jou", environment};
     const command bare = {quoted(bare_program("bare_relay")) + " " + in_world("job.exe"),
                           environment};
-    const std::size_t bytes = run(ours).output_bytes;
-    if (bytes == 0 || bytes != run(bare).output_bytes) {
-      give_up("the launcher does not relay what the tool prints");
+    if (lines == sizes[0]) {
+      const std::size_t bytes = run(ours).output_bytes;
+      if (bytes == 0 || bytes != run(bare).output_bytes) {
+        give_up("the launcher does not relay what the tool prints");
+      }
     }
-    const auto times = time_in_turn(ours, bare, lines > 100'000 ? 4 : 9);
+    const auto times = time_in_turn(ours, bare, lines > 100'000 ? 2 : 9);
     print_row("relayed lines", lines, "ms", median(times.launcher), median(times.baseline));
   }
 }
