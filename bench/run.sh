@@ -27,22 +27,43 @@ if [ -z "${BENCH_BUILD-}" ]; then
   build_preset mingw || exit 1
 fi
 
+wanted=("$@")
+[ ${#wanted[@]} -gt 0 ] || wanted=(start-up hosts arguments releases in-process relay at-once)
 figures=$root/build/bench/figures.csv
 mkdir -p "$root/build/bench"
-trap wine_stop EXIT
-trap 'exit 130' INT TERM HUP
-wine_start
-wanted=("$@")
-[ ${#wanted[@]} -gt 0 ] || wanted=(start-up relay hosts arguments releases at-once in-process)
-# The times of two programs that are run in turn can only be compared when both stay
-# on one processor: a start that crosses over to another takes up to twice as long.
-one_processor=(taskset -c 0)
-for name in "${wanted[@]}"; do
-  say "Measuring: $name"
-  case $name in
-    in-process) wine_run "$build/bench/figures/in_process.exe" ;;
-    relay | at-once) wine_run "$build/bench/figures/figures.exe" "$name" ;;
-    *) "${one_processor[@]}" "${wine_personality[@]}" "$wine_loader" "$build/bench/figures/figures.exe" "$name" ;;
-  esac </dev/null || give_up "no figures for $name"
-done | tr -d '\r' >"$figures"
+
+is_wanted() {
+  local name
+  for name in "${wanted[@]}"; do
+    [ "$name" != "$1" ] || return 0
+  done
+  return 1
+}
+
+# Measures those of the named figures that are wanted, on the processors PROCESSORS,
+# under a Wine server of its own.
+#   measure_on PROCESSORS NAME...
+measure_on() {
+  local name program
+  taskset -pc "$1" "$BASHPID" >/dev/null || exit 1
+  shift
+  trap wine_stop EXIT
+  trap 'exit 130' INT TERM HUP
+  wine_start
+  for name in "$@"; do
+    is_wanted "$name" || continue
+    say "Measuring: $name"
+    program=figures.exe
+    [ "$name" != in-process ] || program=in_process.exe
+    wine_run "$build/bench/figures/$program" "$name" </dev/null || give_up "no figures for $name"
+  done
+}
+
+# Two programs that are run in turn stay on one processor: a start that crosses over
+# to another takes up to twice as long, and chance would decide. What runs side by
+# side gets all processors.
+{
+  (measure_on 0 start-up hosts arguments releases in-process) &&
+    (measure_on "0-$(($(nproc) - 1))" relay at-once)
+} | tr -d '\r' >"$figures" || exit 1
 python3 "$root/bench/report.py" "$figures" "$build/mpirun.exe" "${report_options[@]}"
