@@ -17,6 +17,7 @@ root=$(cd "$(dirname "$0")" && pwd)
 
 demo=$root/build/demo   # everything that this script makes
 disk=$demo/disk         # the user's disk D:
+case_folder=$disk/work  # the user's own folder D:\work
 release=12.0.16
 release_folder=$disk/zephon/zephon$release
 release_name='D:\zephon\zephon12.0.16'  # the same, as Windows programs name it
@@ -65,8 +66,8 @@ lay_out_tree() {
   put "$build/mpirun.exe" "$release_folder/ntbin/win64/mpirun.exe"
   put "$demo/zephon" "$release_folder/ntbin/win64/zephon.exe"
   mkdir -p "$disk/zephon/zephon6.3.26/ntbin/win64"
-  put "$root/demo/plate.case" "$disk/work/plate.case"
-  printf 'alpha\r\nbeta\r\n' >"$disk/work/hosts.txt"
+  put "$root/demo/plate.case" "$case_folder/plate.case"
+  printf 'alpha\r\nbeta\r\n' >"$case_folder/hosts.txt"
 }
 
 show_tree() {
@@ -102,7 +103,7 @@ run_launcher() {
     esac
   done
   printf '\nD:\\work> mpirun.exe %s\n\n' "${words[*]}"
-  (cd "$disk/work" && timeout -k 5 100 "${wine_personality[@]}" "$wine_loader" \
+  (cd "$case_folder" && timeout -k 5 100 "${wine_personality[@]}" "$wine_loader" \
     "$release_folder/ntbin/win64/mpirun.exe" "$@")
 }
 
@@ -111,10 +112,10 @@ run_launcher() {
 launch() {
   local hosts=$1 output=$demo/output status=0
   shift
-  rm -f "$disk/work/timing.txt" "$disk/mpi.log"
+  rm -f "$case_folder/timing.txt" "$disk/mpi.log"
   if [ "$hosts" -gt 1 ]; then
     heading "The host file D:\\work\\hosts.txt"
-    sed 's/^/  /' "$disk/work/hosts.txt"
+    sed 's/^/  /' "$case_folder/hosts.txt"
     set -- "$@" '--cnf=D:\work\hosts.txt'
   fi
   heading "The start script's command line: $ranks ranks on $hosts host(s)"
@@ -125,7 +126,7 @@ launch() {
   heading "What the MPI was told"
   sed 's/^/  /' "$disk/mpi.log"
   heading "The timing report D:\\work\\timing.txt"
-  sed 's/^/  /' "$disk/work/timing.txt"
+  sed 's/^/  /' "$case_folder/timing.txt"
   check_launch "$hosts" "$status" "$output"
 }
 
@@ -142,7 +143,7 @@ check_launch() {
 }
 
 check_timing_report() {
-  local report=$disk/work/timing.txt label
+  local report=$case_folder/timing.txt label
   [ "$(wc -l <"$report")" -eq 4 ] || fail "the timing report has not four lines"
   for label in 'Start: ' 'End:   ' 'Elapsed Time: ' 'CPU Time: '; do
     grep -q "^$label" "$report" || fail "the timing report lacks a line $label"
@@ -209,7 +210,7 @@ start_head_node() {
   # Their folder is on the machine's path, as their installation leaves it.
   wine_run reg.exe add 'HKCU\Environment' /v PATH /d 'D:\ccp' /f >/dev/null 2>&1
   mkdir -p "$WINEPREFIX/dosdevices/unc/fileserver"
-  ln -sfn "$disk/work" "$WINEPREFIX/dosdevices/unc/fileserver/work"
+  ln -sfn "$case_folder" "$WINEPREFIX/dosdevices/unc/fileserver/work"
   work='\\fileserver\work'
 }
 
@@ -240,7 +241,7 @@ check_solution_of_job() {
   local output nodes
   nodes=$(sed -n 's/^Allocated nodes *: *//Ip' "$demo/job" | wc -w)
   [ "$nodes" -gt 1 ] || fail "the job has no two nodes"
-  output=$(find "$disk/work" -name "ZP$job.*.o")
+  output=$(find "$case_folder" -name "ZP$job.*.o")
   heading "The task's output file"
   sed 's/^/  /' "$output"
   grep -q "$ranks ranks on $nodes hosts" "$output" || fail "the ranks are not on the job's nodes"
@@ -274,18 +275,18 @@ demo_cluster_fail() {
 # The service of MPICH2, installed from the newest release and then found running.
 demo_install() {
   unset RSH_USER
-  rm -f "$disk/work/install_smpd_log.txt"
+  rm -f "$case_folder/install_smpd_log.txt"
   heading "Installing the service of MPICH2 from the newest release"
   run_launcher --install_smpd 0 || fail "the installation ended with $?"
   heading "Starting it again: it runs already"
   run_launcher --start_smpd 0 || fail "the start ended with $?"
   heading "The log D:\\work\\install_smpd_log.txt"
-  sed 's/^/  /' "$disk/work/install_smpd_log.txt"
+  sed 's/^/  /' "$case_folder/install_smpd_log.txt"
   heading "What the service program was told"
   sed 's/^/  /' "$disk/mpi.log"
-  grep -q 'MPICH2 SMPD Installation Successful:' "$disk/work/install_smpd_log.txt" ||
+  grep -q 'MPICH2 SMPD Installation Successful:' "$case_folder/install_smpd_log.txt" ||
     fail "the log names no successful installation"
-  grep -q 'MPICH2 SMPD has already been running!' "$disk/work/install_smpd_log.txt" ||
+  grep -q 'MPICH2 SMPD has already been running!' "$case_folder/install_smpd_log.txt" ||
     fail "the log does not find the service running"
   grep -qF "$release_name"'\netweave\mpi\win64\mpich2\bin\smpd.exe -install' "$disk/mpi.log" ||
     fail "the service does not come from the newest release"

@@ -439,7 +439,7 @@ std::string in_slashes(const std::string &path) {
 }
 
 TEST(UnixText, ReplacesPathsWhereverTheyStand) {
-  EXPECT_EQ("/disk/work/a.case", unix_text("D:\\work\\a.case", in_slashes));
+  EXPECT_EQ("/disk/cases/a.case", unix_text("D:\\cases\\a.case", in_slashes));
   EXPECT_EQ("/disk/my files", unix_text("'C:\\my files'", in_slashes));
   EXPECT_EQ("/disk/a:/disk/b", unix_text("C:\\a;D:\\b", in_slashes));
   EXPECT_EQ("PATH=/disk/a:/disk/b", unix_text("PATH=C:\\a;D:\\b;", in_slashes));

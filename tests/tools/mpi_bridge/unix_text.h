@@ -13,7 +13,7 @@ using path_converter = std::function<std::string(const std::string &)>;
 std::string unquoted(const std::string &text);
 
 // A word in which every Windows path is replaced; all other words stay.
-//   D:\work\plate.case      ->  /home/jdoe/work/plate.case
+//   D:\cases\plate.case     ->  /home/jdoe/cases/plate.case
 //   'C:\my files'           ->  /home/jdoe/my files
 //   C:\a;D:\b               ->  /home/jdoe/a:/home/jdoe/b
 //   PATH=C:\a               ->  PATH=/home/jdoe/a
