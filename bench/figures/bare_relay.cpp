@@ -59,8 +59,8 @@ void relay_lines(HANDLE from, HANDLE to) {
 
 }  // namespace
 
-int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR command, int) {
-  const HANDLE from = start_with_pipe(std::string("cmd.exe /c ") + command);
+int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR line, int) {
+  const HANDLE from = start_with_pipe(std::string("cmd.exe /c ") + line);
   if (from == nullptr) {
     return 255;
   }

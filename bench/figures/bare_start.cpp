@@ -2,6 +2,6 @@
 // waits for it. What the launcher takes beyond this is its own.
 #include "bare_start.h"
 
-int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR command, int) {
-  return start_and_wait(command);
+int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR line, int) {
+  return start_and_wait(line);
 }

@@ -10,6 +10,6 @@ extern "C" int _dowildcard;
 int _dowildcard = 0;  // an argument such as *.jou reaches the solver as it stands
 #endif
 
-int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR, int show_command) {
-  start_from_window(instance, show_command, __argc, __argv);
+int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR, int nShowCmd) {
+  start_from_window(instance, nShowCmd, __argc, __argv);
 }
