@@ -268,7 +268,7 @@ step_wine() {
   heading "Unit tests as Windows programs under Wine"
   local program
   start_workers 1
-  for program in unit_tests platform_tests mpi_bridge_tests; do
+  for program in unit_tests platform_tests mpi_bridge_tests stress_tests; do
     if [ "$program" = unit_tests ] || [ -e "$root/build/mingw/$program.exe" ]; then
       run_tests "wine-$program" as_worker 0 "$root/build/mingw/$program.exe"
     fi
@@ -322,7 +322,7 @@ step_demos() {
 }
 
 step_coverage() {
-  heading "Lines that the unit tests reach"
+  heading "Lines and branches of src/ that the unit tests reach"
   check coverage measure_coverage
   grep -E '^(lines|branches):' "$logs/coverage.log" | sed 's/^/   /'
 }
@@ -332,7 +332,10 @@ measure_coverage() {
   build_preset coverage unit_tests || return 1
   find "$folder" -name '*.gcda' -delete
   "$folder/unit_tests" --gtest_brief=1 || return 1
-  in_root gcovr -j "$jobs" --root . --filter 'src/' --object-directory "$folder" \
+  # Behind the door to Windows there is nothing to measure on Linux. The compiler's
+  # own branches, taken when memory runs out, are left out.
+  in_root gcovr -j "$jobs" --root . --filter 'src/' --exclude 'src/platform/' --object-directory "$folder" \
+    --exclude-throw-branches --exclude-unreachable-branches --fail-under-line 97 --fail-under-branch 90 \
     --html-details "$logs/coverage.html" --print-summary
 }
 
