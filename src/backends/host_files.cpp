@@ -233,7 +233,6 @@ std::optional<std::string> read_host_list() {
   std::string previous;
   std::string line;
   while (!file->at_end) {
-    line.clear();
     (void)read_line(*file, line);
     while (line.size() >= 2 && static_cast<unsigned char>(line.back()) <= ' ') {
       line.pop_back();
