@@ -39,7 +39,7 @@ void report_version(const std::string &smpd) {
       print("1.0.2 or older\n");
       return false;
     }
-    print_text(platform::standard_stream::output, as_format(line));
+    (void)print_text(platform::standard_stream::output, as_format(line));
     return true;
   });
 }

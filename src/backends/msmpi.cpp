@@ -187,7 +187,7 @@ std::optional<std::string> write_allocated_machine_file(const std::string &head,
       format_text("%s view %d /scheduler:%s", state.ccp_job_command.c_str(), job_id, head.c_str()),
       [&](const std::string &line) {
         if (state.ptrace_mode) {
-          print_text(platform::standard_stream::output, line);
+          (void)print_text(platform::standard_stream::output, line);
         }
         const auto nodes = allocated_nodes(line);
         if (nodes && file) {

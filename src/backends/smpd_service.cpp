@@ -20,7 +20,7 @@ bool service_is_missing(const std::string &tools_directory) {
   (void)run_command(program_in_folder(tools_directory, "\\smpd.exe") + " -status",
                     [&](const std::string &line) {
                       missing = line.starts_with("no smpd");
-                      print_text(platform::standard_stream::output, " " + line);
+                      (void)print_text(platform::standard_stream::output, " " + line);
                       return false;
                     });
   return missing;

@@ -16,24 +16,24 @@ constexpr unsigned information_icon = 0x40;  // one OK button
 void print(const char *format, ...) {
   std::va_list values;
   va_start(values, format);
-  print_text(platform::standard_stream::output, format_list(format, values));
+  (void)print_text(platform::standard_stream::output, format_list(format, values));
   va_end(values);
 }
 
 void print_error(const char *format, ...) {
   std::va_list values;
   va_start(values, format);
-  print_text(platform::standard_stream::error, format_list(format, values));
+  (void)print_text(platform::standard_stream::error, format_list(format, values));
   va_end(values);
 }
 
-void print_text(platform::standard_stream stream, std::string_view text) {
+bool print_text(platform::standard_stream stream, std::string_view text) {
   void *handle = platform::standard_handle(stream);
   if (handle == nullptr) {
-    return;  // started without one: there is nowhere to say it
+    return true;  // started without one: there is nowhere to say it
   }
   const std::string bytes = with_line_ends(text);
-  (void)platform::write_all(handle, bytes.data(), bytes.size());  // the reader may be gone
+  return platform::write_all(handle, bytes.data(), bytes.size());
 }
 
 void add_message(const char *format, ...) {
@@ -46,7 +46,7 @@ void add_message(const char *format, ...) {
 void fatal(int status, const char *format, ...) {
   std::va_list values;
   va_start(values, format);
-  print_text(platform::standard_stream::error, format_list(format, values));
+  (void)print_text(platform::standard_stream::error, format_list(format, values));
   va_end(values);
   platform::exit_program(status);
 }
@@ -60,6 +60,6 @@ void flush_messages() {
   if (!state.node_mode && !platform::get_variable("RSH_USER")) {
     (void)platform::show_message_box(state.zephon_prod.value_or("Zephon"), text, information_icon);
   } else {
-    print_text(platform::standard_stream::output, text + "\n");
+    (void)print_text(platform::standard_stream::output, text + "\n");
   }
 }

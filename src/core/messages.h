@@ -15,8 +15,9 @@
 void print(const char *format, ...) LAUNCHER_FORMAT(1, 2);
 void print_error(const char *format, ...) LAUNCHER_FORMAT(1, 2);
 
-// Writes a text as it stands, whatever bytes it holds.
-void print_text(platform::standard_stream stream, std::string_view text);
+// Writes a text as it stands, whatever bytes it holds. False when not all of it
+// could be written, for example because the reader has gone.
+bool print_text(platform::standard_stream stream, std::string_view text);
 
 // Adds a formatted message to the message buffer, without a separator.
 void add_message(const char *format, ...) LAUNCHER_FORMAT(1, 2);

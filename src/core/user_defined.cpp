@@ -19,7 +19,7 @@ void echo_user_defined(const char *name, const std::string &note) {
     }
   }
   text += "***\n";
-  print_text(platform::standard_stream::output, text);
+  (void)print_text(platform::standard_stream::output, text);
 }
 
 void append_user_flags(std::string &line, const char *name) {

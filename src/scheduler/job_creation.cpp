@@ -86,7 +86,7 @@ void wait_for_nodes(const std::string &head, int job_id) {
 int run_job_new(const std::string &command) {
   int job_id = -1;
   (void)run_command(command, [&](const std::string &line) {
-    print_text(platform::standard_stream::output, line);
+    (void)print_text(platform::standard_stream::output, line);
     if (job_id < 0) {
       job_id = parse_new_job_id(line);
     }

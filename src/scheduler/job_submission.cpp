@@ -44,7 +44,7 @@ void log_run_command(const std::string &command) {
 
 void run_and_echo(const std::string &command) {
   (void)run_command(command, [](const std::string &line) {
-    print_text(platform::standard_stream::output, line);
+    (void)print_text(platform::standard_stream::output, line);
     return true;
   });
 }
@@ -54,10 +54,13 @@ void run_and_echo(const std::string &command) {
 void print_submit_output(void *stream_holder) {
   auto &output = *static_cast<text_reader *>(stream_holder);
   bool answered = false;
+  bool echoes = true;
   std::string line;
   while (!answered && read_line(output, line)) {
     const int job_id = parse_job_id(line);
-    print_text(platform::standard_stream::output, line);
+    // A write that was broken off at the end of the time would hang again with each line.
+    echoes =
+        echoes && (print_text(platform::standard_stream::output, line) || !monitor_is_stopping());
     if (job_id >= 0) {
       submitted_job_id = job_id;
     }

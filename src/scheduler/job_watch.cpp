@@ -43,9 +43,9 @@ void print_file(const std::string &path, const char *header, platform::standard_
   if (!file || !read_line(*file, line, output_file_line_limit)) {
     return;
   }
-  print_text(stream, header);
+  (void)print_text(stream, header);
   do {
-    print_text(stream, line);
+    (void)print_text(stream, line);
   } while (read_line(*file, line, output_file_line_limit));
 }
 

@@ -707,6 +707,20 @@ TEST_F(MsmpiSubmission, TimesOutWhileItsOwnOutputHangs) {
   EXPECT_EQ(0U, threads_terminated());
 }
 
+TEST_F(MsmpiSubmission, TimesOutWhileItsOwnOutputHangsWithManyLinesToCome) {
+  given_variable("CCP_JOB_SUBMIT_WAIT_TIME", "5");
+  given_standard_output_that_hangs_after(60);
+  std::string lines;
+  for (int line = 0; line < 200; ++line) {
+    lines += "The head node is busy.\r\n";
+  }
+  given_tool(submit_command, prints(lines).stays());
+  given_tool_with("-ccp_job");
+  EXPECT_TRUE(submit(submit_command));
+  EXPECT_EQ((texts{submit_command, fallback_command, exit_command}), commands());
+  EXPECT_EQ(0U, threads_terminated());
+}
+
 TEST_F(MsmpiSubmission, TimesOutManyTimesInARow) {
   given_variable("CCP_JOB_SUBMIT_WAIT_TIME", "0.2");
   given_tool(submit_command, prints("Enter the password: ").stays());

@@ -29,12 +29,12 @@ TEST(PrintError, WritesToStandardErrorAtOnce) {
 }
 
 TEST(PrintText, TakesNoTextForAFormat) {
-  print_text(platform::standard_stream::output, "100%s%n%%\n");
+  (void)print_text(platform::standard_stream::output, "100%s%n%%\n");
   EXPECT_EQ("100%s%n%%\n", standard_output());
 }
 
 TEST(PrintText, KeepsZeroBytes) {
-  print_text(platform::standard_stream::output, std::string("a\0b", 3));
+  (void)print_text(platform::standard_stream::output, std::string("a\0b", 3));
   EXPECT_EQ(std::string("a\0b", 3), standard_output());
 }
 
