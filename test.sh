@@ -4,9 +4,9 @@
 #   ./test.sh              all steps but clang
 #   ./test.sh STEP ...     only these, in the order in which they stand below
 #
-# What is missing is installed first. Each check counts as one, each test of a
-# test program as one; the last line is "N passed, N failed". What a step printed
-# is kept in build/test.
+# What is missing is installed first. Steps that mostly wait run beside the others.
+# Each check counts as one, each test of a test program as one; the last line is
+# "N passed, N failed". What a step printed is kept in build/test.
 set -uo pipefail
 
 root=$(cd "$(dirname "$0")" && pwd)
@@ -15,9 +15,9 @@ root=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=scripts/wine.sh
 . "$root/scripts/wine.sh"
 
-all_steps=(scripts format cppcheck build program clang sanitize wine scenarios cluster demos coverage fuzz)
+all_steps=(build scripts format cppcheck program clang sanitize wine scenarios cluster demos coverage fuzz)
 # The clang step takes longer than all others together; it is asked for by name.
-default_steps=(scripts format cppcheck build program sanitize wine scenarios cluster demos coverage fuzz)
+default_steps=(build scripts format cppcheck program sanitize wine scenarios cluster demos coverage fuzz)
 logs=$root/build/test
 jobs=$(nproc)
 passed=0
@@ -356,6 +356,54 @@ step_fuzz() {
   count "$ok" "$bad" "fuzz ($((SECONDS - began)) s)"
 }
 
+# ---- Steps beside the others ----------------------------------------------------------------
+
+# These mostly wait, so they run beside those that keep the processors busy.
+waiting_steps=(cluster demos)
+beside=  # the shell that runs them
+
+# Runs steps in a shell of their own, one after the other. What they print and count
+# is kept for join_beside.
+run_beside() {
+  local step passed_before=$passed failed_before=$failed
+  rm -f "$logs/beside.counts"
+  (
+    trap end_of_test EXIT
+    trap 'exit 143' TERM
+    for step in "$@"; do
+      run_step "$step"
+    done
+    printf '%d %d\n' $((passed - passed_before)) $((failed - failed_before)) >"$logs/beside.counts"
+  ) >"$logs/beside.log" 2>&1 </dev/null &
+  beside=$!
+}
+
+# Waits for them, and takes over what they have printed and counted.
+join_beside() {
+  local ok=0 bad=1
+  [ -n "$beside" ] || return 0
+  wait "$beside"
+  beside=
+  cat "$logs/beside.log"
+  if [ -e "$logs/beside.counts" ]; then
+    read -r ok bad <"$logs/beside.counts"
+  else
+    printf '   %s did not come to their end\n' "${waiting_steps[*]}"
+  fi
+  passed=$((passed + ok))
+  failed=$((failed + bad))
+}
+
+# Ends a process and all that it started, from the last one up.
+end_tree() {
+  local child children
+  read -ra children < <(cat "/proc/$1/task/"*/children 2>/dev/null)
+  for child in "${children[@]}"; do
+    end_tree "$child"
+  done
+  kill -TERM "$1" 2>/dev/null
+}
+
 # ---- The run --------------------------------------------------------------------------------
 
 run_step() {
@@ -367,6 +415,11 @@ run_step() {
 }
 
 end_of_test() {
+  if [ -n "$beside" ]; then
+    end_tree "$beside"
+    wait "$beside"
+    beside=
+  fi
   if declare -F stop_cluster >/dev/null; then
     stop_cluster
   fi
@@ -387,11 +440,29 @@ main() {
   mkdir -p "$logs"
   trap end_of_test EXIT
   trap 'exit 130' INT TERM HUP
+  local in_turn=() waiting=()
   for step in "${all_steps[@]}"; do
     case " ${steps[*]} " in
-      *" $step "*) declare -F "step_$step" >/dev/null && run_step "$step" ;;
+      *" $step "*) ;;
+      *) continue ;;
+    esac
+    case " ${waiting_steps[*]} " in
+      *" $step "*) waiting+=("$step") ;;
+      *) in_turn+=("$step") ;;
     esac
   done
+  if [ "${in_turn[0]:-}" = build ]; then
+    run_step build
+    in_turn=("${in_turn[@]:1}")
+  fi
+  if [ ${#waiting[@]} -gt 0 ]; then
+    need_build
+    run_beside "${waiting[@]}"
+  fi
+  for step in "${in_turn[@]}"; do
+    run_step "$step"
+  done
+  join_beside
   end_of_test
   printf '\n%d passed, %d failed\n' "$passed" "$failed"
   [ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]

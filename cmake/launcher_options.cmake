@@ -20,8 +20,11 @@ endif()
 if(WIN32 AND NOT MSVC)
   # One file that needs nothing but Windows itself.
   target_link_options(launcher_options INTERFACE -static)
-  # Small is quick here: most of a short run is the loading of the program.
-  target_compile_options(launcher_options INTERFACE -Os -ffunction-sections -fdata-sections)
+  # Small is quick here: most of a short run is the loading of the program. Tests are
+  # built for a short build.
+  define_property(TARGET PROPERTY LAUNCHER_TEST INITIALIZE_FROM_VARIABLE LAUNCHER_TEST)
+  target_compile_options(launcher_options INTERFACE
+    $<IF:$<BOOL:$<TARGET_PROPERTY:LAUNCHER_TEST>>,-O0,-Os> -ffunction-sections -fdata-sections)
   target_link_options(launcher_options INTERFACE
     -Wl,--gc-sections -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat)
 endif()
