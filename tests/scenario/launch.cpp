@@ -104,6 +104,9 @@ owned_handle create_process(const std::string &path, std::string command_line,
     return nullptr;
   }
   EXPECT_TRUE(AssignProcessToJobObject(world().job.get(), started.hProcess));
+  if (world().prepare_start) {
+    world().prepare_start(started.dwProcessId);
+  }
   ResumeThread(started.hThread);
   CloseHandle(started.hThread);
   return owned_handle(started.hProcess);

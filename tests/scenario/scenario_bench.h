@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -87,6 +88,10 @@ void given_no_standard_handles();  // the launcher has no input, output and erro
 void given_current_folder(const std::string &path);
 void given_inherited_handle(void *handle);  // the launcher gets this handle of ours too
 void given_watched_styles();                // notes each box's style bits in launch::asked_boxes
+
+// Called with the process number of each program that the test starts, before it runs.
+void given_prepared_start(const std::function<void(unsigned long process)> &prepare);
+
 void given_time_limit(unsigned long milliseconds);  // for a whole launch; 60 s by default
 
 // ---- When ---------------------------------------------------------------------------------

@@ -259,6 +259,10 @@ void given_watched_styles() {
   world().watched_styles = true;
 }
 
+void given_prepared_start(const std::function<void(unsigned long process)> &prepare) {
+  world().prepare_start = prepare;
+}
+
 void given_time_limit(unsigned long milliseconds) {
   world().time_limit = milliseconds;
 }

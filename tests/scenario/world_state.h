@@ -1,6 +1,7 @@
 // world_state.h: what the parts of the scenario bench know of the test that runs.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -27,6 +28,7 @@ struct world_state {
   bool watched_styles = false;
   std::vector<void *> inherited_handles;
   std::string current_folder;
+  std::function<void(unsigned long process)> prepare_start;
   unsigned long time_limit = 60000;
   owned_handle job;  // everything that the test starts is in it
 };

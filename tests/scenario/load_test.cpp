@@ -1,0 +1,91 @@
+// load_test.cpp: very many launchers at once, with the same host file and the same
+// folder for temporary files.
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <filesystem>
+
+#include "scenario_bench.h"
+
+using namespace scenario;
+
+namespace {
+
+constexpr int launchers = 200;
+const std::string mpirun = "mpi\\bin\\mpirun.exe";
+
+// Each has a process count of its own, so that no other's file can pass for its own.
+int processes_of(int number) {
+  return 1000 + number;
+}
+
+// The log of the MPI that this launcher starts: the tool's own for all would be read
+// and written by all.
+std::string log_of(int number) {
+  return "logs\\" + std::to_string(number) + ".exe";
+}
+
+std::string host_file_of(const launch &run) {
+  return in_world("temp\\zphost-") + std::to_string(GetProcessId(run.process.get())) + ".txt";
+}
+
+// So many processes on three hosts; the first ones take what is left over.
+std::string hosts_of(int processes) {
+  const auto count = [&](int host) {
+    return std::to_string(processes / 3 + (host < processes % 3 ? 1 : 0));
+  };
+  return "alpha:" + count(0) + "\r\nbeta:" + count(1) + "\r\ngamma:" + count(2) + "\r\n";
+}
+
+std::string command_line_of(const launch &run, int processes) {
+  return R"("..\mpi\bin\mpirun.exe" -prot -e MPI_ROOT="..\mpi"  -hostfile )" +
+         in_quotes(host_file_of(run)) + "  -np " + std::to_string(processes) +
+         R"(  -e PATH="..\inc\ntbin\win64;..\prod\netweave\mpi_wrapper\win64\ibmmpi" -e MPI_WORKDIR="..\inc" -e ZEPHON_PROD_DIR="..\prod"  solver)";
+}
+
+void given_platform_mpi() {
+  given_installed_release();
+  given_wrapper("ibmmpi");
+  given_variable("ZEPHON_INC", "..\\inc");
+  given_variable("ZEPHON_PROD_DIR", "..\\prod");
+  given_variable("IBMMPI_ROOT", "..\\mpi");
+  given_variable("ORBEX_DONT_CACHE_PASSWORD", "1");
+  given_tool(mpirun);
+  given_file("hosts", "alpha\nbeta\ngamma\n");
+  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
+  given_folder("logs");
+}
+
+}  // namespace
+
+TEST(Load, TwoHundredLaunchersAtOnceKeepApart) {
+  given_time_limit(600000);  // nothing here depends on the machine's speed
+  given_platform_mpi();
+  std::vector<launch> runs;
+  for (int number = 0; number < launchers; ++number) {
+    given_variable("SCRIPTED_TOOL_LOG", in_world("logs\\" + std::to_string(number) + ".log"));
+    runs.push_back(
+        start_launcher("--mpi=ibmmpi --np=" + std::to_string(processes_of(number)) + " solver"));
+  }
+  for (auto &run : runs) {
+    wait_for_end(run);
+  }
+  wait_for_everything(runs.back());
+
+  // Each launcher's process is held here, so Windows gives no number twice.
+  for (int number = 0; number < launchers; ++number) {
+    const auto &run = runs[static_cast<std::size_t>(number)];
+    EXPECT_EQ(0U, run.status);
+    EXPECT_EQ("", run.errors);
+    EXPECT_EQ(text_mode("\n***\n*** User defined: IBMMPI_ROOT=..\\mpi\n***\n"), run.output);
+    const auto start = only_start_of(log_of(number));
+    EXPECT_EQ(command_line_of(run, processes_of(number)), start.command_line);
+    EXPECT_EQ(host_file_of(run), start.variable("ZEPHON_HOSTS_FILE"));
+    EXPECT_EQ(hosts_of(processes_of(number)), file_text(host_file_of(run)));
+  }
+  // The host files stay behind, one for each launcher, and nothing else.
+  const std::filesystem::directory_iterator temp(in_world("temp"));
+  EXPECT_EQ(launchers, std::distance(begin(temp), end(temp)));
+  EXPECT_EQ("alpha\nbeta\ngamma\n", file_text("hosts"));
+}

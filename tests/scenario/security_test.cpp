@@ -1,0 +1,484 @@
+// security_test.cpp: what others could do to a user through the launcher: texts with
+// conversion signs, handles that get about, planted files and planted libraries.
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <ostream>
+
+#include "faulty_files.h"
+#include "scenario_bench.h"
+
+using namespace scenario;
+
+namespace {
+
+void given_release(const std::string &mpi) {
+  given_installed_release();
+  given_wrapper(mpi);
+  given_variable("ZEPHON_INC", "..\\inc");
+  given_variable("ZEPHON_PROD_DIR", "..\\prod");
+  given_variable("USERNAME", "jdoe");
+  given_variable("COMPUTERNAME", "ALPHA");
+}
+
+// ---- Handles ------------------------------------------------------------------------------
+
+using handle_kinds = std::vector<std::pair<std::string, std::string>>;
+
+// An event, a file and a pipe that can be inherited, with numbers that no program
+// has by itself.
+class open_handles {
+ public:
+  open_handles() {
+    for (int count = 0; count < 1000; ++count) {
+      handles_.emplace_back(CreateEventA(&inheritable_, TRUE, FALSE, nullptr));
+    }
+    handles_.emplace_back(CreateFileA(in_world("secret").c_str(), GENERIC_READ | GENERIC_WRITE, 0,
+                                      &inheritable_, CREATE_ALWAYS, 0, nullptr));
+    HANDLE read_end = nullptr;
+    HANDLE write_end = nullptr;
+    CreatePipe(&read_end, &write_end, &inheritable_, 0);
+    handles_.emplace_back(read_end);
+    handles_.emplace_back(write_end);
+    for (std::size_t index = 999; index < handles_.size(); ++index) {
+      given_inherited_handle(handles_[index].get());
+      numbers_.push_back(
+          std::to_string(reinterpret_cast<unsigned long long>(handles_[index].get())));
+    }
+  }
+
+  // Script lines with which a tool writes down what it got of them.
+  std::string script() const {
+    std::string text;
+    for (const auto &number : numbers_) {
+      text += "handle " + number + "\n";
+    }
+    return text;
+  }
+
+  handle_kinds none() const { return kinds({"invalid", "invalid", "invalid", "invalid"}); }
+  handle_kinds all() const { return kinds({"other", "file", "pipe", "pipe"}); }
+
+ private:
+  handle_kinds kinds(const std::vector<std::string> &names) const {
+    handle_kinds expected;
+    for (std::size_t index = 0; index < numbers_.size(); ++index) {
+      expected.emplace_back(numbers_[index], names[index]);
+    }
+    return expected;
+  }
+
+  SECURITY_ATTRIBUTES inheritable_ = {sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+  std::vector<owned_handle> handles_;
+  std::vector<std::string> numbers_;
+};
+
+// ---- Host files ---------------------------------------------------------------------------
+
+const std::string mpirun = "mpi\\bin\\mpirun.exe";
+
+// A launcher that writes this kind of host file for the MPI.
+void given_written_host_file(const std::string &prefix) {
+  given_release("ibmmpi");
+  given_variable("IBMMPI_ROOT", "..\\mpi");
+  given_variable("ORBEX_DONT_CACHE_PASSWORD", "1");
+  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
+  given_tool(mpirun);
+  if (prefix == "zphosts") {
+    given_variable("ZEPHON_AUTO_SPAWN", "1");
+    given_file("hosts", "alpha:2\n");
+  } else {
+    given_file("hosts", "alpha\n");
+  }
+}
+
+std::string content_of(const std::string &prefix) {
+  return prefix == "zphosts" ? "alpha:2\r\n\r\n" : "alpha:2\r\n";
+}
+
+std::string planted_name(const std::string &prefix, unsigned long process) {
+  return "temp\\" + prefix + "-" + std::to_string(process) + ".txt";
+}
+
+// What the MPI gets must be the launcher's own file, and the victim untouched.
+void expect_own_file(const launch &run, const std::string &prefix) {
+  const auto name = planted_name(prefix, GetProcessId(run.process.get()));
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ("", run.errors);
+  EXPECT_EQ(content_of(prefix), file_text(name));
+  EXPECT_EQ(0U, GetFileAttributesA(in_world(name).c_str()) & FILE_ATTRIBUTE_REPARSE_POINT);
+  EXPECT_NE(std::string::npos,
+            only_start_of(mpirun).command_line.find("-hostfile " + in_quotes(in_world(name))));
+}
+
+// Whether removing a symbolic link leaves alone what it points to. Under Wine it does not.
+bool links_can_be_removed() {
+  given_file("target");
+  const bool made = made_symbolic_link("link", "target");
+  DeleteFileA(in_world("link").c_str());
+  return made && file_text("target").has_value();
+}
+
+class WrittenHostFile : public testing::TestWithParam<std::string> {};
+
+// ---- Libraries ----------------------------------------------------------------------------
+
+void plant_library(const std::string &path) {
+  ASSERT_TRUE(CopyFileA(built_tool("planted_library\\planted_library.dll").c_str(),
+                        in_world(path).c_str(), FALSE))
+      << path;
+}
+
+bool was_loaded(const std::string &path) {
+  return file_text(path + ".loaded").has_value();
+}
+
+// Libraries of Windows that programs load, also without asking for them.
+const std::vector<std::string> libraries = {
+    "user32.dll",   "version.dll", "winmm.dll",   "cryptbase.dll", "uxtheme.dll", "dwmapi.dll",
+    "netapi32.dll", "profapi.dll", "propsys.dll", "advapi32.dll",  "mpr.dll"};
+
+// Under Wine, for the launcher only: a file of that name would go before Wine's own.
+class preferred_libraries {
+ public:
+  explicit preferred_libraries(std::vector<std::string> names) : names_(std::move(names)) {
+    const std::string own_first = "native,builtin";
+    for (const auto &name : names_) {
+      RegSetKeyValueA(HKEY_CURRENT_USER, key, value_of(name).c_str(), REG_SZ, own_first.c_str(),
+                      static_cast<DWORD>(own_first.size() + 1));
+    }
+  }
+  // mpr.dll stays preferred: all scenarios need it.
+  ~preferred_libraries() {
+    std::erase(names_, "mpr.dll");
+    for (const auto &name : names_) {
+      RegDeleteKeyValueA(HKEY_CURRENT_USER, key, value_of(name).c_str());
+    }
+  }
+  preferred_libraries(const preferred_libraries &) = delete;
+  preferred_libraries &operator=(const preferred_libraries &) = delete;
+
+ private:
+  static constexpr const char *key = "Software\\Wine\\AppDefaults\\mpirun.exe\\DllOverrides";
+  static std::string value_of(const std::string &name) { return name.substr(0, name.find('.')); }
+  std::vector<std::string> names_;
+};
+
+// A launch that shows a box at its end.
+void run_with_a_box(const std::string &options = "") {
+  given_release("stub");
+  given_box_answer(ok_button);
+  const auto run = run_launcher("--mpi=net " + options + " no_such_program");
+  EXPECT_EQ(255U, run.status);
+  EXPECT_EQ(1U, run.boxes.size());
+}
+
+const std::string signs = "%s%n%d%%";
+
+}  // namespace
+
+// ---- Conversion signs ---------------------------------------------------------------------
+
+TEST(ConversionSigns, StandInTheNameOfAnMpi) {
+  given_release("msmpi");
+  EXPECT_EQ("Error: communicator \"" + signs + "\" is not available on this machine.\r\n",
+            run_launcher("--mpi=" + signs).errors);
+}
+
+TEST(ConversionSigns, StandInTheNameOfAHostFile) {
+  given_release("ibmmpi");
+  given_variable("ORBEX_DONT_CACHE_PASSWORD", "1");
+  EXPECT_EQ("\r\n Error:  Failed to open host file " + signs + "\r\n",
+            run_launcher("--mpi=ibmmpi --np=4 --cnf=" + signs).errors);
+}
+
+TEST(ConversionSigns, StandInAWarning) {
+  given_release("mpich2");
+  given_variable("ZEPHON_CRED_CHECK", "no");
+  given_tool(mpi_folder("1.2.3", "mpich2") + "\\bin\\mpiexec.exe");
+  const auto run = run_launcher("--r1.2.3 --mpi=mpich2 --np=4 --cnf=" + signs);
+  EXPECT_TRUE(run.output.ends_with("\r\nWarning: Unable to open host file " + signs +
+                                   "! Use local machine.\r\n"))
+      << run.output;
+}
+
+TEST(ConversionSigns, StandInTheUsersSettings) {
+  given_release("ibmmpi");
+  given_tool("mpi %s%n\\bin\\mpirun.exe");
+  given_variable("IBMMPI_ROOT", "..\\mpi %s%n");
+  given_variable("IBMMPI_USER_FLAGS", signs);
+  const auto run = run_launcher("--mpi=ibmmpi");
+  EXPECT_EQ(text_mode("\n***\n*** User defined: IBMMPI_ROOT=..\\mpi %s%n\n***\n"
+                      "\n***\n*** User defined: IBMMPI_USER_FLAGS=" +
+                      signs + "\n***\n"),
+            run.output);
+  EXPECT_TRUE(
+      only_start_of("mpi %s%n\\bin\\mpirun.exe").command_line.ends_with(" " + signs + "  "));
+}
+
+TEST(ConversionSigns, StandInABox) {
+  given_release("stub");
+  given_variable("ZEPHON_PROD", signs);
+  given_box_answer(ok_button);
+  const auto run = run_launcher("--mpi=net no_such_program " + signs);
+  ASSERT_EQ(1U, run.boxes.size());
+  EXPECT_EQ(signs, run.boxes[0].caption);
+  EXPECT_EQ("Unable to execute (null) no_such_program " + signs + "\n" +
+                windows_message(ERROR_FILE_NOT_FOUND) + "\n",
+            run.boxes[0].text);
+}
+
+TEST(ConversionSigns, StandInTracesAndLogs) {
+  given_release("stub");
+  given_tool("solver.exe");
+  given_variable("ZEPHON_STARTUP_DEBUG", "1");
+  given_variable("ZEPHON_RUN_DEBUG", in_world("log %s%n"));
+  given_variable("ZEPHON_PROD", "lumis");
+  given_variable("CANCEL_CCP_JOB_EXIT1", "job " + signs);
+  given_file("prod\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll");
+  given_command_interpreter("");
+  const auto run = run_launcher("--ptrace ..\\solver.exe " + signs);
+  EXPECT_EQ(text_mode("\ncmd = job " + signs + " (..\\src\\mpirun:4151)\njob " + signs + "\n"),
+            run.output);
+  EXPECT_EQ(text_mode("\n..\\solver.exe " + signs + "\n"), file_text("log %s%n"));
+}
+
+TEST(ConversionSigns, StandInAHostFile) {
+  given_written_host_file("zphost");
+  given_file("hosts", signs + "\n");
+  const auto run = run_launcher("--mpi=ibmmpi --np=2 solver");
+  EXPECT_EQ(signs + ":2\r\n", file_text(planted_name("zphost", GetProcessId(run.process.get()))));
+}
+
+TEST(ConversionSigns, StandInWhatACheckSays) {
+  given_release("intel");
+  given_tool(mpi_folder("1.2.3", "intel") + "\\bin\\mpiexec.exe");
+  given_file("hosts", "alpha:2\n");
+  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
+  given_command_interpreter("when -status\nout " + signs + "\\r\\n\n");
+  EXPECT_EQ(text_mode("\nChecking the status of SMPD for INTEL MPI on the local machine ... " +
+                      signs + "\n"),
+            run_launcher("--r1.2.3 --mpi=intel --np=2").output);
+}
+
+// The version is shown as a format without values: two signs are one, and no other
+// sign means anything.
+TEST(ConversionSigns, ReadNothingInAVersion) {
+  given_release("mpich2");
+  given_variable("MPICH2_HOME", "..\\mpich2");
+  given_tool("mpich2\\bin\\mpiexec.exe");
+  given_file("mpich2\\bin\\smpd.exe");
+  given_command_interpreter("when -version\nout %s%n%d%% %x%p %5000d %\\r\\n\n");
+  const auto run = run_launcher("--mpi=mpich2");
+  EXPECT_EQ(0U, run.status);
+  EXPECT_TRUE(run.output.ends_with("***\r\n%s%n%d% %x%p %5000d %\r\n\r\n")) << run.output;
+}
+
+TEST(ConversionSigns, StandInWhatAnInstallerSays) {
+  given_release("stub");
+  given_file("own\\bin\\smpd.exe");
+  given_command_interpreter("when -install\nout " + signs + "\\r\\n\n");
+  given_box_answer(ok_button);
+  const auto run = run_launcher("--install_smpd ..\\own");
+  ASSERT_EQ(1U, run.boxes.size());
+  EXPECT_EQ(
+      "\nMPICH2 SMPD Installation Successful:\n..\\own\\bin\\smpd.exe -install\n" + signs + "\n",
+      run.boxes[0].text);
+  EXPECT_NE(std::string::npos, file_text("work\\install_smpd_log.txt").value_or("").find(signs));
+}
+
+TEST(ConversionSigns, StandInAllThatTheSchedulerSays) {
+  given_release("msmpi");
+  given_variable("MSMPI_HOME", "..\\ms");
+  given_variable("USE_CCP", "head");
+  given_variable("ZEPHON_CRED_CHECK", "no");
+  given_variable("CCP_JOB_ID", "7");
+  given_file("work\\ZP7.1.jdoe.o", "output " + signs + "\n");
+  given_file("work\\ZP7.1.jdoe.e", "errors " + signs + "\n");
+  given_command_interpreter("when job add\nout " + signs +
+                            " submitted\\r\\n\nwhen job view\nout Error message: " + signs +
+                            "\\r\\nState : Failed\\r\\n\n");
+  const auto run = run_launcher("--mpi=msmpi --np=4");
+  EXPECT_EQ(text_mode(signs + " submitted\nJob 7 is Failed.  " + signs + "\n\n" +
+                      "\n\n---------- stdout ----------\noutput " + signs + "\n"),
+            run.output);
+  EXPECT_EQ(text_mode("Waiting for CCP scheduler@head to start msmpi nodes ...\n"
+                      "\n\n---------- stderr ----------\nerrors " +
+                      signs + "\n"),
+            run.errors);
+}
+
+// ---- Handles ------------------------------------------------------------------------------
+
+TEST(InheritedHandles, ReachNoToolThatIsAsked) {
+  const open_handles handles;
+  given_release("intel");
+  given_tool(mpi_folder("1.2.3", "intel") + "\\bin\\mpiexec.exe");
+  given_file("hosts", "alpha:2\n");
+  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
+  given_command_interpreter(handles.script());
+  (void)run_launcher("--r1.2.3 --mpi=intel --np=2");
+  const auto asked = starts_of("cmd.exe");
+  ASSERT_EQ(2U, asked.size());
+  for (const auto &start : asked) {
+    EXPECT_EQ(handles.none(), start.handles) << start.command_line;
+    EXPECT_EQ("none pipe pipe", start.input + " " + start.output + " " + start.error);
+  }
+}
+
+TEST(InheritedHandles, ReachNoService) {
+  const open_handles handles;
+  given_release("intel");
+  const auto tools = mpi_folder("1.2.3", "intel") + "\\bin\\";
+  given_tool(tools + "mpiexec.exe");
+  given_tool(tools + "smpd.exe", handles.script());
+  given_file("hosts", "alpha:2\n");
+  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
+  given_command_interpreter("when -status\nout no smpd\\r\\n\n");
+  (void)run_launcher("--r1.2.3 --mpi=intel --np=2");
+  const auto start = only_start_of(tools + "smpd.exe");
+  EXPECT_EQ(handles.none(), start.handles);
+  EXPECT_EQ("none none none", start.input + " " + start.output + " " + start.error);
+}
+
+// What the launcher's caller hands on is meant for the solver.
+TEST(InheritedHandles, ReachTheSolver) {
+  const open_handles handles;
+  given_release("stub");
+  given_tool("solver.exe", handles.script());
+  (void)run_launcher("--mpi=net ..\\solver.exe");
+  EXPECT_EQ(handles.all(), only_start_of("solver.exe").handles);
+}
+
+// Pipes, files and processes that it had open in between stay its own.
+TEST(InheritedHandles, AreNeverTheLaunchersOwn) {
+  given_release("intel");
+  const auto mpiexec = mpi_folder("1.2.3", "intel") + "\\bin\\mpiexec.exe";
+  given_tool(mpiexec);
+  (void)run_launcher("--r1.2.3 --mpi=intel --np=2");
+  const auto plain = only_start_of(mpiexec).handle_count;
+
+  given_file("hosts", "alpha\n");
+  given_command_interpreter("when -status\nout smpd runs\\r\\n\n");
+  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
+  given_variable("ZEPHON_RUN_DEBUG", "..\\log");
+  (void)run_launcher("--r1.2.3 --mpi=intel --np=2 --o times.txt");
+  ASSERT_EQ(2U, starts_of(mpiexec).size());
+  EXPECT_EQ(2U, starts_of("cmd.exe").size());
+  EXPECT_EQ(plain, starts_of(mpiexec)[1].handle_count);
+}
+
+// ---- Planted host files -------------------------------------------------------------------
+
+TEST_P(WrittenHostFile, ReplacesAFileOfItsName) {
+  given_written_host_file(GetParam());
+  given_prepared_start([](unsigned long process) {
+    given_file(planted_name(GetParam(), process), "evil:100000\r\nand much more of it\r\n");
+  });
+  expect_own_file(run_launcher("--mpi=ibmmpi --np=2 solver"), GetParam());
+}
+
+TEST_P(WrittenHostFile, IsNotWrittenThroughAHardLink) {
+  given_written_host_file(GetParam());
+  given_file("victim", "precious\r\n");
+  given_prepared_start([](unsigned long process) {
+    EXPECT_TRUE(CreateHardLinkA(in_world(planted_name(GetParam(), process)).c_str(),
+                                in_world("victim").c_str(), nullptr));
+  });
+  expect_own_file(run_launcher("--mpi=ibmmpi --np=2 solver"), GetParam());
+  EXPECT_EQ("precious\r\n", file_text("victim"));
+}
+
+TEST_P(WrittenHostFile, IsNotWrittenThroughASymbolicLink) {
+  given_written_host_file(GetParam());
+  given_file("victim", "precious\r\n");
+  if (!links_can_be_removed()) {
+    GTEST_SKIP() << "this Windows makes no links, or removes what they point to";
+  }
+  given_prepared_start([](unsigned long process) {
+    EXPECT_TRUE(made_symbolic_link(planted_name(GetParam(), process), "victim"));
+  });
+  expect_own_file(run_launcher("--mpi=ibmmpi --np=2 solver"), GetParam());
+  EXPECT_EQ("precious\r\n", file_text("victim"));
+}
+
+// Where the link cannot be removed the launch ends, or does without the file.
+TEST_P(WrittenHostFile, IsNotMadeThroughASymbolicLinkToNothing) {
+  given_written_host_file(GetParam());
+  bool made = true;
+  given_prepared_start([&made](unsigned long process) {
+    made = made_symbolic_link(planted_name(GetParam(), process), "victim");
+  });
+  const auto run = run_launcher("--mpi=ibmmpi --np=2 solver");
+  if (!made) {
+    GTEST_SKIP() << "this user may not make symbolic links";
+  }
+  EXPECT_EQ(std::nullopt, file_text("victim"));
+  EXPECT_EQ(GetParam() == "zphosts" || run.errors.empty() ? 0U : 2U, run.status);
+}
+
+// A file that cannot be removed is not used either.
+TEST_P(WrittenHostFile, IsNotAReadOnlyFileOfItsName) {
+  given_written_host_file(GetParam());
+  std::string planted;
+  given_prepared_start([&planted](unsigned long process) {
+    planted = planted_name(GetParam(), process);
+    given_file(planted, "evil:100000\r\n");
+    SetFileAttributesA(in_world(planted).c_str(), FILE_ATTRIBUTE_READONLY);
+  });
+  const auto run = run_launcher("--mpi=ibmmpi --np=2 solver");
+  EXPECT_EQ("evil:100000\r\n", file_text(planted));
+  for (const auto &start : starts_of(mpirun)) {
+    EXPECT_EQ(std::string::npos, start.command_line.find("zphost")) << start.command_line;
+  }
+  EXPECT_EQ(GetParam() == "zphosts" ? 0U : 2U, run.status);
+  SetFileAttributesA(in_world(planted).c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
+INSTANTIATE_TEST_SUITE_P(Planted, WrittenHostFile, testing::Values("zphost", "zphosts"),
+                         [](const auto &row) { return row.param; });
+
+// ---- Planted libraries --------------------------------------------------------------------
+
+TEST(PlantedLibraries, AreNotLoadedByAPlainLaunch) {
+  const preferred_libraries preferred(libraries);
+  given_release("stub");
+  given_tool("solver.exe");
+  for (const auto &library : libraries) {
+    plant_library(library);
+  }
+  EXPECT_EQ(0U, run_launcher("--mpi=net --o times.txt ..\\solver.exe").status);
+  EXPECT_EQ(1U, starts_of("solver.exe").size());
+  for (const auto &library : libraries) {
+    EXPECT_FALSE(was_loaded(library)) << library;
+  }
+}
+
+TEST(PlantedLibraries, OfTheWindowsIsNotTakenFromTheLaunchersFolder) {
+  const preferred_libraries preferred({"user32.dll"});
+  plant_library("user32.dll");
+  run_with_a_box();
+  EXPECT_FALSE(was_loaded("user32.dll"));
+}
+
+TEST(PlantedLibraries, AreNotLoadedFromTheCurrentFolder) {
+  const preferred_libraries preferred(libraries);
+  for (const auto &library : libraries) {
+    plant_library("work\\" + library);
+  }
+  run_with_a_box("--path=..\\inc");
+  for (const auto &library : libraries) {
+    EXPECT_FALSE(was_loaded("work\\" + library)) << library;
+  }
+}
+
+// The network library is loaded by its name alone, so one beside the launcher comes
+// first, as with every program; only who may write there can plant it. This also shows
+// that a planted library is noticed.
+TEST(PlantedLibraries, OfTheNetworkIsTakenFromTheLaunchersFolder) {
+  plant_library("mpr.dll");
+  run_with_a_box("--path=..\\inc");
+  EXPECT_TRUE(was_loaded("mpr.dll"));
+}
