@@ -275,9 +275,27 @@ step_wine() {
   done
 }
 
+# A disk that is full, for those who may mount one; without it a few tests are skipped.
+make_full_disk() {
+  local folder=$logs/full_disk
+  mkdir -p "$folder"
+  if mountpoint -q "$folder" || mount -t tmpfs -o size=4k,mode=1777 full_disk "$folder" 2>/dev/null; then
+    head -c 8192 /dev/zero >"$folder/filler" 2>/dev/null || true
+    export SCENARIO_FULL_DISK=$folder
+  fi
+}
+
+remove_full_disk() {
+  if [ -n "${SCENARIO_FULL_DISK:-}" ]; then
+    umount "$SCENARIO_FULL_DISK" || true
+    unset SCENARIO_FULL_DISK
+  fi
+}
+
 step_scenarios() {
   in_tree tests/scenario/CMakeLists.txt || return 0
   need_build
+  make_full_disk
   heading "Scenarios: the launcher from outside under Wine, by two workers"
   start_workers 2
   local program=$root/build/mingw/tests/scenario/scenario_tests.exe number worker=() began=$SECONDS
@@ -291,6 +309,7 @@ step_scenarios() {
     wait "${worker[number]}" || status=$?
     count_tests "scenarios-$number" "$logs/scenarios-$number.log" "$status" $((SECONDS - began))
   done
+  remove_full_disk
 }
 
 # The scheduler's tools and the launcher on a cluster of this machine.
@@ -424,6 +443,7 @@ end_of_test() {
     stop_cluster
   fi
   wine_stop
+  remove_full_disk
 }
 
 main() {

@@ -1,0 +1,561 @@
+// fault_matrix_test.cpp: each call of another program with each fault, and
+// docs/fault-matrix.md beside it. The rules stand in fault_calls.cpp.
+//
+// A stand-in for cmd.exe plays the tools of a launch. The tool with the fault is
+// played by it too; one that is missing or is no program is left to the real cmd.exe.
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ostream>
+
+#include "fault_calls.h"
+#include "fault_page.h"
+
+using namespace scenario;
+
+namespace {
+
+const std::string console_interpreter = "console\\cmd.exe";
+const std::string before_mark = "before_fault";    // the call before it is under way
+const std::string gone_mark = "interpreter_gone";  // it may answer
+
+struct matrix_cell {
+  const program_call *call;
+  fault with;
+};
+
+void PrintTo(const matrix_cell &cell, std::ostream *stream) {
+  *stream << cell.call->heading << ", " << name_of(cell.with);
+}
+
+std::vector<matrix_cell> all_cells() {
+  std::vector<matrix_cell> cells;
+  for (const auto &call : program_calls()) {
+    for (const auto &rule : call.rules) {
+      for (const auto one : rule.when) {
+        cells.push_back({&call, one});
+      }
+    }
+  }
+  return cells;
+}
+
+const fault_rule &rule_of(const matrix_cell &cell) {
+  const auto &rules = cell.call->rules;
+  return *std::find_if(rules.begin(), rules.end(), [&](const fault_rule &rule) {
+    return std::find(rule.when.begin(), rule.when.end(), cell.with) != rule.when.end();
+  });
+}
+
+void replace_all(std::string &text, const std::string &what, const std::string &with) {
+  for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += with.size()) {
+    text.replace(at, what.size(), with);
+  }
+}
+
+// ---- What the tool with the fault says ----------------------------------------------------
+
+std::string ten_megabytes() {
+  const std::string line = std::string(1022, 'x') + "\r\n";
+  std::string text;
+  text.reserve(10240 * line.size());
+  for (int count = 0; count < 10240; ++count) {
+    text += line;
+  }
+  return text;
+}
+
+std::string all_bytes() {
+  std::string bytes;
+  for (int code = 0; code < 256; ++code) {
+    bytes += static_cast<char>(code);
+  }
+  return bytes + "\r\n";
+}
+
+struct heard_text {
+  std::string output, errors;
+};
+
+// What the real cmd.exe says when it is given the launcher's own command.
+heard_text words_of_interpreter(const program_call &call) {
+  for (const auto &start : all_starts()) {
+    const auto command = start.command_line.find("/c ");
+    if (start.command_line.find(call.key) != std::string::npos && command != std::string::npos) {
+      auto run = start_program(std::string(std::getenv("SystemRoot")) + "\\system32\\cmd.exe",
+                               "cmd.exe " + start.command_line.substr(command));
+      wait_for_everything(run);
+      return {run.output, run.errors};
+    }
+  }
+  return {};  // the launcher has seen by itself that there is no such file
+}
+
+heard_text heard_of(const matrix_cell &cell) {
+  switch (cell.with) {
+    case fault::missing:
+    case fault::no_program:
+      return words_of_interpreter(*cell.call);
+    case fault::dies_in_line:
+      return {cell.call->half, ""};
+    case fault::ten_megabytes:
+      return {ten_megabytes() + cell.call->answer, ""};
+    case fault::all_bytes:
+      return {all_bytes() + cell.call->answer, ""};
+    case fault::exits_with_1:
+    case fault::crashes:
+    case fault::closes_output:
+      return {cell.call->answer, ""};
+    case fault::no_interpreter:
+    case fault::hangs:
+    case fault::dies_silently:
+      break;
+  }
+  return {};
+}
+
+std::string script_of(const matrix_cell &cell) {
+  const std::string answer = "out " + escape(cell.call->answer) + "\n";
+  const std::string hangs =
+      "make_file {world}\\" + hanging_mark + "\nwait_file {world}\\" + go_mark + "\n";
+  switch (cell.with) {
+    case fault::missing:
+    case fault::no_program:
+      return "run {system}\\system32\\cmd.exe {arguments}\n";
+    case fault::no_interpreter:
+      break;
+    case fault::hangs:
+      return hangs;
+    case fault::dies_silently:
+      return "exit 0xC0000005\n";
+    case fault::dies_in_line:
+      return "out " + escape(cell.call->half) + "\nexit 0xC0000005\n";
+    case fault::ten_megabytes:
+      return "repeat 10240 " + std::string(1022, 'x') + "\\r\\n\n" + answer;
+    case fault::all_bytes:
+      return "out " + escape(all_bytes()) + "\n" + answer;
+    case fault::exits_with_1:
+      return answer + "exit 1\n";
+    case fault::crashes:
+      return answer + "exit 0xC0000005\n";
+    case fault::closes_output:
+      return answer + "close\n" + hangs;
+  }
+  return "";
+}
+
+// ---- Given --------------------------------------------------------------------------------
+
+std::string answer_text(const tool_answer &one) {
+  return "when " + one.key + "\n" + one.steps;
+}
+
+// The script of the stand-in: the tool with the fault among the others.
+std::string interpreter_script(const matrix_cell &cell) {
+  const auto &call = *cell.call;
+  std::string script;
+  for (const auto &one : call.earlier) {
+    script += answer_text(one);
+  }
+  if (cell.with != fault::no_interpreter && call.way != start_way::direct &&
+      call.way != start_way::detached) {
+    script += "when " + call.key + "\n" + (call.once ? "times 1\n" : "") + call.first_step +
+              script_of(cell);
+  }
+  for (auto one : call.others) {
+    if (cell.with == fault::no_interpreter && one.key == call.previous) {
+      one.steps = "make_file {world}\\" + before_mark + "\nwait_file {world}\\" + gone_mark + "\n" +
+                  one.steps;
+    }
+    script += answer_text(one);
+  }
+  replace_all(script, "{world}\\", in_world(""));
+  replace_all(script, "{system}", std::getenv("SystemRoot"));
+  return script;
+}
+
+// A file that is there, and with the fault none or no program.
+void given_tool_of(const matrix_cell &cell) {
+  const auto &call = *cell.call;
+  const bool itself = call.way == start_way::direct || call.way == start_way::detached;
+  if (cell.with == fault::missing) {
+    DeleteFileA(in_world(call.tool).c_str());
+  } else if (cell.with == fault::no_program) {
+    given_file(call.tool, "this is no program");
+  } else if (itself) {
+    auto script = script_of(cell);
+    replace_all(script, "{world}\\", in_world(""));
+    given_tool(call.tool, script);
+  } else if (!file_text(call.tool)) {
+    given_file(call.tool);
+  }
+}
+
+bool breaks_later(const matrix_cell &cell) {
+  return cell.with == fault::no_interpreter && !cell.call->previous.empty();
+}
+
+void given_interpreters(const matrix_cell &cell) {
+  const auto script = interpreter_script(cell);
+  given_tool("cmd.exe", script);
+  given_tool(console_interpreter, script);
+  given_variable("COMSPEC", in_world(console_interpreter));
+  if (cell.with == fault::no_interpreter && !breaks_later(cell)) {
+    const bool console = cell.call->way != start_way::runner;
+    given_file(console ? console_interpreter : "cmd.exe", "this is no program");
+  }
+}
+
+void given_cell(const matrix_cell &cell) {
+  cell.call->given();
+  given_interpreters(cell);
+  given_tool_of(cell);
+  if (cell.call->waits == waits_for::one_second && cell.with == fault::hangs) {
+    given_variable("CCP_JOB_SUBMIT_WAIT_TIME", "1");
+  }
+  const auto &rule = rule_of(cell);
+  for (const auto &box : rule.boxes) {
+    given_box_answer(box.answer);
+  }
+  if (rule.wait_box) {
+    given_box_left_alone();
+  }
+}
+
+// ---- When ---------------------------------------------------------------------------------
+
+// From now on cmd.exe cannot be started.
+void break_interpreter(launch &run) {
+  wait_for_file(run, before_mark);
+  ASSERT_TRUE(MoveFileA(in_world("cmd.exe").c_str(), in_world("cmd_before.exe").c_str()));
+  given_file("cmd.exe", "this is no program");
+  given_file(gone_mark);
+}
+
+// After the launcher has met it, it can be started again.
+void mend_interpreter(launch &run) {
+  while (is_running(run) && run.errors.find("Error in execute") == std::string::npos) {
+    wait_a_moment(run);
+  }
+  DeleteFileA(in_world("cmd.exe").c_str());
+  ASSERT_TRUE(MoveFileA(in_world("cmd_before.exe").c_str(), in_world("cmd.exe").c_str()));
+}
+
+void meet_box(launch &run) {
+  wait_for_boxes(run, 1);
+  given_file(box_mark);
+}
+
+// Whether the launcher waits for a tool that hangs, or that only has closed its output.
+bool must_wait(const matrix_cell &cell) {
+  const auto waits = cell.call->waits;
+  return cell.with == fault::hangs
+             ? waits == waits_for::its_output || waits == waits_for::its_end
+             : cell.with == fault::closes_output && waits == waits_for::its_end;
+}
+
+bool lives_on(const matrix_cell &cell) {
+  return cell.with == fault::closes_output ||
+         (cell.with == fault::hangs && cell.call->waits != waits_for::one_second);
+}
+
+launch run_cell(const matrix_cell &cell) {
+  const auto &call = *cell.call;
+  const bool has_box = rule_of(cell).wait_box || call.way == start_way::dropped;
+  const bool box_comes_first = !call.first_step.empty() || call.way == start_way::dropped;
+
+  auto run = start_launcher(call.arguments);
+  if (breaks_later(cell)) {
+    break_interpreter(run);
+  }
+  if (has_box && box_comes_first) {
+    meet_box(run);
+  }
+  if (breaks_later(cell) && call.once) {
+    mend_interpreter(run);
+  }
+  if (lives_on(cell)) {
+    wait_for_file(run, hanging_mark);
+  }
+  if (must_wait(cell)) {
+    wait_a_moment(run);
+    EXPECT_TRUE(is_running(run));
+    EXPECT_GE(call.starts_before + 1, all_starts().size());  // nothing behind it
+    given_file(go_mark);
+  }
+  if (has_box && !box_comes_first) {
+    meet_box(run);
+  }
+  if (lives_on(cell) && !must_wait(cell)) {
+    wait_for_end(run);
+    given_file(go_mark);
+  }
+  wait_for_everything(run);
+  return run;
+}
+
+// ---- Then ---------------------------------------------------------------------------------
+
+std::string first_line_of(const std::string &text) {
+  return text.substr(0, std::min(text.find('\n'), text.size() - 1) + 1);
+}
+
+std::string last_line_of(const std::string &text) {
+  const auto end = text.size() > 1 ? text.rfind('\n', text.size() - 2) : std::string::npos;
+  return text.substr(end == std::string::npos ? 0 : end + 1);
+}
+
+// A tool's output as the launcher reads it: CR LF is one newline.
+std::string in_memory(std::string text) {
+  replace_all(text, "\r\n", "\n");
+  return text;
+}
+
+// What reaches the user of the tool's output, between the launcher's own words.
+std::string shown_text(const program_call &call, const heard_text &heard) {
+  if (call.way == start_way::console || call.way == start_way::direct) {
+    return heard.output;  // not through the launcher
+  }
+  const auto text = in_memory(heard.output + heard.errors);
+  if (call.shown == shows::nothing || text.empty()) {
+    return "";
+  }
+  return text_mode(call.shown == shows::first_line ? " " + first_line_of(text) : text);
+}
+
+std::string expected_output(const matrix_cell &cell, const heard_text &heard) {
+  const auto &call = *cell.call;
+  const bool limited = call.waits == waits_for::one_second && cell.with == fault::hangs;
+  return text_mode(limited ? "\nCCP_JOB_SUBMIT_WAIT_TIME = 1\n" : call.before) +
+         shown_text(call, heard) + text_mode(rule_of(cell).after);
+}
+
+std::string expected_errors(const matrix_cell &cell, const heard_text &heard) {
+  const bool in_pipe = cell.call->way == start_way::runner;
+  return (in_pipe ? "" : heard.errors) + text_mode(rule_of(cell).errors);
+}
+
+// How often a question fails that is asked again and again is a matter of time.
+std::string without_repetitions(std::string text, const std::string &piece) {
+  const auto first = text.find(piece);
+  while (first != std::string::npos &&
+         text.compare(first + piece.size(), piece.size(), piece) == 0) {
+    text.erase(first, piece.size());
+  }
+  return text;
+}
+
+void expect_errors(const matrix_cell &cell, const heard_text &heard, std::string errors) {
+  const auto &call = *cell.call;
+  if (call.once && cell.with == fault::no_interpreter) {
+    errors = without_repetitions(
+        errors, text_mode("\nerror : cmd = " + call.command + "\n\nError in execute command " +
+                          call.command + "\n"));
+  }
+  EXPECT_EQ(expected_errors(cell, heard), errors);
+}
+
+void expect_boxes(const matrix_cell &cell, const heard_text &heard, const launch &run) {
+  const auto text = in_memory(heard.output + heard.errors);
+  const auto &rule = rule_of(cell);
+  ASSERT_EQ(rule.boxes.size() + (rule.wait_box ? 1 : 0), run.boxes.size());
+  for (std::size_t index = 0; index < rule.boxes.size(); ++index) {
+    auto expected = rule.boxes[index].text;
+    replace_all(expected, "{first line}", first_line_of(text));
+    replace_all(expected, "{last line}", last_line_of(text));
+    EXPECT_EQ(rule.boxes[index].caption, run.boxes[index].caption);
+    EXPECT_EQ(expected, run.boxes[index].text);
+  }
+}
+
+const std::vector<std::pair<std::string, std::string>> step_names = {
+    {"Credential Check", "`job submit ... cmd.exe /C ver`"},
+    {"-ccp_job", "the same in the console"},
+    {"job new", "`job new`"},
+    {"job add", "`job add`"},
+    {"job submit", "`job submit`"},
+    {"job view", "`job view`"},
+    {"job modify", "`job modify`"},
+    {"job cancel", "`job cancel`"},
+    {"listenvs", "`cluscfg listenvs`"},
+    {"-status", "`smpd -status`"},
+    {"-d 0", "`smpd -d 0`"},
+    {"-validate", "`mpiexec -validate`"},
+    {"-register", "`mpiexec -register`"},
+    {"-version", "`smpd -version`"},
+    {"-install", "`smpd -install`"},
+    {"-pwcheck", "`mpirun -pwcheck`"},
+    {"-cache", "`mpirun -cache`"},
+    {"setup.exe", "`setup.exe`"},
+};
+
+std::string step_name(const std::string &command_line) {
+  for (const auto &[key, name] : step_names) {
+    if (command_line.find(key) != std::string::npos) {
+      return name;
+    }
+  }
+  return "the launch";
+}
+
+std::string hosts_in(const std::string &machine_file) {
+  auto text = file_text(machine_file).value_or("(none)");
+  if (text.empty()) {
+    return "empty";
+  }
+  replace_all(text, "\r\n", " ");
+  return text.substr(0, text.size() - 1);
+}
+
+// What was started behind the call with the fault, the same in a row only once.
+std::vector<std::string> steps_behind(const matrix_cell &cell) {
+  const auto &call = *cell.call;
+  auto starts = all_starts();
+  starts.erase(starts.begin(), starts.begin() + static_cast<std::ptrdiff_t>(
+                                                    std::min(call.starts_before, starts.size())));
+  const auto it = std::find_if(starts.begin(), starts.end(), [&](const tool_start &start) {
+    return start.command_line.find(call.key) != std::string::npos;
+  });
+  if (it != starts.end() && !(call.once && cell.with == fault::no_interpreter)) {
+    starts.erase(it);
+  }
+  std::vector<std::string> steps;
+  if (!call.machine_file.empty()) {
+    steps.push_back("machine file: " + hosts_in(call.machine_file));
+  }
+  for (const auto &start : starts) {
+    steps.push_back(step_name(start.command_line));
+  }
+  steps.erase(std::unique(steps.begin(), steps.end()), steps.end());
+  return steps;
+}
+
+// ---- In the page's words ------------------------------------------------------------------
+
+std::string shown_words(const program_call &call, const heard_text &heard) {
+  if (call.way == start_way::dropped) {
+    return heard.errors.empty() ? "nothing" : "its standard error";
+  }
+  if ((heard.output + heard.errors).empty() || call.way == start_way::detached) {
+    return "nothing";
+  }
+  switch (call.shown) {
+    case shows::nothing:
+      return "nothing";
+    case shows::first_line:
+      return "its first line";
+    case shows::everything:
+      return "all of it";
+  }
+  return "";
+}
+
+// A text of the launcher with the call's command left out.
+std::string without_command(std::string text, const program_call &call) {
+  if (!call.command.empty()) {
+    replace_all(text, call.command, "<command>");
+  }
+  return text;
+}
+
+std::string box_words(const expected_box &box, const program_call &call) {
+  auto text = without_command(box.text, call);
+  replace_all(text, "{first line}", "<first line>");
+  replace_all(text, "{last line}", "<last line>");
+  for (const unsigned long error : {2UL, 193UL}) {
+    replace_all(text, windows_message(error), "<Windows' message>\n");
+  }
+  // A long text is known by its first line.
+  constexpr std::ptrdiff_t most_lines = 3;
+  const bool is_long = std::count(text.begin(), text.end(), '\n') > most_lines;
+  const auto lines = quoted_lines(is_long ? text.substr(0, text.find('\n', 1)) + " ..." : text);
+  return "a box: " + (lines.empty() ? "without a text" : lines);
+}
+
+std::string said_words(const matrix_cell &cell) {
+  const auto &rule = rule_of(cell);
+  std::vector<std::string> said;
+  for (const auto &text : {rule.after, rule.errors}) {
+    const auto lines = quoted_lines(without_command(text, *cell.call));
+    if (!lines.empty()) {
+      said.push_back(lines);
+    }
+  }
+  if (rule.wait_box) {
+    said.emplace_back("the wait box");
+  }
+  for (const auto &box : rule.boxes) {
+    said.push_back(box_words(box, *cell.call));
+  }
+  return listed(said);
+}
+
+std::string status_words(const matrix_cell &cell) {
+  const auto status = std::to_string(rule_of(cell).status);
+  if (cell.with == fault::hangs && cell.call->waits == waits_for::one_second) {
+    return "waits for the time limit; " + status;
+  }
+  return must_wait(cell) ? "waits; " + status : status;
+}
+
+// ---- The tests ----------------------------------------------------------------------------
+
+class ProgramFault : public testing::TestWithParam<matrix_cell> {};
+
+TEST_P(ProgramFault, HasItsOutcome) {
+  const auto &cell = GetParam();
+  given_cell(cell);
+  const auto run = run_cell(cell);
+  const auto steps = steps_behind(cell);
+  const auto heard = heard_of(cell);
+
+  const auto &rule = rule_of(cell);
+  const auto output = expected_output(cell, heard);
+  EXPECT_EQ(rule.status, run.status);
+  EXPECT_TRUE(output == run.output)
+      << output.size() << " bytes expected: " << escape(output.substr(0, 2000)) << "\n"
+      << run.output.size() << " bytes came: " << escape(run.output.substr(0, 2000));
+  expect_errors(cell, heard, run.errors);
+  expect_boxes(cell, heard, run);
+  EXPECT_EQ(rule.then, steps);
+  if (!HasFailure()) {
+    compare_with_page(
+        cell.call->heading, name_of(cell.with),
+        {shown_words(*cell.call, heard), said_words(cell), listed(rule.then), status_words(cell)});
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, ProgramFault, testing::ValuesIn(all_cells()), [](const auto &row) {
+  return row.param.call->name + test_name_of(row.param.with);
+});
+
+}  // namespace
+
+namespace scenario {
+
+std::vector<page_section> program_sections() {
+  std::vector<page_section> sections;
+  for (const auto &call : program_calls()) {
+    page_section section = {call.heading, call.about, {"Shown", "Says", "Then", "Status"}, {}};
+    for (int number = 0; number <= static_cast<int>(fault::closes_output); ++number) {
+      const auto one = static_cast<fault>(number);
+      const bool has_it = std::any_of(call.rules.begin(), call.rules.end(), [&](const auto &rule) {
+        return std::find(rule.when.begin(), rule.when.end(), one) != rule.when.end();
+      });
+      if (has_it) {
+        section.faults.push_back(name_of(one));
+      }
+    }
+    sections.push_back(section);
+  }
+  return sections;
+}
+
+}  // namespace scenario
+
+TEST(FaultPage, HoldsTheOutcomesAndNothingElse) {
+  compare_rest_of_page();
+}
