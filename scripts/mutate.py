@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """mutate.py: breaks the launcher one line at a time and asks the unit tests.
 
-    scripts/mutate.py [--count N] [--seed S] [--jobs J] [FILE...]
+    scripts/mutate.py [--count N] [--seed S] [--jobs J] [--again OUTPUT] [FILE...]
 
     scripts/mutate.py                               all mutants of the back-ends and of the options
     scripts/mutate.py --count 300                   300 of them, drawn with the seed
     scripts/mutate.py src/scheduler/*.cpp           other files
+    scripts/mutate.py --again build/survivors.txt   those that an earlier run printed
 
 A mutant is one file of src/ with one small mistake in it: a comparison or a
 condition turned round, + made -, a number one larger or smaller, a character
@@ -24,7 +25,8 @@ were caught. Equal trees and seeds give equal mutants.
 
 Mutants that no test can tell from the launcher stand in scripts/mutate_equivalent.txt,
 as they are printed but without the line's number; the indented lines behind one say
-why. They are left out, and one that no longer exists is an error.
+why. "*" behind the arrow stands for all mutants of a line. They are left out; one
+that no longer exists is an error.
 """
 
 import argparse
@@ -61,8 +63,10 @@ class Mutant(typing.NamedTuple):
     after: str
     text: str  # the whole file, changed
 
-    def name(self):
-        return f"{self.file}: {self.before}  →  {self.after}"
+    def names(self):
+        """Its own name, and that of all mutants of the line."""
+        line = f"{self.file}: {self.before}  →  "
+        return {line + self.after, line + "*"}
 
     def place(self):
         return f"{self.file}:{self.line}: {self.before}  →  {self.after}"
@@ -215,7 +219,8 @@ def wrong_numbers(_source, tokens):
         if token.kind != "number":
             continue
         digits, suffix = re.fullmatch(r"(0[xX][0-9a-fA-F']+|[\d'.]+)(.*)", token.text).groups()
-        value = float(digits) if "." in digits else int(digits.replace("'", ""), 0)
+        digits = digits.replace("'", "")
+        value = float(digits) if "." in digits else int(digits, 0)
         for other in (value + 1, value - 1):
             yield token.start, token.end, f"{other}{suffix}"
 
@@ -266,16 +271,17 @@ def end_of_statement(tokens, index):
 ASSIGNMENTS = ("=", "+=", "-=", "*=", "/=", "%=", "|=", "&=")
 NO_STATEMENT = (
     "alignas auto bool case catch char class const constexpr default delete do double else enum "
-    "explicit extern float for friend goto if inline int long namespace new private protected public "
-    "return short signed static struct switch template throw try typedef union unsigned using "
-    "virtual void volatile while"
+    "explicit extern float for friend goto if inline int long namespace new private protected "
+    "public return short signed static struct switch template throw try typedef union unsigned "
+    "using virtual void volatile while"
 ).split()
 
 
 def missing_statements(_source, tokens):
     """Calls, assignments, break and continue left out."""
     for first, last in statements(tokens):
-        if is_call_or_assignment(tokens, first, last) or tokens[first].text in ("break", "continue"):
+        leaves = tokens[first].text in ("break", "continue")
+        if leaves or is_call_or_assignment(tokens, first, last):
             yield tokens[first].start, tokens[last].end, ";"
 
 
@@ -340,9 +346,10 @@ def find_mutants(file):
                 continue
             line_start = source.rfind("\n", 0, start) + 1
             line_end = source.find("\n", end)
-            before = in_one_line(source[line_start:line_end])
-            after = in_one_line(source[line_start:start] + text + source[end:line_end])
-            mutants[changed] = Mutant(file, source.count("\n", 0, start) + 1, before, after, changed)
+            mutants[changed] = Mutant(
+                file=file, line=source.count("\n", 0, start) + 1, text=changed,
+                before=in_one_line(source[line_start:line_end]),
+                after=in_one_line(source[line_start:start] + text + source[end:line_end]))
     return sorted(mutants.values(), key=lambda mutant: (mutant.line, mutant.after))
 
 
@@ -516,6 +523,7 @@ def asked_for(arguments):
     parser.add_argument("--count", type=int, help="how many mutants; all when not given")
     parser.add_argument("--seed", type=int, default=1, help="draws other mutants")
     parser.add_argument("--jobs", type=int, default=1, help="mutants at a time")
+    parser.add_argument("--again", metavar="OUTPUT", help="only those that this output names")
     parser.add_argument("files", metavar="FILE", nargs="*",
                         help="files of src/; the back-ends and the options when not given")
     return parser.parse_args(arguments)
@@ -530,15 +538,19 @@ def files_in_tree(named):
     return [path.relative_to(ROOT).as_posix() for path in paths]
 
 
-def choose_mutants(files, seed):
+def choose_mutants(files, seed, output=None):
     """The mutants to try, in the order in which they are drawn."""
     equivalent = read_equivalent()
     mutants = [mutant for file in files for mutant in find_mutants(file)]
-    names = {mutant.name() for mutant in mutants}
+    names = {name for mutant in mutants for name in mutant.names()}
     gone = [name for name in equivalent if name.split(": ")[0] in files and name not in names]
     if gone:
         sys.exit("\n".join([f"{EQUIVALENT.name} names mutants that are none:", *sorted(gone)]))
-    mutants = [mutant for mutant in mutants if mutant.name() not in equivalent]
+    mutants = [mutant for mutant in mutants if not mutant.names() & equivalent]
+    if output:
+        printed = pathlib.Path(output).read_text(encoding="utf-8").splitlines()
+        again = {re.sub(r"^([^:]+):\d+:", r"\1:", line) for line in printed}
+        mutants = [mutant for mutant in mutants if mutant.names() & again]
     random.Random(seed).shuffle(mutants)
     return mutants
 
@@ -550,7 +562,7 @@ def main(arguments):
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
     WORK.mkdir(parents=True, exist_ok=True)
     workshop = Workshop(asked.jobs)
-    waiting = choose_mutants(files, asked.seed)
+    waiting = choose_mutants(files, asked.seed, asked.again)
     wanted = len(waiting) if asked.count is None else asked.count
 
     tried = caught = 0

@@ -124,6 +124,7 @@ TEST(Mpich2Home, IsShownOnceInARun) {
   EXPECT_EQ("C:\\own", find_mpich2_home(false));
   EXPECT_EQ(texts{ask_version}, commands());
   EXPECT_EQ(home_shown + "1.2.1p1\n\n", standard_output());
+  EXPECT_EQ(1, state.mpich2_home_announced);
 }
 
 TEST(Mpich2Home, MayFindItsMpiexecGoneLater) {
@@ -139,6 +140,10 @@ TEST(Mpich2Home, ShowsEveryLineOfTheVersion) {
 TEST(Mpich2Home, ShowsAnOldVersionByItsListOfOptions) {
   EXPECT_EQ("usage\n1.0.2 or older\n\n",
             report_of("usage\r\nthe smpd options are\r\n-help\r\n-install\r\n"));
+}
+
+TEST(Mpich2Home, KnowsAnOldVersionAtTheEndOfALine) {
+  EXPECT_EQ("1.0.2 or older\n\n", report_of("these are the smpd options\r\n-help\r\n"));
 }
 
 TEST(Mpich2Home, ShowsTwoPercentSignsAsOne) {

@@ -572,6 +572,7 @@ TEST_F(AllocatedMachineFile, SplitsAtBlanksAlone) {
 
 TEST_F(AllocatedMachineFile, BeginsBehindTheFirstColon) {
   EXPECT_EQ("a:1\r\nb\r\n", file_for("Allocated nodes:a:1 b", 9, 1));
+  EXPECT_EQ("a:1\r\nb\r\n", file_for("AllocatedNodes:a:1 b", 9, 1));
 }
 
 TEST_F(AllocatedMachineFile, DropsLineEndsAtTheEnd) {
