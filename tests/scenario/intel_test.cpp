@@ -44,14 +44,6 @@ launch run_intel(const std::string &arguments = "--np=4 solver") {
   return run_launcher("--r1.2.3 --mpi=intel " + arguments);
 }
 
-std::vector<std::string> lines_of(const std::string &tool) {
-  std::vector<std::string> lines;
-  for (const auto &start : starts_of(tool)) {
-    lines.push_back(start.command_line);
-  }
-  return lines;
-}
-
 const std::string question =
     "The password is invalid for INTEL MPI to launch jobs.\n"
     "Do you want to input your password now?";

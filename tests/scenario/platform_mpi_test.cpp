@@ -44,14 +44,6 @@ launch run_platform_mpi(const std::string &arguments = "--np=4 solver") {
   return run_launcher("--r1.2.3 --mpi=ibmmpi " + arguments);
 }
 
-std::vector<std::string> lines_of(const std::string &tool) {
-  std::vector<std::string> lines;
-  for (const auto &start : starts_of(tool)) {
-    lines.push_back(start.command_line);
-  }
-  return lines;
-}
-
 const std::string launch_line =
     R"("..\inc\zephon1.2.3\netweave\mpi\win64\ibmmpi\bin\mpirun.exe" -prot -e MPI_ROOT="..\inc\zephon1.2.3\netweave\mpi\win64\ibmmpi"  -hostfile "..\hosts"  -np 4  -e PATH="..\inc\ntbin\win64;..\prod\netweave\mpi_wrapper\win64\ibmmpi" -e MPI_WORKDIR="..\inc" -e ZEPHON_PROD_DIR="..\prod"  solver)";
 

@@ -174,6 +174,9 @@ struct tool_start {
 std::vector<tool_start> starts_of(const std::string &tool);
 std::vector<tool_start> all_starts();
 
+// The command lines alone of a tool's starts.
+std::vector<std::string> lines_of(const std::string &tool);
+
 // The one start of a tool. The test fails when there was none or more than one.
 tool_start only_start_of(const std::string &tool);
 

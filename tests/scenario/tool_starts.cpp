@@ -118,6 +118,14 @@ std::vector<tool_start> all_starts() {
   return starts;
 }
 
+std::vector<std::string> lines_of(const std::string &tool) {
+  std::vector<std::string> lines;
+  for (const auto &start : starts_of(tool)) {
+    lines.push_back(start.command_line);
+  }
+  return lines;
+}
+
 tool_start only_start_of(const std::string &tool) {
   const auto starts = starts_of(tool);
   EXPECT_EQ(1U, starts.size()) << "starts of " << tool;

@@ -10,9 +10,9 @@ namespace scripted_tool {
 
 namespace {
 
-constexpr std::array<std::string_view, 11> verbs = {"out",       "err",       "repeat", "pause",
-                                                    "wait_file", "make_file", "close",  "run",
-                                                    "start",     "handle",    "exit"};
+constexpr std::array<std::string_view, 12> verbs = {
+    "out",   "err", "repeat", "pause",  "wait_file",     "make_file",
+    "close", "run", "start",  "handle", "ignore_ctrl_c", "exit"};
 
 // Cuts the first line off the text; a line end of either kind is left out.
 std::string_view take_line(std::string_view &text) {

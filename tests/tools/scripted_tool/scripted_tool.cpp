@@ -19,6 +19,7 @@
 //   wait_file NAME     waits until a file exists
 //   make_file NAME     makes an empty file
 //   close              closes standard output and standard error and lives on
+//   ignore_ctrl_c      is not ended by Ctrl-C from now on
 //   run COMMAND        starts a program with the same handles and waits for it;
 //                      its exit code becomes the tool's
 //   start COMMAND      starts a program with the same handles and goes on
@@ -310,6 +311,8 @@ DWORD play(const script_step &step, DWORD code) {
     scripted_tool::write_file(resolved(step.text), "");
   } else if (step.verb == "close") {
     close_output();
+  } else if (step.verb == "ignore_ctrl_c") {
+    (void)SetConsoleCtrlHandler(nullptr, TRUE);
   } else if (step.verb == "run") {
     return run_program(step.text);
   } else if (step.verb == "start") {

@@ -1,0 +1,38 @@
+// scheduler_bench.cpp: makes the cluster of scheduler scenarios.
+#include "scheduler_bench.h"
+
+namespace scenario {
+
+namespace {
+
+void given_tools_and_msmpi(const std::string &job_script) {
+  given_installed_release();
+  given_wrapper("msmpi");
+  given_variable("ZEPHON_INC", "..\\inc");
+  given_variable("ZEPHON_PROD_DIR", "..\\prod");
+  given_variable("MSMPI_HOME", "..\\ms");
+  given_tool("job.exe", job_script);
+  given_tool("cluscfg.exe");
+  given_variable("USE_CCP", "head");
+  given_variable("USERNAME", "jdoe");
+  given_variable("ZEPHON_CRED_CHECK", "no");
+}
+
+}  // namespace
+
+void given_cluster(const std::string &job_script) {
+  given_tools_and_msmpi(job_script);
+  given_command_interpreter();
+  given_variable("COMSPEC", in_world("cmd.exe"));
+}
+
+void given_cluster_behind_the_real_interpreter(const std::string &job_script) {
+  given_tools_and_msmpi(job_script);
+  given_variable("PATH", in_world("") + ";C:\\windows\\system32;C:\\windows");
+}
+
+std::string answers(const std::string &sub_command, const std::string &output) {
+  return "when job " + sub_command + "\nout " + escape(output) + "\n";
+}
+
+}  // namespace scenario

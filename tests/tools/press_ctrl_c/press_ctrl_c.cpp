@@ -1,0 +1,91 @@
+// press_ctrl_c.cpp: runs a program in a console of its own and presses Ctrl-C there.
+//
+//   press_ctrl_c FILE COMMAND...
+//
+// starts the command with its own standard handles, waits until the file exists,
+// presses Ctrl-C in the console, makes the file FILE.pressed and waits for the
+// command, whose exit code becomes its own. Without a console, a command or a file
+// in time it ends with 97 to 99.
+//
+// It is for the GUI subsystem, so that it does not sit in the console of the test.
+
+#include <windows.h>
+
+#include <string>
+#include <string_view>
+
+namespace {
+
+constexpr int no_console = 97;
+constexpr int not_started = 98;
+constexpr int no_file = 99;
+constexpr DWORD longest_wait = 60000;  // for the file, in milliseconds
+
+// Cuts the first word off, between quotes or up to the next blank.
+std::string_view take_word(std::string_view &text) {
+  const bool quoted = text.starts_with('"');
+  if (quoted) {
+    text.remove_prefix(1);
+  }
+  const auto end = text.find(quoted ? '"' : ' ');
+  const auto word = text.substr(0, end);
+  text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+  const auto next = text.find_first_not_of(' ');
+  text.remove_prefix(next == std::string_view::npos ? text.size() : next);
+  return word;
+}
+
+bool file_comes(const std::string &path, HANDLE process) {
+  for (DWORD waited = 0; waited < longest_wait; waited += 10) {
+    if (GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES) {
+      return true;
+    }
+    if (WaitForSingleObject(process, 10) == WAIT_OBJECT_0) {
+      return false;
+    }
+  }
+  return false;
+}
+
+// The standard handles are handed on as they came: a new console would replace them.
+HANDLE start(std::string command) {
+  STARTUPINFOA startup = {};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+  startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
+  startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  (void)FreeConsole();  // Wine gives one to every program that a console program starts
+  if (!AllocConsole()) {
+    ExitProcess(no_console);
+  }
+  (void)SetConsoleCtrlHandler(nullptr, FALSE);  // the command must not inherit that it is ignored
+  PROCESS_INFORMATION started = {};
+  if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                      &startup, &started)) {
+    ExitProcess(not_started);
+  }
+  (void)SetConsoleCtrlHandler(nullptr, TRUE);
+  CloseHandle(started.hThread);
+  return started.hProcess;
+}
+
+}  // namespace
+
+int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
+  std::string_view line = GetCommandLineA();
+  (void)take_word(line);  // its own name
+  const std::string file(take_word(line));
+  const HANDLE process = start(std::string(line));
+  if (!file_comes(file, process)) {
+    TerminateProcess(process, no_file);
+    return no_file;
+  }
+  (void)GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
+  CloseHandle(CreateFileA((file + ".pressed").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                          FILE_ATTRIBUTE_NORMAL, nullptr));
+  WaitForSingleObject(process, INFINITE);
+  DWORD code = 0;
+  GetExitCodeProcess(process, &code);
+  return static_cast<int>(code);
+}
