@@ -222,7 +222,7 @@ launch_on_cluster() {
   run_launcher "--r$release" "--mpi=$1" "--np=$ranks" --ccp HEADNODE --jobid=-1 --cwd "$work" \
     "$solver" -i "$work\\$2" -title 'heated plate' 2>&1 | tee "$output"
   [ "${PIPESTATUS[0]}" -eq 0 ] || fail "the launcher did not end with 0"
-  job=$(sed -n 's/^Created job, ID: \([0-9]*\).*/\1/p' "$output" | head -n 1)
+  job=$(sed -n 's/.*Created job, ID: \([0-9]*\).*/\1/p' "$output" | head -n 1)
   [ -n "$job" ] || fail "no job was made"
   heading "The job afterwards"
   wine_run "$disk/ccp/job.exe" view "$job" /scheduler:HEADNODE | tr -d '\r' | tee "$demo/job" | sed 's/^/  /'
