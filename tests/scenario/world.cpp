@@ -273,10 +273,12 @@ std::optional<std::string> file_text(const std::string &path) {
 
 std::string text_mode(const std::string &text) {
   std::string result;
-  for (const char letter : text) {
-    result += letter == '\n' ? "\r\n" : std::string(1, letter);
+  result.reserve(text.size());
+  std::size_t start = 0;
+  for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
+    result.append(text, start, end - start).append("\r\n");
   }
-  return result;
+  return result.append(text, start);
 }
 
 std::string windows_message(unsigned long error) {
