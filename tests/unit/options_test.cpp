@@ -75,6 +75,14 @@ TEST(Options, PathSetsTheInstallationRootInItsNetworkForm) {
   EXPECT_EQ("\\\\server\\share\\zephon", variable("ZEPHON_SHARED_DIR"));
 }
 
+TEST(Options, PathAsksAgainForTheNetworkFormOfTheSharedDirectory) {
+  given_network_drive("X:", "Y:\\inner");  // a drive inside another one
+  given_network_drive("Y:", "\\\\server\\share");
+  parse({"--path=X:\\zephon"});
+  EXPECT_EQ("Y:\\inner\\zephon", variable("ZEPHON_INC"));
+  EXPECT_EQ("\\\\server\\share\\inner\\zephon", variable("ZEPHON_SHARED_DIR"));
+}
+
 TEST(Options, PathLeavesTheRootOfTheLaunchStateAsItWas) {
   given_variable("ZEPHON_INC", "C:\\old");
   parse({"--path=C:\\new"});
