@@ -1,7 +1,7 @@
 #!/bin/bash
 # test.sh: everything that can be checked about the launcher on a Debian machine.
 #
-#   ./test.sh              all steps but clang
+#   ./test.sh              all steps but tidy
 #   ./test.sh STEP ...     only these, in the order in which they stand below
 #
 # What is missing is installed first. Steps that mostly wait run beside the others.
@@ -15,9 +15,8 @@ root=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=scripts/wine.sh
 . "$root/scripts/wine.sh"
 
-all_steps=(build scripts format cppcheck program clang sanitize wine scenarios cluster demos coverage fuzz)
-# The clang step takes longer than all others together; it is asked for by name.
-default_steps=(build scripts format cppcheck program sanitize wine scenarios cluster demos coverage fuzz)
+all_steps=(build scripts format cppcheck program clang tidy sanitize wine scenarios cluster demos coverage fuzz)
+default_steps=(build scripts format cppcheck program clang sanitize wine scenarios cluster demos coverage fuzz)
 logs=$root/build/test
 jobs=$(nproc)
 passed=0
@@ -187,9 +186,50 @@ size_is_small() {
 
 step_clang() {
   need_build
-  heading "The same code: clang and clang-tidy, every warning an error"
+  heading "The same code: clang, every warning an error, and clang-tidy for the launcher's own"
   check clang-windows clang_accepts_windows_programs
-  check clang-linux clang_accepts_the_rest
+  check clang-tidy tidy_windows_files src
+}
+
+# Not among the default steps: it takes longer than the building of it all.
+step_tidy() {
+  need_build
+  heading "Faults in all of the code: clang-tidy"
+  check tidy-windows tidy_windows_files src tests bench packaging
+  check tidy-linux tidy_linux_files
+}
+
+# The compiler that the commands are written for knows where its library is; clang
+# is told.
+write_clang_commands() {
+  local include commands=$root/build/clang
+  include=$(x86_64-w64-mingw32-g++-posix -print-file-name=include)
+  include=${include%/include}/include/c++
+  mkdir -p "$commands"
+  sed "s#\"command\": \"[^ ]*g++-posix #\"command\": \"clang++ --target=x86_64-w64-windows-gnu -nostdinc++ \
+-isystem $include -isystem $include/x86_64-w64-mingw32 -isystem /usr/x86_64-w64-mingw32/include \
+-Wno-unknown-warning-option #" "$root/build/mingw/compile_commands.json" >"$commands/compile_commands.json"
+}
+
+# The C++ files of the named folders that a build compiles.
+#   compiled_files BUILD FOLDER...
+compiled_files() {
+  local build=$1 folders
+  shift
+  folders=$(IFS='|' && echo "$*")
+  sed -n 's/^ *"file": "\(.*\)".*/\1/p' "$build/compile_commands.json" |
+    grep -E "^$root/($folders)/.*\.cpp$" | sort -u
+}
+
+# What clang does not read anyway: clang-tidy reads the launcher's own files for
+# Windows, and the sanitizers' build reads the unit tests.
+clang_accepts_windows_programs() {
+  write_clang_commands
+  # No path of a command has a blank, so each command is words without quotes but for
+  # the texts that are defined, whose quotes the shell takes off.
+  sed -n 's/^ *"command": "\(.*\)",$/\1/p' "$root/build/clang/compile_commands.json" |
+    sed 's/\\\(.\)/\1/g; s/ -o [^ ]* -c / -fsyntax-only /; s/ -MD -MT [^ ]* -MF [^ ]*//' |
+    grep -E "^clang.* $root/(tests/(scenario|stress|tools)|bench|packaging)/" | (cd "$root/build/clang" && xargs -d '\n' -P "$jobs" -n 1 sh -c)
 }
 
 # Runs clang-tidy with clang's own warnings on the files that are named on standard
@@ -199,31 +239,19 @@ tidy() {
   xargs -r ls -S | xargs -r -P "$jobs" -n 1 clang-tidy --quiet -p "$1" --checks='clang-diagnostic-*'
 }
 
-# The C++ files of the tree that a build compiles.
-compiled_files() {
-  sed -n 's/^ *"file": "\(.*\)".*/\1/p' "$1/compile_commands.json" |
-    grep -E "^$root/(src|tests|bench|packaging)/.*\.cpp$" | sort -u
-}
-
-# The compiler that the commands are written for knows where its library is; clang
-# is told.
-clang_accepts_windows_programs() {
-  local include commands=$root/build/clang
-  include=$(x86_64-w64-mingw32-g++-posix -print-file-name=include)
-  include=${include%/include}/include/c++
-  mkdir -p "$commands"
-  sed "s#\"command\": \"[^ ]*g++-posix #\"command\": \"clang++ --target=x86_64-w64-windows-gnu -nostdinc++ \
--isystem $include -isystem $include/x86_64-w64-mingw32 -isystem /usr/x86_64-w64-mingw32/include \
--Wno-unknown-warning-option #" "$root/build/mingw/compile_commands.json" >"$commands/compile_commands.json"
-  compiled_files "$commands" | tidy "$commands"
+tidy_windows_files() {
+  write_clang_commands
+  compiled_files "$root/build/clang" "$@" | tidy "$root/build/clang"
 }
 
 # What is built on Linux only, and the solver of the demo.
-clang_accepts_the_rest() {
+tidy_linux_files() {
   local preset status=0
+  write_clang_commands
   for preset in sanitize fuzz; do
     configure_preset "$preset" || return 1
-    comm -23 <(compiled_files "$root/build/$preset") <(compiled_files "$root/build/clang") |
+    comm -23 <(compiled_files "$root/build/$preset" src tests packaging) \
+      <(compiled_files "$root/build/clang" src tests packaging) |
       tidy "$root/build/$preset" || status=1
   done
   in_root clang-tidy --quiet --checks='clang-diagnostic-*' demo/*.cpp -- -std=c++20 -Wall -Wextra \
