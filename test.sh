@@ -229,7 +229,8 @@ clang_accepts_windows_programs() {
   # the texts that are defined, whose quotes the shell takes off.
   sed -n 's/^ *"command": "\(.*\)",$/\1/p' "$root/build/clang/compile_commands.json" |
     sed 's/\\\(.\)/\1/g; s/ -o [^ ]* -c / -fsyntax-only /; s/ -MD -MT [^ ]* -MF [^ ]*//' |
-    grep -E "^clang.* $root/(tests/(scenario|stress|tools)/|tests/unit/platform_windows|bench/|packaging/)" | (cd "$root/build/clang" && xargs -d '\n' -P "$jobs" -n 1 sh -c)
+    grep -E "^clang.* $root/(tests/(scenario|stress|tools)/|tests/unit/platform_windows|bench/|packaging/)" |
+    (cd "$root/build/clang" && xargs -d '\n' -P "$jobs" -n 1 sh -c)
 }
 
 # Runs clang-tidy with clang's own warnings on the files that are named on standard
