@@ -57,7 +57,7 @@ TEST_F(QuickBoxes, EndThousandsOfTimesAtTheirLimit) {
   run_into_the_limit();
   const auto before = open_now();
   const unsigned terminated = terminated_threads();
-  for (int round = 0; round < 3000; ++round) {
+  for (int round = 0; round < 2000; ++round) {
     ASSERT_NO_FATAL_FAILURE(run_into_the_limit()) << round;
     ASSERT_TRUE(round % 100 != 0 || locks_are_free()) << round;
   }
@@ -69,7 +69,7 @@ TEST_F(QuickBoxes, EndThousandsOfTimesAtTheirLimit) {
 TEST_F(QuickBoxes, EndAlsoWhenTheyComeUpBehindTheirLimit) {
   const auto before = open_now();
   const unsigned terminated = terminated_threads();
-  for (int round = 0; round < 100; ++round) {
+  for (int round = 0; round < 60; ++round) {
     given_quick_box();
     ASSERT_EQ(answer_ok, timed_question("No time.", 0, yes_no_buttons)) << round;
   }
@@ -109,7 +109,7 @@ void press_and_wait_for_the_thread(unsigned number) {
 // The answer is there when the launcher looks: at its first look, or at the last, with
 // which the time is over.
 TEST_F(QuickBoxes, CountAnAnswerThatIsThereAtTheLimit) {
-  for (int round = 0; round < 2000; ++round) {
+  for (int round = 0; round < 1000; ++round) {
     press_at_sleep = 1 + static_cast<unsigned>(round) % looks_of_a_second;
     given_each_sleep(press_and_wait_for_the_thread);
     given_quick_box();
@@ -134,7 +134,7 @@ void press_after_a_while(void *argument) {
 }
 
 TEST_F(QuickBoxes, AgreeWithTheirAnswerInTheMomentOfTheLimit) {
-  constexpr int rounds = 2000;
+  constexpr int rounds = 1500;
   int counted = 0;
   for (int round = 0; round < rounds; ++round) {
     given_each_sleep(wait_for_the_box);
@@ -183,7 +183,7 @@ TEST_F(WindowsBoxes, EndAtTheirLimit) {
   }
   const auto before = open_now();
   const unsigned terminated = terminated_threads();
-  for (int round = 0; round < 120; ++round) {
+  for (int round = 0; round < 100; ++round) {
     ASSERT_NO_FATAL_FAILURE(ask_in_vain(round)) << round;
     ASSERT_TRUE(round % 10 != 0 || locks_are_free()) << round;
   }
