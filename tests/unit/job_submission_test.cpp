@@ -427,7 +427,7 @@ TEST_F(MsmpiSubmission, WatchesNothingWithoutAnIdentifier) {
 }
 
 TEST_F(MsmpiSubmission, StopsReadingAtTheAnswer) {
-  for (const char *answer : {"xx submitted xx", "Cannot connect to head"}) {
+  for (const char *answer : {"xx submitted xx", "Cannot connect to head", "Cannot connect"}) {
     fresh_launch();
     given_variable("USE_CCP", "head");
     state.mpi_name = "msmpi";
