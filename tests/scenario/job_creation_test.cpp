@@ -176,6 +176,33 @@ TEST(JobCreationScenario, GoesOnWithoutAJobThatWasNotCreated) {
   EXPECT_EQ("-1", only_start_of("solver.exe").variable("CCP_JOB_ID"));
 }
 
+TEST(JobCreationScenario, AsksForWholeMachinesAndAtLeastForEachProcess) {
+  struct row {
+    const char *per_node;
+    const char *asked;
+  };
+  for (const auto &[per_node, asked] : {row{"2", "16"}, row{"0", "4"}, row{"16", "4"}}) {
+    given_cluster("");
+    given_variable("NUMBER_OF_PROCESSORS", "8");
+    given_variable("ZP_CCP_UNIT", "core");
+    const std::string option = std::string("--np_per_node=") + per_node;
+    (void)run_launcher("--mpi=net --np=4 --jobid=-1 " + option + " " + given_solver());
+    EXPECT_EQ(std::string("job new /scheduler:head /jobname:\"ORBEX ZEPHON\" /numcores:") + asked +
+                  " /rununtilcanceled:true",
+              lines_of("job.exe").back());
+  }
+}
+
+TEST(JobCreationScenario, ChecksTheCredentialsUnlessTheUserSaysNo) {
+  for (const std::string word : {"NO", "No", "not", "yes"}) {
+    given_cluster("");
+    const auto before = starts_of("job.exe").size();
+    (void)run_launcher("--mpi=net --np=4 --jobid=-1 --cred_check=" + word + " " + given_solver());
+    const bool checked = word == "not" || word == "yes";
+    EXPECT_EQ(before + (checked ? 2U : 1U), starts_of("job.exe").size()) << word;
+  }
+}
+
 TEST(JobCreationScenario, ShowsEverythingThatTheToolPrints) {
   given_time_limit(300000);  // each line is one write, also on a busy machine
   given_cluster(queued_for(1000,
