@@ -50,7 +50,9 @@ TEST(JobIdentifier, IsIntroducedInExactlyTheseWords) {
 
 TEST(JobIdentifier, MayFollowAnyBlanksOrNone) {
   EXPECT_EQ(7, parse_job_id("Created job, ID:7\n"));
+  EXPECT_EQ(7, parse_job_id("Job queued, ID:7\n"));
   EXPECT_EQ(7, parse_job_id("Job queued, ID:   7\n"));
+  EXPECT_EQ(7, parse_job_id("Job has been submitted. ID:7\n"));
   EXPECT_EQ(7, parse_job_id("Job has been submitted. ID:\t 7\n"));
 }
 
