@@ -19,6 +19,7 @@ faults operator+(faults some, const faults &more) {
 
 // What a tool says comes to these cases.
 const faults no_tool = {fault::missing, fault::no_program};
+const faults no_file = {fault::missing, fault::refused};  // where the launcher looks for it itself
 const faults silent = {fault::hangs, fault::dies_silently};
 const faults cut = {fault::dies_in_line};
 const faults late = {fault::ten_megabytes, fault::all_bytes};
@@ -380,7 +381,7 @@ program_call smpd_install() {
   call.given = [] { given_release("stub"); };
   call.arguments = "--install_smpd ..\\own";
   call.rules = {
-      {{fault::missing},
+      {no_file,
        {},
        "",
        "",
@@ -423,7 +424,7 @@ program_call platform_mpi_setup() {
   call.given = [] { given_release("ibmmpi"); };
   call.arguments = "--r1.2.3 --install_ibmmpi";
   call.rules = {
-      {{fault::missing}, {}, "", "", {{"Zephon", setup + ": File does not exist!"}}},
+      {no_file, {}, "", "", {{"Zephon", setup + ": File does not exist!"}}},
       {{fault::no_program}, {}, "", "", {{"Zephon", "{first line}"}, check}},
       {silent, {}, "", "", {check}},
       {cut, {}, "", "", {{"Zephon", "Setup h"}, check}},
@@ -490,7 +491,7 @@ program_call smpd_service() {
   call.others = {{"-status", says("no smpd runs\r\n")}, {"-validate", says("SUCCESS\r\n")}};
   call.starts_before = 1;
   call.rules = {
-      {no_tool,
+      {no_tool + faults{fault::refused},
        {validate_step, launch},
        "\nFailed to start the SMPD for INTEL MPI [" + service + "]!\n"},
       {started, {validate_step, launch}, "\nSuccessfully started the SMPD for INTEL MPI!\n"},
@@ -568,7 +569,7 @@ program_call smpd_version() {
       "MPICH2_HOME=..\\mpich2\n*** Make sure the same MPICH2 version is installed on all the used "
       "machines!");
   call.rules = {
-      {all_but_interpreter, {launch}, "\n"},
+      {all_but_interpreter + faults{fault::refused}, {launch}, "\n"},
       {no_interpreter, {launch}, "\n", not_run(call.command)},
   };
   return call;
@@ -595,7 +596,7 @@ program_call mpirun_pwcheck() {
   call.before = mpi_root;
   call.rules = {
       {answered, {launch}},
-      {{fault::missing}, {pwcheck_step}, skipped, "", no},  // and none to ask for it
+      {no_file, {pwcheck_step}, skipped, "", no},  // and none to ask for it
       {faults{fault::no_program} + silent + cut + late,
        {cache_step, pwcheck_step},
        skipped,
@@ -625,7 +626,7 @@ program_call mpirun_cache() {
   call.before = mpi_root;
   call.others = {{"-pwcheck", "times 1\n"}, {"-pwcheck", says("Cached password is valid\r\n")}};
   call.starts_before = 1;
-  call.rules = {{all_faults, {pwcheck_step, launch}}};
+  call.rules = {{all_faults + faults{fault::refused}, {pwcheck_step, launch}}};
   return call;
 }
 
@@ -887,16 +888,27 @@ program_call launch_of(const std::string &name, const std::string &heading) {
   return call;
 }
 
-std::string unable_to_execute(unsigned long error) {
-  return "Unable to execute (null) ..\\solver.exe\n" + windows_message(error) + "\n";
+std::string unable_to_execute(const std::string &message) {
+  return "Unable to execute (null) ..\\solver.exe\n" + message + "\n";
 }
 
 std::vector<fault_rule> rules_of_launch(const std::string &caption) {
   constexpr unsigned long not_found = 2;  // Windows' numbers
   constexpr unsigned long bad_format = 193;
   return {
-      {{fault::missing}, {}, "", "", {{caption, unable_to_execute(not_found)}}, 255},
-      {{fault::no_program}, {}, "", "", {{caption, unable_to_execute(bad_format)}}, 255},
+      {{fault::missing},
+       {},
+       "",
+       "",
+       {{caption, unable_to_execute(windows_message(not_found))}},
+       255},
+      {{fault::refused}, {}, "", "", {{caption, unable_to_execute("{windows}")}}, 255},
+      {{fault::no_program},
+       {},
+       "",
+       "",
+       {{caption, unable_to_execute(windows_message(bad_format))}},
+       255},
       {started, {}},
   };
 }
@@ -927,6 +939,8 @@ std::string name_of(fault one) {
       return "is missing";
     case fault::no_program:
       return "is no program";
+    case fault::refused:
+      return "may not be opened";
     case fault::no_interpreter:
       return "`cmd.exe` cannot be started";
     case fault::hangs:
@@ -955,6 +969,8 @@ std::string test_name_of(fault one) {
       return "IsMissing";
     case fault::no_program:
       return "IsNoProgram";
+    case fault::refused:
+      return "MayNotBeOpened";
     case fault::no_interpreter:
       return "HasNoInterpreter";
     case fault::hangs:

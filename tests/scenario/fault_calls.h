@@ -12,6 +12,7 @@ namespace scenario {
 enum class fault {
   missing,         // there is no such file
   no_program,      // the file is no program
+  refused,         // Windows does not open the file
   no_interpreter,  // cmd.exe cannot be started
   hangs,           // says nothing and does not end
   dies_silently,

@@ -153,6 +153,7 @@ outcomes noted;
 class page_writer : public testing::Environment {
   void TearDown() override {
     if (is_writing()) {
+      noted.merge(read_page(kept_page()));  // what was not tried now stands there already
       EXPECT_TRUE(scripted_tool::write_file(page_path(), page_text(noted))) << page_path();
     }
   }

@@ -352,6 +352,19 @@ TEST(InheritedHandles, ReachTheSolver) {
   EXPECT_EQ(handles.all(), only_start_of("solver.exe").handles);
 }
 
+// ... and for what is run in the console, as by any program that is run there.
+TEST(InheritedHandles, ReachAToolInTheConsole) {
+  const open_handles handles;
+  given_release("msmpi");
+  given_variable("MSMPI_HOME", "..\\ms");
+  given_variable("CCP_CLUSTER_NAME", "head");
+  given_variable("CCP_NODES", "1 alpha 4");
+  given_command_interpreter(handles.script());
+  given_variable("COMSPEC", in_world("cmd.exe"));
+  (void)run_launcher("--mpi=msmpi --np=2 solver");
+  EXPECT_EQ(handles.all(), only_start_of("cmd.exe").handles);
+}
+
 // Pipes, files and processes that it had open in between stay its own.
 TEST(InheritedHandles, AreNeverTheLaunchersOwn) {
   given_release("intel");
