@@ -75,7 +75,7 @@ std::string in_folder(const std::string &path) {
 std::string built_tool() {
   std::string path(MAX_PATH, '\0');
   path.resize(GetModuleFileNameA(nullptr, path.data(), MAX_PATH));
-  return path.substr(0, path.find_last_of('\\') + 1) + STRESS_TOOL_FROM_BUILD;
+  return path.substr(0, path.find_last_of('\\')) + "\\tests\\stress\\stress_tool.exe";
 }
 
 void given_copy_of_the_tool(const std::string &path) {
