@@ -158,7 +158,8 @@ TEST(Submission, LeavesMsMpiWithoutMpiexecToTheLauncher) {
 TEST(Submission, LeavesPlatformMpiWithoutATaskToTheLauncher) {
   given_variable("USE_CCP", "head");
   state.mpi_name = "ibmmpi";
-  for (const char *command : {"mpirun x", "job submit x", "job  add x", "Job add x", "jobadd"}) {
+  for (const char *command :
+       {"mpirun x", "job submit x", "job  add x", "Job add x", "jobadd", "job ad x"}) {
     EXPECT_FALSE(submit(command)) << command;
   }
   EXPECT_TRUE(commands().empty());
@@ -478,6 +479,13 @@ TEST_F(MsmpiSubmission, ReadsAnAnswerInTheMiddleOfALine) {
   EXPECT_EQ("Job has been submitted. ID: 42Job 42 is Finished.\n", standard_output());
 }
 
+TEST_F(MsmpiSubmission, TakesAJobNumberOfZero) {
+  state.scheduler_job_id = 7;
+  given_tool(submit_command, prints("Job has been submitted. ID: 0\r\n"));
+  EXPECT_TRUE(submit(submit_command));
+  EXPECT_EQ(0, state.scheduler_job_id);
+}
+
 TEST_F(MsmpiSubmission, ReadsAnAnswerThatComesInPieces) {
   given_short_reads(1);
   given_tool(submit_command, prints("Job has been sub")
@@ -695,6 +703,23 @@ TEST_F(MsmpiSubmission, TakesNoAnswerAfterTheTimeLimit) {
   (void)submit(submit_command);
   EXPECT_EQ(500U, fallback_time());
   EXPECT_EQ(0, state.scheduler_job_id);
+}
+
+TEST_F(MsmpiSubmission, KeepsItsTimeLimitWhenOtherLaunchersWakeIt) {
+  const auto submit_while_woken = [](milliseconds answer_time) {
+    fresh_launch();
+    given_variable("USE_CCP", "head");
+    state.mpi_name = "msmpi";
+    given_variable("CCP_JOB_SUBMIT_WAIT_TIME", "0.5");
+    for (milliseconds time = 1; time <= 400; ++time) {
+      after(time, [] { set_events_named("for_print_thread"); });
+    }
+    given_tool(submit_command, prints("submitted\r\n", answer_time).stays());
+    (void)submit(submit_command);
+    return fallback_time();
+  };
+  EXPECT_EQ(never, submit_while_woken(499));
+  EXPECT_EQ(500U, submit_while_woken(501));
 }
 
 TEST_F(MsmpiSubmission, TimesOutWhileItsOwnOutputHangs) {
