@@ -74,6 +74,12 @@ bool opens(const std::string &path) {
   return file.get() != INVALID_HANDLE_VALUE;
 }
 
+std::string new_pipe_name() {
+  static int number = 0;
+  return "\\\\.\\pipe\\hosts_of_" + std::to_string(GetCurrentProcessId()) + "_" +
+         std::to_string(++number);
+}
+
 owned_handle pipe_instance(const std::string &name) {
   return owned_handle(CreateNamedPipeA(name.c_str(), PIPE_ACCESS_OUTBOUND, PIPE_TYPE_BYTE, 2, 65536,
                                        65536, 0, nullptr));
@@ -134,10 +140,7 @@ owned_handle locked_file(const std::string &path, const std::string &content) {
   return lock;
 }
 
-vanishing_file::vanishing_file(const std::string &content, int times) {
-  static int number = 0;
-  name_ = "\\\\.\\pipe\\hosts_of_" + std::to_string(GetCurrentProcessId()) + "_" +
-          std::to_string(++number);
+vanishing_file::vanishing_file(const std::string &content, int times) : name_(new_pipe_name()) {
   auto first = pipe_instance(name_);
   EXPECT_NE(INVALID_HANDLE_VALUE, first.get());
   server_ = std::thread(serve, name_, content, std::move(first), times);
