@@ -146,14 +146,14 @@ void given_variable(const std::string &name, const std::string &value) {
 }
 
 void given_tools_behind_a_quick_interpreter() {
-  given_copy_of_the_tool("quick\\job.exe");
+  given_copy_of_the_tool("quick\\stress_job.exe");
   given_copy_of_the_tool("quick\\cmd.exe");
   given_variable("COMSPEC", in_folder("quick\\cmd.exe"));
   ASSERT_TRUE(SetCurrentDirectoryA(in_folder("quick").c_str()));
 }
 
 void given_tools_behind_windows_interpreter() {
-  given_copy_of_the_tool("windows\\job.exe");
+  given_copy_of_the_tool("windows\\stress_job.exe");
   given_variable("COMSPEC", platform::get_variable("SystemRoot").value_or("C:\\windows") +
                                 "\\system32\\cmd.exe");
   ASSERT_TRUE(SetCurrentDirectoryA(in_folder("windows").c_str()));

@@ -38,11 +38,11 @@ std::optional<std::string> file_text(const std::string &name);
 
 void given_variable(const std::string &name, const std::string &value);
 
-// The current folder, whose name has a blank in it, gets `job.exe` and an interpreter
+// The current folder, whose name has a blank in it, gets `stress_job.exe` and an interpreter
 // that starts quickly.
 void given_tools_behind_a_quick_interpreter();
 
-// ... `job.exe` alone: Windows' own interpreter starts it.
+// ... `stress_job.exe` alone: Windows' own interpreter starts it.
 void given_tools_behind_windows_interpreter();
 
 // While it lives, the launcher's standard output is another one (null: nowhere), and

@@ -1,7 +1,7 @@
 // stress_tool.cpp: plays the scheduler's tool and a command interpreter, quickly and
 // without a log that grows.
 //
-// As job.exe it does what its command line says; files lie in the current folder:
+// As stress_job.exe it does what its command line says; files lie in the current folder:
 //
 //   ... -ccp_job ...      writes its command line to the file "fallback"
 //   ... submit quiet ...  prints a text without a line end and never ends
@@ -10,7 +10,7 @@
 //   ... exit N            writes N to the file "released"
 //
 // As cmd.exe it does the same in its own process, to save time, but for a submission:
-// that is started as job.exe and waited for, as an interpreter would.
+// that is started as stress_job.exe and waited for, as an interpreter would.
 
 #include <windows.h>
 

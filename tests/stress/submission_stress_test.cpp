@@ -18,25 +18,26 @@ namespace {
 void given_silent_scheduler() {
   state = launch_state{};
   state.mpi_name = "msmpi";
+  state.ccp_job_command = "stress_job";
   given_variable("USE_CCP", "head");
 }
 
 std::string submit_command(const std::string &answer, int round) {
-  return "job submit " + answer + " /scheduler:head mpiexec " + std::to_string(round);
+  return "stress_job submit " + answer + " /scheduler:head mpiexec " + std::to_string(round);
 }
 
 // One submission that runs into its time limit: the command then runs in the
 // console, the job is released, and no process of it is left.
 void submit_in_vain(const std::string &answer, int round, const std::string &seconds) {
   given_variable("CCP_JOB_SUBMIT_WAIT_TIME", seconds);
-  given_variable("CANCEL_CCP_JOB_EXIT1", "job exit " + std::to_string(round));
+  given_variable("CANCEL_CCP_JOB_EXIT1", "stress_job exit " + std::to_string(round));
   std::string command = submit_command(answer, round);
   ASSERT_TRUE(submit_scheduler_job(command));
   const std::string in_console = file_text("fallback").value_or("");
   ASSERT_TRUE(in_console.starts_with(command + " -ccp_job ")) << in_console;
   ASSERT_EQ(std::to_string(round), file_text("released"));
   ASSERT_EQ(std::nullopt, platform::get_variable("CANCEL_CCP_JOB_EXIT1"));
-  ASSERT_TRUE(all_have_ended("job.exe"));
+  ASSERT_TRUE(all_have_ended("stress_job.exe"));
 }
 
 // A question for the state runs anew: the tool's answer names the round.
