@@ -697,6 +697,15 @@ TEST_F(MsmpiSubmission, TakesAnAnswerInTheMomentOfTheTimeLimit) {
   }
 }
 
+TEST_F(MsmpiSubmission, ShowsEveryLineThatCameInTheMomentOfTheTimeLimit) {
+  given_main_thread_first();
+  given_variable("CCP_JOB_SUBMIT_WAIT_TIME", "0.5");
+  given_tool(submit_command, prints("one\r\ntwo\r\nthree\r\n", 500).stays());
+  (void)submit(submit_command);
+  EXPECT_EQ(500U, fallback_time());
+  EXPECT_TRUE(standard_output().starts_with("\nCCP_JOB_SUBMIT_WAIT_TIME = 0.5\none\ntwo\nthree\n"));
+}
+
 TEST_F(MsmpiSubmission, TakesNoAnswerAfterTheTimeLimit) {
   given_variable("CCP_JOB_SUBMIT_WAIT_TIME", "0.5");
   given_tool(submit_command, prints("Job has been submitted. ID: 42.\r\n", 501).stays());

@@ -62,6 +62,10 @@ TEST(FindReleases, TakesAnExtractionOfDigitsAndDots) {
             found_among({"zephon-v6b3.26", "zephon12", "zephon12beta0.1", "zephon"}));
 }
 
+TEST(FindReleases, BeginsAVersionWithItsFirstDigit) {
+  EXPECT_EQ((texts{"5", "5.6"}), found_among({"zephon .5", "zephon .5.6"}));
+}
+
 TEST(FindReleases, TakesFilesForFolders) {
   given_file("C:\\zephon\\zephon1.2", "a file");
   texts releases;
