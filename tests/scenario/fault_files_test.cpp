@@ -295,6 +295,20 @@ page_cells asked_nodes(file_fault one) {
                  "`job new` with the file's name as the list of nodes, the launch");
 }
 
+page_cells releases(file_fault) {
+  given_release("stub");
+  given_variable("ZEPHON_INC", "..\\gone");
+  given_box_answer(ok_button);
+  const auto run = run_launcher("--install_smpd 0");
+  EXPECT_EQ(1U, run.boxes.size());
+  for (const auto &box : run.boxes) {
+    EXPECT_EQ("Cannot read directory:..\\gone\n", box.text);
+  }
+  auto cells = outcome(run, "", "", "", 254, "nothing");
+  cells[0] = "a box: " + quoted_lines("Cannot read directory:..\\gone");
+  return cells;
+}
+
 // A failed job's files of standard error and output.
 page_cells job_output(file_fault one, const std::string &faulty, const std::string &other) {
   given_msmpi_on_cluster(
@@ -482,7 +496,7 @@ page_cells install_log(file_fault one) {
   return outcome(run, "", "", "", 0, "`smpd -install`, and the box that tells of it");
 }
 
-page_cells own_output(file_fault) {
+page_cells own_output(file_fault one) {
   given_release("intel");
   given_no_variable("ZEPHON_CRED_CHECK");
   const auto mpiexec = mpi_folder("1.2.3", "intel") + "\\bin\\mpiexec.exe";
@@ -490,6 +504,13 @@ page_cells own_output(file_fault) {
   given_file("hosts", "alpha:2\nbeta:2\n");
   given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
   given_command_interpreter("when -status\nmake_file asked\nwait_file go\nout smpd runs\\r\\n\n");
+  if (one == file_fault::full) {
+    const auto file = full_file();
+    if (file.empty()) {
+      return {};
+    }
+    given_output_file(file);
+  }
   auto run = start_launcher("--r1.2.3 --mpi=intel --np=4 solver");
   wait_for_file(run, "asked");
   run.output_end.reset();
@@ -538,6 +559,11 @@ const std::vector<file_case> &file_cases() {
       {"AskedNodes", "The host file of Platform MPI on a cluster",
        "Read for the nodes that the job asks for.", reading, asked_nodes},
       {"OwnMpich2", "`mpiexec.exe` in `MPICH2_HOME`", "Only looked for.", reading, own_mpich2},
+      {"Releases",
+       "The folder of the releases",
+       "`ZEPHON_INC`: searched for the newest release by the installers.",
+       {file_fault::missing},
+       releases},
       {"JobErrors", "The standard error file of a failed job", "Shown when it is there.", reading,
        job_errors_file},
       {"JobOutput", "The standard output file of a failed job", "Shown when it is there.", reading,
@@ -563,7 +589,7 @@ const std::vector<file_case> &file_cases() {
       {"OwnOutput",
        "The launcher's own standard output and error",
        "A pipe.",
-       {file_fault::closed},
+       {file_fault::closed, file_fault::full},
        own_output},
   };
   return cases;

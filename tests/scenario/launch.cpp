@@ -34,10 +34,12 @@ pipe_ends new_pipe() {
   return {owned_handle(read_end), owned_handle(write_end)};
 }
 
-owned_handle no_input() {
+owned_handle inheritable_file(const std::string &path, DWORD access) {
   SECURITY_ATTRIBUTES inheritable = {sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-  return owned_handle(CreateFileA("NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                  &inheritable, OPEN_EXISTING, 0, nullptr));
+  owned_handle file(CreateFileA(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                &inheritable, OPEN_EXISTING, 0, nullptr));
+  EXPECT_NE(INVALID_HANDLE_VALUE, file.get()) << path;
+  return file;
 }
 
 std::string environment_block() {
@@ -236,7 +238,13 @@ launch start_program(const std::string &path, const std::string &command_line) {
     run.process = create_process(path, command_line, {nullptr, nullptr, nullptr});
     return run;
   }
-  const auto input = no_input();
+  const auto input = inheritable_file("NUL", GENERIC_READ);
+  if (!world().output_file.empty()) {
+    const auto output = inheritable_file(world().output_file, GENERIC_WRITE);
+    const auto errors = inheritable_file(world().output_file, GENERIC_WRITE);
+    run.process = create_process(path, command_line, {input.get(), output.get(), errors.get()});
+    return run;
+  }
   auto output = new_pipe();
   auto errors = world().joined_output ? pipe_ends{} : new_pipe();
   const HANDLE errors_write =

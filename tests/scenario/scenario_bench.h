@@ -83,8 +83,9 @@ std::string mpi_folder(const std::string &release, const std::string &mpi);
 void given_box_answer(int button);
 void given_box_left_alone();
 
-void given_joined_output();        // standard error goes where standard output goes
-void given_no_standard_handles();  // the launcher has no input, output and error
+void given_joined_output();                       // standard error goes where standard output goes
+void given_output_file(const std::string &path);  // both go to a file that is there
+void given_no_standard_handles();                 // the launcher has no input, output and error
 void given_current_folder(const std::string &path);
 void given_inherited_handle(void *handle);  // the launcher gets this handle of ours too
 void given_watched_styles();                // notes each box's style bits in launch::asked_boxes

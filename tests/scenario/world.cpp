@@ -242,6 +242,10 @@ void given_joined_output() {
   world().joined_output = true;
 }
 
+void given_output_file(const std::string &path) {
+  world().output_file = in_world(path);
+}
+
 void given_no_standard_handles() {
   world().no_standard_handles = true;
 }

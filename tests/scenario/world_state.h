@@ -24,6 +24,7 @@ struct world_state {
   std::vector<std::optional<int>> answers;  // to boxes; nothing: left alone
   std::size_t boxes_met = 0;
   bool joined_output = false;
+  std::string output_file;  // empty: pipes
   bool no_standard_handles = false;
   bool watched_styles = false;
   std::vector<void *> inherited_handles;
