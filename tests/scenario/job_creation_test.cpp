@@ -176,6 +176,16 @@ TEST(JobCreationScenario, GoesOnWithoutAJobThatWasNotCreated) {
   EXPECT_EQ("-1", only_start_of("solver.exe").variable("CCP_JOB_ID"));
 }
 
+TEST(JobCreationScenario, GoesOnBehindALineThatDoesNotEnd) {
+  given_cluster("when job new\nout Job queued, ID:\nrepeat 1000000 x\n");
+  const auto run = run_launcher("--mpi=net --np=4 --jobid=-1 " + given_solver("out solved\\n\n"));
+  EXPECT_EQ(0U, run.status);
+  EXPECT_TRUE(run.output == "Job queued, ID:" + std::string(1000000, 'x') + "solved\n")
+      << run.output.size() << " bytes";
+  EXPECT_EQ(std::vector<std::string>{new_line}, lines_of("job.exe"));
+  EXPECT_EQ("-1", only_start_of("solver.exe").variable("CCP_JOB_ID"));
+}
+
 TEST(JobCreationScenario, AsksForWholeMachinesAndAtLeastForEachProcess) {
   struct row {
     const char *per_node;
