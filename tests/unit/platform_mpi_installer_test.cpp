@@ -95,6 +95,14 @@ TEST(PlatformMpiInstaller, ReportsAMissingSetupWithoutARelease) {
             shown_texts());
 }
 
+TEST(PlatformMpiInstaller, ReportsAMissingSetupWithoutARoot) {
+  state.release = "12.0.16";
+  EXPECT_EQ(0, status_of_exit(install_platform_mpi));
+  EXPECT_EQ((texts{"\\zephon12.0.16\\netweave\\mpi\\win64\\ibmmpi\\sbin\\setup.exe"
+                   ": File does not exist!"}),
+            shown_texts());
+}
+
 TEST(PlatformMpiInstaller, ReportsASetupThatCannotBeRun) {
   given_release();
   given_file(setup);

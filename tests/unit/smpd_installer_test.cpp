@@ -64,6 +64,14 @@ TEST(SmpdInstaller, InstallsTheServiceOfAFolder) {
   EXPECT_EQ("", state.message_buffer);
 }
 
+TEST(SmpdInstaller, LooksForTheReleasesOwnServiceWithoutARoot) {
+  state.release = "12.0.16";
+  given_file("\\zephon12.0.16\\netweave\\mpi\\win64\\mpich2\\bin\\smpd.exe");
+  EXPECT_EQ(0, status_of_install("0"));
+  EXPECT_EQ((texts{"\\zephon12.0.16\\netweave\\mpi\\win64\\mpich2\\bin\\smpd.exe -install"}),
+            commands());
+}
+
 TEST(SmpdInstaller, ShowsItsSuccessForFiveSeconds) {
   given_file("C:\\mpich2\\bin\\smpd.exe");
   given_tool(install_command);
