@@ -60,6 +60,23 @@ void submit_in_vain_and_ask(const std::string &answer, int round, const std::str
   ASSERT_TRUE(locks_are_free());
 }
 
+struct things {
+  open_things open;
+  unsigned terminated = 0;
+};
+
+things things_now() {
+  return {open_now(), terminated_threads()};
+}
+
+// No handle and no thread is left, and no thread was ended from outside.
+void expect_nothing_left(const things &before) {
+  const auto after = open_again(before.open);
+  EXPECT_EQ(before.open.handles, after.handles);
+  EXPECT_EQ(before.open.threads, after.threads);
+  EXPECT_EQ(before.terminated, terminated_threads());
+}
+
 // From the start of the tool until long after its first output.
 std::string changing_limit(int round) {
   return "0.0" + std::to_string(10 + 7 * (round % 8));
@@ -77,15 +94,11 @@ TEST(SubmissionStress, GoesOn200TimesWithoutAnAnswer) {
   for (int round = 1; round <= 8; ++round) {
     ASSERT_NO_FATAL_FAILURE(play(round));
   }
-  const auto before = open_now();
-  const unsigned terminated = terminated_threads();
+  const auto before = things_now();
   for (int round = 9; round <= 208; ++round) {
     ASSERT_NO_FATAL_FAILURE(play(round)) << round;
   }
-  const auto after = open_again(before);
-  EXPECT_EQ(before.handles, after.handles);
-  EXPECT_EQ(before.threads, after.threads);
-  EXPECT_EQ(terminated, terminated_threads());
+  expect_nothing_left(before);
 }
 
 TEST(SubmissionStress, GoesOnBehindWindowsOwnInterpreter) {
@@ -93,14 +106,12 @@ TEST(SubmissionStress, GoesOnBehindWindowsOwnInterpreter) {
   given_silent_scheduler();
   const other_output nowhere(nullptr);
   ASSERT_NO_FATAL_FAILURE(submit_in_vain_and_ask("quiet", 1, "0.3"));
-  const auto before = open_now();
+  const auto before = things_now();
   for (int round = 2; round <= 6; ++round) {
     ASSERT_NO_FATAL_FAILURE(
         submit_in_vain_and_ask(round % 2 == 0 ? "quiet" : "flood", round, "0.3"));
   }
-  const auto after = open_again(before);
-  EXPECT_EQ(before.handles, after.handles);
-  EXPECT_EQ(before.threads, after.threads);
+  expect_nothing_left(before);
 }
 
 // Nobody reads the launcher's standard output: the watcher hangs in a write when its
@@ -115,15 +126,11 @@ TEST(SubmissionStress, GoesOnWhileTheLaunchersOutputHangs) {
     submit_in_vain_and_ask("flood", round, "0.15");
   };
   ASSERT_NO_FATAL_FAILURE(play(1));
-  const auto before = open_now();
-  const unsigned terminated = terminated_threads();
+  const auto before = things_now();
   for (int round = 2; round <= 13; ++round) {
     ASSERT_NO_FATAL_FAILURE(play(round)) << round;
   }
-  const auto after = open_again(before);
-  EXPECT_EQ(before.handles, after.handles);
-  EXPECT_EQ(before.threads, after.threads);
-  EXPECT_EQ(terminated, terminated_threads());
+  expect_nothing_left(before);
 }
 
 // The watch looks once a second; here a hundred times as often.
@@ -146,13 +153,11 @@ TEST(SubmissionStress, WatchesTheJobAfterEachTimeLimit) {
     ASSERT_TRUE(locks_are_free());
   };
   ASSERT_NO_FATAL_FAILURE(play(1));
-  const auto before = open_now();
+  const auto before = things_now();
   for (int round = 2; round <= 6; ++round) {
     ASSERT_NO_FATAL_FAILURE(play(round)) << round;
   }
-  const auto after = open_again(before);
-  EXPECT_EQ(before.handles, after.handles);
-  EXPECT_EQ(before.threads, after.threads);
+  expect_nothing_left(before);
   given_shorter_sleeps(1);
   given_variable("LAST_STATE", "");
 }
