@@ -15,8 +15,8 @@ root=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=scripts/wine.sh
 . "$root/scripts/wine.sh"
 
-all_steps=(build scripts format cppcheck program clang tidy sanitize wine scenarios cluster demos coverage fuzz)
-default_steps=(build scripts format cppcheck program clang sanitize wine scenarios cluster demos coverage fuzz)
+all_steps=(build scripts format cppcheck program clang tidy sanitize wine stress scenarios cluster demos coverage fuzz)
+default_steps=(build scripts format cppcheck program clang sanitize wine stress scenarios cluster demos coverage fuzz)
 logs=$root/build/test
 jobs=$(nproc)
 passed=0
@@ -297,11 +297,19 @@ step_wine() {
   heading "Unit tests as Windows programs under Wine"
   local program
   start_workers 1
-  for program in unit_tests platform_tests mpi_bridge_tests stress_tests; do
+  for program in unit_tests platform_tests mpi_bridge_tests; do
     if [ "$program" = unit_tests ] || [ -e "$root/build/mingw/$program.exe" ]; then
       run_tests "wine-$program" as_worker 0 "$root/build/mingw/$program.exe"
     fi
   done
+}
+
+step_stress() {
+  in_tree tests/stress/CMakeLists.txt || return 0
+  need_build
+  heading "What is ended at a time limit, thousands of times in one process"
+  start_workers 1
+  run_tests stress as_worker 0 "$root/build/mingw/stress_tests.exe"
 }
 
 # A disk that is full, for those who may mount one; without it a few tests are skipped.
@@ -325,15 +333,16 @@ step_scenarios() {
   in_tree tests/scenario/CMakeLists.txt || return 0
   need_build
   make_full_disk
-  heading "Scenarios: the launcher from outside under Wine, by two workers"
-  start_workers 2
+  local workers=$((jobs + 1))  # a scenario waits for a third of its time
+  heading "Scenarios: the launcher from outside under Wine, by $workers workers"
+  start_workers "$workers"
   local program=$root/build/mingw/tests/scenario/scenario_tests.exe number worker=() began=$SECONDS
-  for number in 0 1; do
-    GTEST_TOTAL_SHARDS=2 GTEST_SHARD_INDEX=$number as_worker "$number" "$program" \
+  for ((number = 0; number < workers; ++number)); do
+    GTEST_TOTAL_SHARDS=$workers GTEST_SHARD_INDEX=$number as_worker "$number" "$program" \
       >"$logs/scenarios-$number.log" 2>&1 </dev/null &
     worker+=("$!")
   done
-  for number in 0 1; do
+  for ((number = 0; number < workers; ++number)); do
     local status=0
     wait "${worker[number]}" || status=$?
     count_tests "scenarios-$number" "$logs/scenarios-$number.log" "$status" $((SECONDS - began))
@@ -407,7 +416,7 @@ step_fuzz() {
 # ---- Steps beside the others ----------------------------------------------------------------
 
 # These mostly wait, so they run beside those that keep the processors busy.
-waiting_steps=(cluster demos)
+waiting_steps=(stress cluster demos)
 beside=  # the shell that runs them
 
 # Runs steps in a shell of their own, one after the other. What they print and count
