@@ -46,12 +46,8 @@ std::string not_run(const std::string &command) {
 
 // ---- Worlds -------------------------------------------------------------------------------
 
-// Folders are named from the current one on, so that no path holds a blank.
 void given_release(const std::string &mpi) {
-  given_installed_release();
-  given_wrapper(mpi);
-  given_variable("ZEPHON_INC", "..\\inc");
-  given_variable("ZEPHON_PROD_DIR", "..\\prod");
+  given_release_without_blanks(mpi);
   given_variable("USERNAME", "jdoe");
 }
 

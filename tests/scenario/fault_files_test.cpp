@@ -140,10 +140,7 @@ std::string temp_with_fault(file_fault one, const std::string &prefix, made_faul
 // ---- Worlds -------------------------------------------------------------------------------
 
 void given_release(const std::string &mpi) {
-  given_installed_release();
-  given_wrapper(mpi);
-  given_variable("ZEPHON_INC", "..\\inc");
-  given_variable("ZEPHON_PROD_DIR", "..\\prod");
+  given_release_without_blanks(mpi);
   given_variable("USERNAME", "jdoe");
   given_variable("COMPUTERNAME", "ALPHA");
   given_variable("ZEPHON_CRED_CHECK", "no");

@@ -23,10 +23,7 @@ const std::string called_smpd = "..\\" + smpd;
 
 // Intel MPI of release 1.2.3, the password of whose user is valid.
 void given_intel_mpi() {
-  given_installed_release();
-  given_wrapper("intel");
-  given_variable("ZEPHON_INC", "..\\inc");
-  given_variable("ZEPHON_PROD_DIR", "..\\prod");
+  given_release_without_blanks("intel");
   given_variable("COMPUTERNAME", "ALPHA");
   given_tool(mpiexec, "when -validate\nout SUCCESS\\r\\n\n");
   given_tool(smpd, "out smpd running on ALPHA\\r\\n\n");

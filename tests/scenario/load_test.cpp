@@ -45,10 +45,7 @@ std::string command_line_of(const launch &run, int processes) {
 }
 
 void given_platform_mpi() {
-  given_installed_release();
-  given_wrapper("ibmmpi");
-  given_variable("ZEPHON_INC", "..\\inc");
-  given_variable("ZEPHON_PROD_DIR", "..\\prod");
+  given_release_without_blanks("ibmmpi");
   given_variable("IBMMPI_ROOT", "..\\mpi");
   given_variable("ORBEX_DONT_CACHE_PASSWORD", "1");
   given_tool(mpirun);

@@ -14,13 +14,9 @@ const std::string mpiexec = "inc\\zephon1.2.3\\netweave\\mpi\\win64\\mpich2\\bin
 const std::string smpd = "inc\\zephon1.2.3\\netweave\\mpi\\win64\\mpich2\\bin\\smpd.exe";
 const std::string valid = "when -validate\nout SUCCESS\\r\\n\n";
 
-// MPICH2 of release 1.2.3. Paths are named from the current folder on, so that no
-// blank of the world's folder is in them.
+// MPICH2 of release 1.2.3.
 void given_mpich2() {
-  given_installed_release();
-  given_wrapper("mpich2");
-  given_variable("ZEPHON_INC", "..\\inc");
-  given_variable("ZEPHON_PROD_DIR", "..\\prod");
+  given_release_without_blanks("mpich2");
   given_tool(mpiexec, valid);
   given_tool(smpd, "out smpd running on ALPHA\\r\\n\n");
 }

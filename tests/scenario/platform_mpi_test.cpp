@@ -21,13 +21,9 @@ const std::string question =
     "The password is invalid for Platform MPI to launch jobs.\n"
     "Do you want to input your password now?";
 
-// Platform MPI of release 1.2.3, which holds a valid password. Paths are named from
-// the current folder on, so that no blank of the world's folder is in them.
+// Platform MPI of release 1.2.3, which holds a valid password.
 void given_platform_mpi() {
-  given_installed_release();
-  given_wrapper("ibmmpi");
-  given_variable("ZEPHON_INC", "..\\inc");
-  given_variable("ZEPHON_PROD_DIR", "..\\prod");
+  given_release_without_blanks("ibmmpi");
   given_tool(mpirun, "when -pwcheck\nout Cached password is valid\\r\\n\n");
 }
 

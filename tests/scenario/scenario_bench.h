@@ -65,6 +65,10 @@ void given_installed_release();
 // The MPI wrapper library below the product folder.
 void given_wrapper(const std::string &mpi, const std::string &arch = "win64");
 
+// Both, with the two roots named from the current folder on: no blank of the world's
+// folder gets into a command.
+void given_release_without_blanks(const std::string &mpi);
+
 // A tool at the solver's place, <world>\solver.exe. Gives back the argument that names it.
 std::string given_solver(const std::string &script = "");
 

@@ -6,10 +6,7 @@ namespace scenario {
 namespace {
 
 void given_tools_and_msmpi(const std::string &job_script) {
-  given_installed_release();
-  given_wrapper("msmpi");
-  given_variable("ZEPHON_INC", "..\\inc");
-  given_variable("ZEPHON_PROD_DIR", "..\\prod");
+  given_release_without_blanks("msmpi");
   given_variable("MSMPI_HOME", "..\\ms");
   given_tool("job.exe", job_script);
   given_tool("cluscfg.exe");

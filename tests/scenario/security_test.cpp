@@ -15,10 +15,7 @@ using namespace scenario;
 namespace {
 
 void given_release(const std::string &mpi) {
-  given_installed_release();
-  given_wrapper(mpi);
-  given_variable("ZEPHON_INC", "..\\inc");
-  given_variable("ZEPHON_PROD_DIR", "..\\prod");
+  given_release_without_blanks(mpi);
   given_variable("USERNAME", "jdoe");
   given_variable("COMPUTERNAME", "ALPHA");
 }

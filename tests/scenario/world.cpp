@@ -208,6 +208,13 @@ void given_wrapper(const std::string &mpi, const std::string &arch) {
   given_file("prod\\netweave\\mpi_wrapper\\" + arch + "\\" + mpi + "\\mpi_wrapper.dll");
 }
 
+void given_release_without_blanks(const std::string &mpi) {
+  given_installed_release();
+  given_wrapper(mpi);
+  given_variable("ZEPHON_INC", "..\\inc");
+  given_variable("ZEPHON_PROD_DIR", "..\\prod");
+}
+
 std::string given_solver(const std::string &script) {
   given_tool("solver.exe", script);
   return in_quotes(in_world("solver.exe"));
