@@ -98,7 +98,7 @@ def targets_of(results):
 
 # ---- The plot: time against the number of items, both by powers of ten ----------------------
 
-WIDTH, HEIGHT, MARGIN = 760, 460, 60
+WIDTH, HEIGHT, MARGIN = 820, 480, 80
 COLOURS = ["#1b6ca8", "#c0392b", "#2e8b57", "#8e5ea2", "#b9770e"]
 
 
