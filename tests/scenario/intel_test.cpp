@@ -5,9 +5,9 @@
 #include <windows.h>
 
 #include <filesystem>
-#include <ostream>
 
 #include "scenario_bench.h"
+#include "settings.h"
 
 using namespace scenario;
 
@@ -66,17 +66,6 @@ bool output_is_at_its_end(const launch &run) {
 
 // ---- A table of settings ------------------------------------------------------------------
 
-struct setting {
-  std::string name;
-  std::vector<std::pair<std::string, std::string>> variables;
-  std::string arguments;
-  std::string command_line;
-};
-
-void PrintTo(const setting &one, std::ostream *stream) {
-  *stream << one.name;
-}
-
 class IntelSettings : public testing::TestWithParam<setting> {};
 
 const std::vector<setting> settings = {
@@ -127,9 +116,7 @@ TEST_P(IntelSettings, GiveTheCommandLine) {
   given_file("hosts", "alpha:2\nbeta:2\n");
   given_file("my hosts", "alpha:2\nbeta:2\n");
   given_file("this", "alpha.example.org\n");
-  for (const auto &[name, value] : GetParam().variables) {
-    given_variable(name, value);
-  }
+  given_variables(GetParam());
   const auto run = run_intel(GetParam().arguments);
   EXPECT_EQ(0U, run.status);
   EXPECT_EQ("", run.errors);

@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <ostream>
-
 #include "scenario_bench.h"
+#include "settings.h"
 
 using namespace scenario;
 
@@ -47,17 +46,6 @@ const std::string own_shown =
 
 // ---- A table of settings ------------------------------------------------------------------
 
-struct setting {
-  std::string name;
-  std::vector<std::pair<std::string, std::string>> variables;
-  std::string arguments;
-  std::string command_line;
-};
-
-void PrintTo(const setting &one, std::ostream *stream) {
-  *stream << one.name;
-}
-
 class Mpich2Settings : public testing::TestWithParam<setting> {};
 
 const std::vector<setting> settings = {
@@ -98,9 +86,7 @@ TEST_P(Mpich2Settings, GiveTheCommandLine) {
   given_file("my hosts", "alpha\nbeta\n");
   given_file("one", "alpha\nalpha\n");
   given_variable("ZEPHON_CRED_CHECK", "no");
-  for (const auto &[name, value] : GetParam().variables) {
-    given_variable(name, value);
-  }
+  given_variables(GetParam());
   const auto run = run_mpich2(GetParam().arguments);
   EXPECT_EQ(0U, run.status);
   EXPECT_EQ("", run.errors);

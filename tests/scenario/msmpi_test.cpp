@@ -4,30 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <ostream>
 
 #include "scheduler_bench.h"
+#include "settings.h"
 
 using namespace scenario;
 
 namespace {
-
-struct setting {
-  std::string name;
-  std::vector<std::pair<std::string, std::string>> variables;
-  std::string arguments;
-  std::string command_line;
-};
-
-void PrintTo(const setting &one, std::ostream *stream) {
-  *stream << one.name;
-}
-
-void given_variables(const setting &one) {
-  for (const auto &[name, value] : one.variables) {
-    given_variable(name, value);
-  }
-}
 
 // A job tool that answers a submission at once and names no job.
 const std::string refuses = "out Cannot connect to head\\r\\n\n";

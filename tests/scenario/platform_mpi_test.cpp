@@ -5,9 +5,9 @@
 #include <windows.h>
 
 #include <filesystem>
-#include <ostream>
 
 #include "scenario_bench.h"
+#include "settings.h"
 
 using namespace scenario;
 
@@ -44,17 +44,6 @@ const std::string launch_line =
     R"("..\inc\zephon1.2.3\netweave\mpi\win64\ibmmpi\bin\mpirun.exe" -prot -e MPI_ROOT="..\inc\zephon1.2.3\netweave\mpi\win64\ibmmpi"  -hostfile "..\hosts"  -np 4  -e PATH="..\inc\ntbin\win64;..\prod\netweave\mpi_wrapper\win64\ibmmpi" -e MPI_WORKDIR="..\inc" -e ZEPHON_PROD_DIR="..\prod"  solver)";
 
 // ---- A table of settings ------------------------------------------------------------------
-
-struct setting {
-  std::string name;
-  std::vector<std::pair<std::string, std::string>> variables;
-  std::string arguments;
-  std::string command_line;
-};
-
-void PrintTo(const setting &one, std::ostream *stream) {
-  *stream << one.name;
-}
 
 class PlatformMpiSettings : public testing::TestWithParam<setting> {};
 
@@ -109,9 +98,7 @@ TEST_P(PlatformMpiSettings, GiveTheCommandLine) {
   given_file("hosts", "alpha:2\nbeta:2\n");
   given_file("my hosts", "alpha:2\nbeta:2\n");
   given_variable("ORBEX_DONT_CACHE_PASSWORD", "1");
-  for (const auto &[name, value] : GetParam().variables) {
-    given_variable(name, value);
-  }
+  given_variables(GetParam());
   const auto run = run_platform_mpi(GetParam().arguments);
   EXPECT_EQ(0U, run.status);
   EXPECT_EQ("", run.errors);
