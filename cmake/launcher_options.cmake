@@ -4,7 +4,8 @@ add_library(launcher_options INTERFACE)
 target_include_directories(launcher_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
 
 if(MSVC)
-  target_compile_options(launcher_options INTERFACE /W4 /WX /permissive- /utf-8)
+  target_compile_options(launcher_options INTERFACE /W4 /WX /permissive- /utf-8 /guard:cf)
+  target_link_options(launcher_options INTERFACE /guard:cf)
   target_compile_definitions(launcher_options INTERFACE _CRT_SECURE_NO_WARNINGS)
 else()
   target_compile_options(launcher_options INTERFACE
