@@ -12,8 +12,8 @@
 #include "backends/host_files.h"
 #include "bench_world.h"
 #include "core/launch_state.h"
-#include "core/options.h"
 #include "install/releases.h"
+#include "launch/options.h"
 #include "platform/platform.h"
 
 namespace {

@@ -8,7 +8,6 @@
 
 #include "backends/forwarding.h"
 #include "backends/host_files.h"
-#include "backends/smpd_service.h"
 #include "core/environment.h"
 #include "core/launch_state.h"
 #include "core/text.h"
@@ -16,6 +15,7 @@
 #include "core/trace.h"
 #include "core/user_defined.h"
 #include "install/mpi_directory.h"
+#include "install/smpd_service.h"
 #include "scheduler/scheduler_options.h"
 
 namespace {

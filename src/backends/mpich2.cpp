@@ -6,7 +6,6 @@
 
 #include "backends/forwarding.h"
 #include "backends/host_files.h"
-#include "backends/smpd_service.h"
 #include "core/command_runner.h"
 #include "core/environment.h"
 #include "core/launch_state.h"
@@ -15,6 +14,7 @@
 #include "core/text_file.h"
 #include "core/user_defined.h"
 #include "install/mpi_directory.h"
+#include "install/smpd_service.h"
 
 namespace {
 

@@ -1,7 +1,6 @@
 // smpd_installer.cpp: the SMPD service of MPICH2, installed or started.
 #include "install/smpd_installer.h"
 
-#include "backends/smpd_service.h"
 #include "core/command_runner.h"
 #include "core/exit_status.h"
 #include "core/launch_state.h"
@@ -12,6 +11,7 @@
 #include "install/install_log.h"
 #include "install/mpi_directory.h"
 #include "install/releases.h"
+#include "install/smpd_service.h"
 #include "platform/platform.h"
 
 namespace {

@@ -9,8 +9,8 @@
 #include "core/messages.h"
 #include "core/text.h"
 #include "core/trace.h"
+#include "core/unc_path.h"
 #include "core/user_defined.h"
-#include "install/unc_path.h"
 #include "platform/platform.h"
 
 namespace {

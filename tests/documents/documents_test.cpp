@@ -203,7 +203,7 @@ texts anchors_of(const std::string &text) {
 TEST(OptionsDocument, HasTheOptionsOfTheCodeInTheirOrder) {
   std::vector<std::string> code;
   const std::regex branch(R"re(\b(is|begins)\("([^"]+)"\))re");
-  const std::string parser = code_of("src/core/options.cpp");
+  const std::string parser = code_of("src/launch/options.cpp");
   for (std::sregex_iterator match(parser.begin(), parser.end(), branch), end; match != end;
        ++match) {
     code.push_back((*match)[2].str() + " " + ((*match)[1] == "is" ? "exact" : "prefix"));
@@ -221,7 +221,7 @@ TEST(OptionsDocument, HasTheOptionsOfTheCodeInTheirOrder) {
 }
 
 TEST(OptionsDocument, SaysWhichOptionsTakeTheNextArgument) {
-  const std::string parser = code_of("src/core/options.cpp");
+  const std::string parser = code_of("src/launch/options.cpp");
   const std::regex branch(R"re(\b(?:is|begins)\("([^"]+)"\)\) \{([^{}]|\{[^{}]*\})*\})re");
   texts code;
   for (std::sregex_iterator match(parser.begin(), parser.end(), branch), end; match != end;
@@ -242,7 +242,7 @@ TEST(OptionsDocument, SaysWhichOptionsTakeTheNextArgument) {
 }
 
 TEST(OptionsDocument, SaysWhichVariablesTheOptionsSet) {
-  const std::string parser = code_of("src/core/options.cpp");
+  const std::string parser = code_of("src/launch/options.cpp");
   texts code;
   for (const auto &name : all_matches(parser, R"re(set_environment\("([A-Z_0-9]+)")re")) {
     code.insert(name);
@@ -255,7 +255,7 @@ TEST(OptionsDocument, SaysWhichVariablesTheOptionsSet) {
 
 TEST(OptionsDocument, ShowsTheUsageTextAsItIs) {
   std::string code;
-  for (const auto &literal : literals(code_of("src/core/mpirun.cpp"))) {
+  for (const auto &literal : literals(code_of("src/launch/mpirun.cpp"))) {
     if (literal.ends_with('\n')) {
       code += std::regex_replace(literal, std::regex("%s"), "<program>");
     }
@@ -266,7 +266,7 @@ TEST(OptionsDocument, ShowsTheUsageTextAsItIs) {
 }
 
 TEST(OptionsDocument, HasTheNamesOfTheMpis) {
-  const std::string selection = code_of("src/backends/backend_selection.cpp");
+  const std::string selection = code_of("src/launch/backend_selection.cpp");
   texts code = {"net", "pcmpi"};  // no back-end, and another name of one
   for (const auto &name : all_matches(selection, R"re(name == "([a-z0-9]+)")re")) {
     code.insert(name);
@@ -348,7 +348,7 @@ TEST(TroubleshootingDocument, HasEveryMessageOfTheCode) {
   const texts documented = pieces_of_documents();
   std::size_t messages = 0;
   for (const auto &file : code_files()) {
-    if (file == "src/core/mpirun.cpp") {
+    if (file == "src/launch/mpirun.cpp") {
       continue;  // the usage text stands with the options
     }
     for (const auto &literal : literals(code_of(file))) {
@@ -403,7 +403,7 @@ struct mpi_page {
 
 const std::vector<mpi_page> mpi_pages = {
     {"docs/msmpi.md", {"src/backends/msmpi.cpp"}},
-    {"docs/intel-mpi.md", {"src/backends/intel_mpi.cpp", "src/backends/smpd_service.cpp"}},
+    {"docs/intel-mpi.md", {"src/backends/intel_mpi.cpp", "src/install/smpd_service.cpp"}},
     {"docs/mpich2.md", {"src/backends/mpich2.cpp"}},
     {"docs/platform-mpi.md", {"src/backends/platform_mpi.cpp"}},
     {"docs/mpich.md", {"src/backends/mpich.cpp", "src/backends/external.cpp"}},

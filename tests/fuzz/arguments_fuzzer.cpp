@@ -2,9 +2,9 @@
 #include <algorithm>
 
 #include "core/launch_state.h"
-#include "core/options.h"
 #include "expected_arguments.h"
 #include "fuzz_support.h"
+#include "launch/options.h"
 #include "support/fresh_launch.h"
 
 namespace {

@@ -1,8 +1,8 @@
 // environment_fuzzer.cpp: the variables that the launcher reads. The first line
 // names the MPI and the number of processes, each further one sets a variable.
 #include "core/launch_state.h"
-#include "core/mpirun.h"
 #include "fuzz_support.h"
+#include "launch/mpirun.h"
 #include "support/fresh_launch.h"
 
 namespace {

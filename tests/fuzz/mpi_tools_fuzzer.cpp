@@ -6,12 +6,12 @@
 #include "backends/mpich2.h"
 #include "backends/msmpi.h"
 #include "backends/platform_mpi.h"
-#include "backends/smpd_service.h"
 #include "core/launch_state.h"
 #include "core/text.h"
 #include "fuzz_support.h"
 #include "install/platform_mpi_installer.h"
 #include "install/smpd_installer.h"
+#include "install/smpd_service.h"
 #include "support/fresh_launch.h"
 
 namespace {

@@ -4,9 +4,9 @@
 #include <algorithm>
 
 #include "core/launch_state.h"
-#include "core/mpirun.h"
 #include "expected_arguments.h"
 #include "fuzz_support.h"
+#include "launch/mpirun.h"
 #include "run_description.h"
 #include "support/fresh_launch.h"
 

@@ -1,5 +1,5 @@
 // Tests of the way from the MPI's name to its back-end.
-#include "backends/backend_selection.h"
+#include "launch/backend_selection.h"
 
 #include <gtest/gtest.h>
 

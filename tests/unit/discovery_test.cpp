@@ -1,5 +1,5 @@
 // Tests of the discovery of the installed release.
-#include "install/discovery.h"
+#include "launch/discovery.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Tests of the run sequence: from the entry to the exit status.
-#include "core/mpirun.h"
+#include "launch/mpirun.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Tests of the option table, row by row, and of the rules behind it.
-#include "core/options.h"
+#include "launch/options.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Tests of the service check and of the password that multi-host runs need.
-#include "backends/smpd_service.h"
+#include "install/smpd_service.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Tests of the last phase: the command that is started, the wait, the times.
-#include "core/solver_launch.h"
+#include "launch/solver_launch.h"
 
 #include <gtest/gtest.h>
 

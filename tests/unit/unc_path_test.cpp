@@ -1,5 +1,5 @@
 // Tests of the conversion of paths to their network form.
-#include "install/unc_path.h"
+#include "core/unc_path.h"
 
 #include <gtest/gtest.h>
 

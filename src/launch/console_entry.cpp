@@ -1,5 +1,5 @@
 // console_entry.cpp: the entry of mpirun_console.exe.
-#include "core/mpirun.h"
+#include "launch/mpirun.h"
 
 #ifdef __MINGW32__
 extern "C" int _dowildcard;

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "core/mpirun.h"
+#include "launch/mpirun.h"
 
 #ifdef __MINGW32__
 extern "C" int _dowildcard;

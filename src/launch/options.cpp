@@ -2,7 +2,7 @@
 //
 // The order is binding: --np_per_node= before --np=, --host_ip= before --host.
 // --R and --r take whatever begins with them, so no later option may.
-#include "core/options.h"
+#include "launch/options.h"
 
 #include <algorithm>
 #include <optional>
@@ -14,7 +14,7 @@
 #include "core/messages.h"
 #include "core/text.h"
 #include "core/timed_question.h"
-#include "install/unc_path.h"
+#include "core/unc_path.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // solver_launch.cpp: from the finished command line to the timing report.
-#include "core/solver_launch.h"
+#include "launch/solver_launch.h"
 
 #include <cstdlib>
 #include <ctime>

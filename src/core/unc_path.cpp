@@ -1,5 +1,5 @@
 // unc_path.cpp: asks Windows' network library for the universal name of a path.
-#include "install/unc_path.h"
+#include "core/unc_path.h"
 
 #include "platform/platform.h"
 

@@ -1,13 +1,13 @@
 // mpirun.cpp: the fixed sequence of phases, the usage text, the messages at exit.
-#include "core/mpirun.h"
+#include "launch/mpirun.h"
 
-#include "backends/backend_selection.h"
 #include "core/exit_status.h"
 #include "core/launch_state.h"
 #include "core/messages.h"
-#include "core/options.h"
-#include "core/solver_launch.h"
-#include "install/discovery.h"
+#include "launch/backend_selection.h"
+#include "launch/discovery.h"
+#include "launch/options.h"
+#include "launch/solver_launch.h"
 #include "platform/platform.h"
 #include "scheduler/job_creation.h"
 

@@ -1,5 +1,5 @@
 // smpd_service.cpp: asks smpd and mpiexec, starts the one, registers with the other.
-#include "backends/smpd_service.h"
+#include "install/smpd_service.h"
 
 #include "core/command_runner.h"
 #include "core/environment.h"

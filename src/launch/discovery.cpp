@@ -1,5 +1,5 @@
 // discovery.cpp: the MPI wrapper library and the PATH of the remote processes.
-#include "install/discovery.h"
+#include "launch/discovery.h"
 
 #include <string>
 

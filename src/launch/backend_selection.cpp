@@ -1,5 +1,5 @@
 // backend_selection.cpp: from the MPI's name to its back-end.
-#include "backends/backend_selection.h"
+#include "launch/backend_selection.h"
 
 #include "backends/external.h"
 #include "backends/intel_mpi.h"
