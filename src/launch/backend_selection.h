@@ -6,5 +6,6 @@
 // and the end of the program with status 2 (3 or 4 for credentials).
 #pragma once
 
-// Runs the back-end of mpi_name, or none when no name matches. Gives back 1.
+// Runs the back-end of mpi_name, or none when no name matches. Gives back 1, as
+// every back-end does; a back-end that cannot build its command ends the program.
 int select_backend();

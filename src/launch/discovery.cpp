@@ -1,4 +1,4 @@
-// discovery.cpp: the MPI wrapper library and the PATH of the remote processes.
+// discovery.cpp: installers on request, the MPI wrapper library, the remote PATH.
 #include "launch/discovery.h"
 
 #include <string>
@@ -37,12 +37,14 @@ void add_to_node_path(const std::string &directory) {
 
 }  // namespace
 
-void discover_installation() {
+void install_on_request() {
   install_mpich2_smpd(state.smpd_request);
   if (env_text("ZEPHON_INSTALL_IBMMPI") == "1") {
     install_platform_mpi();
   }
+}
 
+void discover_installation() {
   const bool without_mpi = state.mpi_name == "net";
   if (!without_mpi) {
     require_wrapper_library();

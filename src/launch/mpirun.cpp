@@ -1,5 +1,7 @@
-// mpirun.cpp: the fixed sequence of phases, the usage text, the messages at exit.
+// mpirun.cpp: the run from top to bottom, the usage text, the messages at exit.
 #include "launch/mpirun.h"
+
+#include <string>
 
 #include "core/exit_status.h"
 #include "core/launch_state.h"
@@ -10,6 +12,7 @@
 #include "launch/solver_launch.h"
 #include "platform/platform.h"
 #include "scheduler/job_creation.h"
+#include "scheduler/job_submission.h"
 
 namespace {
 
@@ -37,6 +40,8 @@ int classify_windows(unsigned long version) {
   return (version & 0xFFUL) < 4 ? 2 : 1;
 }
 
+// The chapters of a run. Each leaves what it learned in the launch state and the
+// environment, and may end the program.
 void run_phases(int count, char **arguments) {
   state.arg_count = count;
   state.arg_vector = arguments;
@@ -44,10 +49,14 @@ void run_phases(int count, char **arguments) {
     show_usage();
   }
   parse_options(count, arguments);
-  (void)create_scheduler_job();  // what it made stands in the environment
+  create_scheduler_job();
+  install_on_request();
   discover_installation();
-  (void)select_backend();
-  launch_solver();
+  select_backend();
+  std::string command = join_solver_arguments();
+  if (!submit_scheduler_job(command)) {
+    launch_solver(command);
+  }
 }
 
 }  // namespace

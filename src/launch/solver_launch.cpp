@@ -1,9 +1,10 @@
 // solver_launch.cpp: from the finished command line to the timing report.
 #include "launch/solver_launch.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
-#include <string>
 
 #include "core/environment.h"
 #include "core/exit_status.h"
@@ -13,7 +14,6 @@
 #include "core/text_file.h"
 #include "platform/platform.h"
 #include "scheduler/job_exit.h"
-#include "scheduler/job_submission.h"
 
 namespace {
 
@@ -42,12 +42,13 @@ platform::start_settings child_settings() {
   return settings;
 }
 
-platform::started_process start_child(std::string command) {
-  const std::string as_given = command;
-  command.erase(0, command.find_first_not_of(' '));  // Windows starts nothing behind a blank
-  platform::started_process child = platform::start_process(command, child_settings());
+platform::started_process start_child(const std::string &command) {
+  // Windows starts nothing behind a blank.
+  const std::size_t start = std::min(command.find_first_not_of(' '), command.size());
+  platform::started_process child =
+      platform::start_process(command.substr(start), child_settings());
   if (!child.process) {
-    add_message("Unable to execute %s %s\n", "(null)", as_given.c_str());
+    add_message("Unable to execute %s %s\n", "(null)", command.c_str());
     add_message("%s\n", platform::system_message(child.error).c_str());
     platform::exit_program(exit_cannot_launch);
   }
@@ -89,13 +90,12 @@ void write_timing_file(std::time_t start, std::time_t end, void *child) {
 
 }  // namespace
 
-void launch_solver() {
+std::string join_solver_arguments() {
   warn_without_launch_command();
-  std::string command = state.launch_command + " " + state.solver_args_line;
-  if (submit_scheduler_job(command)) {
-    return;
-  }
+  return state.launch_command + " " + state.solver_args_line;
+}
 
+void launch_solver(const std::string &command) {
   platform::started_process child = start_child(command);
   announce_child(child.id);
   if (state.wait_mode) {

@@ -1,6 +1,12 @@
 // solver_launch.h: starts the launch command, waits for it and reports the times.
 #pragma once
 
-// Joins the launch command with the solver's arguments and starts it, or leaves
-// it to the scheduler. Ends the program with status 255 when it cannot be started.
-void launch_solver();
+#include <string>
+
+// The launch command with the solver's arguments behind it. Warns of an MPI that
+// was asked for by name and has no launch command.
+std::string join_solver_arguments();
+
+// Starts the command, waits for it where that is wanted and writes the timing file.
+// Ends the program with status 255 when it cannot be started.
+void launch_solver(const std::string &command);

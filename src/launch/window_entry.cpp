@@ -1,6 +1,4 @@
 // window_entry.cpp: the entry of mpirun.exe, a program without a console.
-#include <windows.h>
-
 #include <cstdlib>
 
 #include "launch/mpirun.h"
@@ -10,6 +8,8 @@ extern "C" int _dowildcard;
 int _dowildcard = 0;  // an argument such as *.jou reaches the solver as it stands
 #endif
 
-int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR, int nShowCmd) {
-  start_from_window(instance, nShowCmd, __argc, __argv);
+// As Windows' own headers have it, which only src/platform includes: a handle is
+// a pointer.
+extern "C" int __stdcall WinMain(void *instance, void *, char *, int show_command) {
+  start_from_window(instance, show_command, __argc, __argv);
 }

@@ -141,7 +141,7 @@ TEST(Discovery, AddsTheGpuFolderAlsoToAPathThatIsTheWrappers) {
 TEST(Discovery, HandsARequestToTheServiceInstallerFirst) {
   state.smpd_request = "C:\\mpich2";
   given_variable("ZEPHON_INSTALL_IBMMPI", "1");
-  EXPECT_EQ(1, status_of_exit(discover_installation));
+  EXPECT_EQ(1, status_of_exit(install_on_request));
   EXPECT_EQ(1U, times_opened("C:\\mpich2\\bin\\smpd.exe"));
   EXPECT_EQ("", standard_error());
 }
@@ -149,7 +149,7 @@ TEST(Discovery, HandsARequestToTheServiceInstallerFirst) {
 TEST(Discovery, HandsARequestToThePlatformMpiInstaller) {
   given_installation("intel");
   given_variable("ZEPHON_INSTALL_IBMMPI", "1");
-  EXPECT_EQ(0, status_of_exit(discover_installation));
+  EXPECT_EQ(0, status_of_exit(install_on_request));
   ASSERT_EQ(1U, message_boxes().size());
   EXPECT_EQ("", state.node_path);
 }
@@ -157,6 +157,7 @@ TEST(Discovery, HandsARequestToThePlatformMpiInstaller) {
 TEST(Discovery, InstallsPlatformMpiForTheValueOneOnly) {
   given_installation("intel");
   given_variable("ZEPHON_INSTALL_IBMMPI", "yes");
+  install_on_request();
   discover_installation();
   EXPECT_TRUE(message_boxes().empty());
   EXPECT_EQ(intel_wrapper, state.node_path);
