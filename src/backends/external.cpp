@@ -18,7 +18,7 @@ int external_backend() {
 
   std::string line = *state.external_mpirun + " ";
   if (!state.node_path.empty()) {
-    line += "-env PATH=\"" + state.node_path + "\" ";
+    line += "-env PATH=" + quote(state.node_path) + " ";
   }
   line += hosts_file + " ";
 

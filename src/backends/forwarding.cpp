@@ -7,8 +7,12 @@
 #include "core/launch_state.h"
 #include "core/text.h"
 
+bool interconnect_is_infiniband() {
+  return state.interconnect == "ib" || state.interconnect == "infiniband";
+}
+
 std::string forwarded_value(const std::string &value) {
-  return contains_blank(value) ? "\"'" + value + "'\"" : "\"" + value + "\"";
+  return quote(contains_blank(value) ? "'" + value + "'" : value);
 }
 
 void append_work_size(std::string &line) {
@@ -29,7 +33,7 @@ void append_solver_variables(std::string &line, const std::string &option,
     line += option + "QMX_ROOT" + separator + forwarded_value(*root);
   }
   if (const auto architecture = env_text("QMX_ARCH")) {
-    line += option + "QMX_ARCH" + separator + "\"" + *architecture + "\"";
+    line += option + "QMX_ARCH" + separator + quote(*architecture);
   }
   if (const auto directory = env_text("ZEPHON_PROD_DIR")) {
     line += option + "ZEPHON_PROD_DIR" + separator + forwarded_value(*directory);

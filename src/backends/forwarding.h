@@ -1,7 +1,10 @@
-// forwarding.h: what several back-ends hand on to the remote processes.
+// forwarding.h: what several back-ends hand on to the remote processes, and how.
 #pragma once
 
 #include <string>
+
+// Whether --ic= asked for InfiniBand, by either of its names, in small letters.
+bool interconnect_is_infiniband();
 
 // A value between double quotes, and between single quotes inside them when it
 // holds a blank.

@@ -22,10 +22,6 @@ bool is_blank_line(std::string_view line) {
   return line.find_first_not_of(' ') == std::string_view::npos;
 }
 
-std::string_view without_line_end(std::string_view line) {
-  return line.substr(0, line.find_last_not_of("\r\n") + 1);
-}
-
 // TEMP\PREFIX-PROCESS.txt, so that launchers side by side never share a file.
 // Nothing, with a message, when there is neither TEMP nor a current directory.
 std::optional<std::string> temporary_name(const char *prefix) {
@@ -107,10 +103,8 @@ struct host_with_count {
 
 //   alpha:4 -> alpha, 4      ::alpha::4 -> alpha, 4      alpha: -> alpha, 0
 host_with_count split_at_colons(const std::string &line) {
-  const std::size_t name = std::min(line.find_first_not_of(':'), line.size());
-  const std::size_t name_end = std::min(line.find(':', name), line.size());
-  const std::size_t count = std::min(line.find_first_not_of(':', name_end), line.size());
-  return {line.substr(name, name_end - name), to_number(line.substr(count))};
+  const auto pieces = split_at(line, ":");
+  return {pieces.empty() ? "" : pieces[0], pieces.size() < 2 ? 0 : to_number(pieces[1])};
 }
 
 // Copies a host file without its first `skip` slots. Each line keeps its own line
@@ -133,16 +127,12 @@ void copy_hosts_of_file(text_reader &hosts_file, text_writer &file, int skip) {
 }
 
 void copy_hosts_of_list(std::string_view hosts, text_writer &file, int skip) {
-  constexpr std::string_view separators = ",;: ";
-  for (std::size_t start = 0;
-       (start = hosts.find_first_not_of(separators, start)) != std::string_view::npos;) {
-    const std::size_t end = std::min(hosts.find_first_of(separators, start), hosts.size());
+  for (const std::string &host : split_at(hosts, ",;: ")) {
     if (skip > 0) {
       --skip;
     } else {
-      write_text(file, std::string(hosts.substr(start, end - start)) + "\n");
+      write_text(file, host + "\n");
     }
-    start = end;
   }
 }
 
@@ -160,16 +150,16 @@ std::optional<std::string> next_entry(text_reader &file) {
 }  // namespace
 
 std::string require_hosts_file() {
-  const auto hosts_file = env_text("ZEPHON_HOSTS_FILE");
+  const auto hosts_file = host_file();
   if (!hosts_file) {
     fatal(exit_config_fault, "\n Error:  Hostfile does not exist!\n");
   }
   return *hosts_file;
 }
 
-int write_process_host_file(const std::optional<std::string> &path) {
+std::optional<std::string> write_process_host_file(const std::optional<std::string> &path) {
   if (!path) {
-    return 0;
+    return std::nullopt;
   }
   auto hosts_file = open_text(*path);
   if (!hosts_file) {
@@ -177,10 +167,10 @@ int write_process_host_file(const std::optional<std::string> &path) {
   }
   const auto hosts = count_host_lines(*hosts_file);
   if (!hosts || *hosts == 0 || *hosts >= state.num_procs) {
-    return 0;
+    return std::nullopt;
   }
 
-  const auto name = temporary_name("zphost");
+  auto name = temporary_name("zphost");
   if (!name) {
     platform::exit_program(exit_config_fault);
   }
@@ -196,8 +186,8 @@ int write_process_host_file(const std::optional<std::string> &path) {
     // Names the user's file, not the new one: that is the one they know.
     fatal(exit_config_fault, "\n Error:  Failed to create host file %s\n", path->c_str());
   }
-  set_environment("ZEPHON_HOSTS_FILE", *name);
-  return 1;
+  set_environment("ZEPHON_HOSTS_FILE", *name);  // for the programs that are started
+  return name;
 }
 
 std::optional<std::string> write_scheduler_host_file(const std::string &hosts) {
@@ -224,7 +214,7 @@ std::optional<std::string> write_scheduler_host_file(const std::string &hosts) {
 }
 
 std::optional<std::string> read_host_list() {
-  const std::string hosts = env_text("ZEPHON_HOSTS_FILE").value_or("");
+  const std::string hosts = host_file().value_or("");
   auto file = open_text(hosts);
   if (!file) {
     return hosts;
@@ -233,7 +223,7 @@ std::optional<std::string> read_host_list() {
   std::string previous;
   std::string line;
   while (!file->at_end) {
-    (void)read_line(*file, line);
+    read_line(*file, line);
     while (line.size() >= 2 && static_cast<unsigned char>(line.back()) <= ' ') {
       line.pop_back();
     }

@@ -13,16 +13,17 @@ std::string require_hosts_file();
 
 // Spreads num_procs over the hosts of a file without counts: writes a temporary
 // file of host:count lines, one for each host, and has ZEPHON_HOSTS_FILE name it.
-// Gives back 1 when it did, 0 when the given file can stay in use: it has counts
-// already, a line for each process, or no line. Ends the program with status 2
-// when a file cannot be opened, created or written.
-int write_process_host_file(const std::optional<std::string> &path);
+// Gives back the new file's name; nothing when the given file can stay in use: it has
+// counts already, a line for each process, or no line. Ends the program with status
+// 2 when a file cannot be opened, created or written.
+[[nodiscard]] std::optional<std::string> write_process_host_file(
+    const std::optional<std::string> &path);
 
 // Copies a host file, or a list of hosts separated by comma, semicolon, colon or
 // blank, into a temporary file without the PARA_MESH_NPROCS slots that meshing
 // processes hold. Gives back the new file's name; nothing when it could not be
 // written.
-std::optional<std::string> write_scheduler_host_file(const std::string &hosts);
+[[nodiscard]] std::optional<std::string> write_scheduler_host_file(const std::string &hosts);
 
 // The host file of the run as one line of names separated by commas, without
 // neighbouring duplicates; ends at the first line shorter than two characters.

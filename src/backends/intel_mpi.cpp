@@ -22,22 +22,28 @@ namespace {
 
 constexpr int command_trace_line = 3167;
 
+// Where smpd.exe and the password's mpiexec.exe are; the launch itself uses the
+// shared installation.
+std::string tools_root() {
+  return mpi_installation_directory("intel", root_choice::local_allowed);
+}
+
 void hand_to_scheduler(std::string &line, const std::string &head) {
-  const auto hosts_file = env_text("ZEPHON_HOSTS_FILE");
-  const bool hosts_file_opens = hosts_file && file_is_readable(*hosts_file);
-  line.insert(0, build_task_command(head, hosts_file_opens));
-  if (!hosts_file_opens) {
-    line += " -hosts %CCP_NODES% ";  // the scheduler expands it when the task starts
+  const auto hosts_file = host_file();
+  const bool hosts_file_is_readable = hosts_file && file_is_readable(*hosts_file);
+  prepare_task();
+  line.insert(0, build_task_command(head, hosts_file_is_readable));
+  if (!hosts_file_is_readable) {
+    append_hosts_of_job(line);
   }
 }
 
 // Appends the host file; true when it names this machine alone.
 bool append_hosts(std::string &line, const std::string &given_hosts_file) {
-  (void)write_process_host_file(given_hosts_file);
-  require_smpd_and_credentials(mpi_installation_directory("intel", true) + "\\bin");
-
-  const std::string hosts_file = env_text("ZEPHON_HOSTS_FILE").value_or("");
-  line += " -machinefile \"" + hosts_file + "\" ";
+  const std::string hosts_file =
+      write_process_host_file(given_hosts_file).value_or(given_hosts_file);
+  require_smpd_and_credentials(tools_root() + "\\bin");
+  line += " -machinefile " + quote(hosts_file) + " ";
   return host_file_is_single_host(hosts_file, state.num_procs) != 0 &&
          first_host_is_this_computer(hosts_file);
 }
@@ -45,9 +51,8 @@ bool append_hosts(std::string &line, const std::string &given_hosts_file) {
 void append_device(std::string &line, bool local_only) {
   if (local_only) {
     line += " -localroot -localonly -genv I_MPI_DEVICE shm";
-    set_environment("SMPD_OPTION_BINARY",
-                    mpi_installation_directory("intel", true) + "\\bin\\smpd.exe");
-  } else if (state.interconnect == "ib" || state.interconnect == "infiniband") {
+    set_environment("SMPD_OPTION_BINARY", tools_root() + "\\bin\\smpd.exe");
+  } else if (interconnect_is_infiniband()) {
     line += " -genv I_MPI_DEVICE rdssm";
   } else if (state.interconnect) {
     line += " -genv I_MPI_DEVICE ssm";
@@ -79,8 +84,8 @@ void set_path(const std::string &mpi_directory) {
 
 int build_intel_mpi_command() {
   const auto head = head_node();
-  const auto hosts_file = env_text("ZEPHON_HOSTS_FILE");
-  const std::string mpi_directory = mpi_installation_directory("intel", false);
+  const auto hosts_file = host_file();
+  const std::string mpi_directory = mpi_installation_directory("intel", root_choice::shared);
 
   std::string line = mpi_directory + "\\bin\\mpiexec.exe ";
   bool local_only = false;

@@ -13,7 +13,6 @@
 #include "core/text.h"
 #include "core/text_file.h"
 #include "core/user_defined.h"
-#include "install/mpi_directory.h"
 #include "install/smpd_service.h"
 
 namespace {
@@ -34,12 +33,12 @@ void report_version(const std::string &smpd) {
   if (!file_is_readable(smpd)) {
     return;
   }
-  (void)run_command(smpd + " -version", [](const std::string &line) {
+  run_command(smpd + " -version", [](const std::string &line) {
     if (contains(line, "smpd options")) {  // it does not know the question
       print("1.0.2 or older\n");
       return false;
     }
-    (void)print_text(platform::standard_stream::output, as_format(line));
+    print_text(platform::standard_stream::output, as_format(line));
     return true;
   });
 }
@@ -49,14 +48,13 @@ void append_channel(std::string &line) {
     echo_user_defined("MPICH2_CHANNEL");
     line += " -channel " + *channel;
   } else {
-    const bool single_host =
-        host_file_is_single_host(env_text("ZEPHON_HOSTS_FILE"), state.num_procs) != 0;
+    const bool single_host = host_file_is_single_host(host_file(), state.num_procs) != 0;
     line += single_host ? " -channel shm" : " -channel ssm";
   }
 }
 
 std::string library_list() {
-  std::string list = find_mpich2_home(false) + "\\lib";
+  std::string list = find_mpich2_home(root_choice::shared) + "\\lib";
   append_to_path_list(list, state.node_path);
   append_to_path_list(list, ntbin_directory(state.zephon_inc.value_or("")));
   return list;
@@ -70,11 +68,11 @@ void extend_path(const std::string &list) {
 
 }  // namespace
 
-std::string find_mpich2_home(bool announce) {
+std::string find_mpich2_home(root_choice choice) {
   const auto home = env_text("MPICH2_HOME");
   if (!home || home->empty() || contains(*home, "MPIPro") ||
       !file_is_readable(*home + "\\bin\\mpiexec.exe")) {
-    return mpi_installation_directory("mpich2", announce);
+    return mpi_installation_directory("mpich2", choice);
   }
   if (state.mpich2_home_announced == 0) {
     echo_user_defined("MPICH2_HOME",
@@ -87,11 +85,11 @@ std::string find_mpich2_home(bool announce) {
 }
 
 int build_mpich2_command() {
-  const auto hosts_file = env_text("ZEPHON_HOSTS_FILE");
+  const auto hosts_file = host_file();
 
-  std::string line = find_mpich2_home(false) + "\\bin\\mpiexec.exe ";
+  std::string line = find_mpich2_home(root_choice::shared) + "\\bin\\mpiexec.exe ";
   if (hosts_file) {
-    require_smpd_and_credentials(find_mpich2_home(true) + "\\bin");
+    require_smpd_and_credentials(find_mpich2_home(root_choice::local_allowed) + "\\bin");
     line += " -machinefile " + *hosts_file + " ";
   } else {
     line += " -localonly ";
@@ -100,7 +98,7 @@ int build_mpich2_command() {
   append_work_size(line);
   append_channel(line);
   if (hosts_file) {
-    line += " -env PATH \"" + library_list() + "\" ";
+    line += " -env PATH " + quote(library_list()) + " ";
   } else {
     extend_path(library_list());
   }

@@ -18,22 +18,12 @@
 #include "core/trace.h"
 #include "core/user_defined.h"
 #include "install/mpi_directory.h"
+#include "scheduler/job_state.h"
 #include "scheduler/scheduler_options.h"
 
 namespace {
 
 constexpr int command_trace_line = 2291;
-
-std::vector<std::string> split_at_blanks(std::string_view text) {
-  std::vector<std::string> words;
-  for (std::size_t start = 0;
-       (start = text.find_first_not_of(' ', start)) != std::string_view::npos;) {
-    const std::size_t end = std::min(text.find(' ', start), text.size());
-    words.emplace_back(text.substr(start, end - start));
-    start = end;
-  }
-  return words;
-}
 
 // MSMPI_HOME often names the MPI that was installed last, whichever it is.
 std::string find_mpiexec() {
@@ -43,14 +33,16 @@ std::string find_mpiexec() {
   const auto home = env_text("MSMPI_HOME");
   const bool usable =
       home && !contains(*home, "MPIPro") && !contains(*home, "MPICH") && !contains(*home, "mpich");
-  return (usable ? *home : mpi_installation_directory("ms", false)) + "\\bin\\mpiexec.exe  ";
+  return (usable ? *home : mpi_installation_directory("ms", root_choice::shared)) +
+         "\\bin\\mpiexec.exe  ";
 }
 
 void write_machine_file_of_job(const std::optional<std::string> &head,
                                const std::optional<std::string> &hosts_file) {
-  if (head && hosts_file && env_is_set("CCP_JOB_ID") && env_is_set("NP_PER_NODE")) {
-    (void)write_allocated_machine_file(*head, env_number("CCP_JOB_ID"), state.num_procs,
-                                       env_number("NP_PER_NODE"), hosts_file);
+  const auto job = given_job();
+  if (head && hosts_file && job && env_is_set("NP_PER_NODE")) {
+    write_allocated_machine_file(*head, to_number(*job), state.num_procs, env_number("NP_PER_NODE"),
+                                 hosts_file);
   }
 }
 
@@ -66,16 +58,17 @@ void append_netmask(std::string &line) {
 // scheduler starts, or as many processes here.
 void append_hosts(std::string &line, const std::optional<std::string> &head,
                   bool hosts_file_is_readable) {
-  const bool user_gives_hosts = contains(env_text("MPICH2_USER_FLAGS").value_or(""), "-hosts ");
+  const bool user_gives_hosts = user_flags_contain("MPICH2_USER_FLAGS", "-hosts ");
   if (inside_scheduled_job()) {
     if (!user_gives_hosts) {
       line +=
           " -hosts " + reduce_node_list(env_text("CCP_NODES").value_or(""), state.num_procs) + " ";
     }
   } else if (head) {
+    prepare_task();
     line.insert(0, build_task_command(*head, hosts_file_is_readable));
     if (!hosts_file_is_readable && !user_gives_hosts) {
-      line += " -hosts %CCP_NODES% ";  // the scheduler expands it when the task starts
+      append_hosts_of_job(line);
     }
   } else {
     append_format(line, " -np %d ", state.num_procs);
@@ -83,10 +76,10 @@ void append_hosts(std::string &line, const std::optional<std::string> &head,
 }
 
 void append_machine_file(std::string &line, const std::string &hosts_file) {
-  const auto job_id = env_text("CCP_JOB_ID");
-  if (job_id && head_node()) {
+  const auto job = given_job();
+  if (job && head_node()) {
     // The first task of the job.
-    line += " -job " + *job_id + ".1 -dir " + env_text("STD_DIR").value_or(". ");
+    line += " -job " + *job + ".1 -dir " + env_text("STD_DIR").value_or(". ");
     append_format(line, " -np %d ", state.num_procs);
   }
   line += " -machinefile " + hosts_file + " ";
@@ -105,10 +98,9 @@ std::optional<std::vector<std::string>> allocated_nodes(const std::string &line)
   if (!line.starts_with("Allocated nodes") && !line.starts_with("AllocatedNodes")) {
     return std::nullopt;
   }
-  const std::string_view content =
-      std::string_view(line).substr(0, line.find_last_not_of("\r\n") + 1);
+  const std::string_view content = without_line_end(line);
   const std::size_t colon = content.find(':');
-  return split_at_blanks(colon == std::string_view::npos ? "" : content.substr(colon + 1));
+  return split_at(colon == std::string_view::npos ? "" : content.substr(colon + 1), " ");
 }
 
 void write_nodes(text_writer &file, const std::vector<std::string> &nodes, int processes,
@@ -123,44 +115,13 @@ void write_nodes(text_writer &file, const std::vector<std::string> &nodes, int p
 
 }  // namespace
 
-int msmpi_backend() {
-  const auto head = head_node();
-  const auto hosts_file = env_text("ZEPHON_HOSTS_FILE");
-
-  std::string line = find_mpiexec();
-  check_cluster_environment(head);
-  write_machine_file_of_job(head, hosts_file);
-  const bool hosts_file_is_readable = hosts_file && file_is_readable(*hosts_file);
-  if (head || hosts_file) {
-    append_netmask(line);
-  }
-  append_hosts(line, head, hosts_file_is_readable);
-  if (hosts_file_is_readable) {
-    append_machine_file(line, *hosts_file);
-  }
-  std::string path = ntbin_directory(state.zephon_inc.value_or(""));
-  append_to_path_list(path, state.node_path);
-  line += " -env PATH \"" + path + "\" ";
-  if (head) {
-    line += " -env CCP_CLUSTER_NAME " + *head + " ";
-  }
-  append_work_size(line);
-  append_user_flags(line, "MPICH2_USER_FLAGS");
-  append_solver_variables(line, " -env ", " ");
-  append_affinity(line);
-
-  state.launch_command = line;
-  trace("sOptions.pre", line, command_trace_line);
-  return 1;
-}
-
 void check_cluster_environment(const std::optional<std::string> &head) {
   if (!head || *head == "-1") {
     return;
   }
   constexpr std::string_view setting = "MPICH_SOCKET_SBUFFER_SIZE=";
   bool found = false;
-  (void)run_command("cluscfg listenvs /scheduler:" + *head, [&](const std::string &line) {
+  run_command("cluscfg listenvs /scheduler:" + *head, [&](const std::string &line) {
     if (found) {
       return false;
     }
@@ -183,19 +144,17 @@ std::optional<std::string> write_allocated_machine_file(const std::string &head,
   // Opened, and so emptied, before the nodes are known.
   auto file = path ? create_text(*path, platform::open_mode::write) : std::nullopt;
   bool found = false;
-  (void)run_command(
-      format_text("%s view %d /scheduler:%s", state.ccp_job_command.c_str(), job_id, head.c_str()),
-      [&](const std::string &line) {
-        if (state.ptrace_mode) {
-          (void)print_text(platform::standard_stream::output, line);
-        }
-        const auto nodes = allocated_nodes(line);
-        if (nodes && file) {
-          write_nodes(*file, *nodes, processes, processes_per_node);
-        }
-        found = nodes.has_value();
-        return !found;
-      });
+  run_command(job_view_command(head, job_id), [&](const std::string &line) {
+    if (state.ptrace_mode) {
+      print_text(platform::standard_stream::output, line);
+    }
+    const auto nodes = allocated_nodes(line);
+    if (nodes && file) {
+      write_nodes(*file, *nodes, processes, processes_per_node);
+    }
+    found = nodes.has_value();
+    return !found;
+  });
   if (file && !close_text(*file)) {
     fatal(exit_config_fault, "\n Error:  Failed to create host file %s\n", path->c_str());
   }
@@ -212,7 +171,7 @@ std::string reduce_node_list(const std::string &nodes, int processes) {
   if (nodes.empty() || to_number(nodes) < processes) {
     return nodes;
   }
-  const std::vector<std::string> words = split_at_blanks(nodes);
+  const std::vector<std::string> words = split_at(nodes, " ");
   std::string reduced = std::to_string(processes) + " ";
   // Word 0 is the count; then each node is followed by its processors.
   int taken = 0;
@@ -224,4 +183,35 @@ std::string reduce_node_list(const std::string &nodes, int processes) {
 
 bool inside_scheduled_job() {
   return head_node() == "-1" && env_is_set("CCP_NODES");
+}
+
+int msmpi_backend() {
+  const auto head = head_node();
+  const auto hosts_file = host_file();
+
+  std::string line = find_mpiexec();
+  check_cluster_environment(head);
+  write_machine_file_of_job(head, hosts_file);
+  const bool hosts_file_is_readable = hosts_file && file_is_readable(*hosts_file);
+  if (head || hosts_file) {
+    append_netmask(line);
+  }
+  append_hosts(line, head, hosts_file_is_readable);
+  if (hosts_file_is_readable) {
+    append_machine_file(line, *hosts_file);
+  }
+  std::string path = ntbin_directory(state.zephon_inc.value_or(""));
+  append_to_path_list(path, state.node_path);
+  line += " -env PATH " + quote(path) + " ";
+  if (head) {
+    line += " -env CCP_CLUSTER_NAME " + *head + " ";
+  }
+  append_work_size(line);
+  append_user_flags(line, "MPICH2_USER_FLAGS");
+  append_solver_variables(line, " -env ", " ");
+  append_affinity(line);
+
+  state.launch_command = line;
+  trace("sOptions.pre", line, command_trace_line);
+  return 1;
 }

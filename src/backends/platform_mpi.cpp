@@ -13,9 +13,9 @@
 #include "core/exit_status.h"
 #include "core/launch_state.h"
 #include "core/messages.h"
+#include "core/password_rounds.h"
 #include "core/text.h"
 #include "core/text_file.h"
-#include "core/timed_question.h"
 #include "core/trace.h"
 #include "core/unc_path.h"
 #include "core/user_defined.h"
@@ -26,8 +26,6 @@
 
 namespace {
 
-constexpr int password_question_seconds = 3600;
-constexpr int password_round_limit = 3;
 constexpr int head_node_trace_line = 2763;
 constexpr int command_trace_line = 2928;
 constexpr int job_new_trace_line = 2352;
@@ -36,7 +34,7 @@ constexpr int job_new_trace_line = 2352;
 std::string find_root(const std::optional<std::string> &head) {
   const auto root = env_text("IBMMPI_ROOT");
   if (!root || head == "-1") {
-    return mpi_installation_directory("ibmmpi", false);
+    return mpi_installation_directory("ibmmpi", root_choice::shared);
   }
   echo_user_defined("IBMMPI_ROOT");
   return *root;
@@ -48,7 +46,7 @@ void set_zephon_inc_unc() {
 }
 
 void append_interconnect(std::string &line) {
-  if (state.interconnect == "ib" || state.interconnect == "infiniband") {
+  if (interconnect_is_infiniband()) {
     line += "-IBAL ";
   } else if (state.interconnect == "myri" || state.interconnect == "myrinet") {
     line += "-MX ";
@@ -57,8 +55,8 @@ void append_interconnect(std::string &line) {
 
 // The job's one-processor task runs mpirun, which starts the ranks itself.
 void hand_to_scheduler(std::string &line, const std::string &head) {
-  state.scheduler_job_id =
-      env_is_set("CCP_JOB_ID") ? env_number("CCP_JOB_ID") : platform_mpi_job_new();
+  const auto job = given_job();
+  state.scheduler_job_id = job ? to_number(*job) : platform_mpi_job_new();
   if (state.scheduler_job_id < 0) {
     platform::exit_program(exit_normal);
   }
@@ -66,22 +64,21 @@ void hand_to_scheduler(std::string &line, const std::string &head) {
                                  state.ccp_job_command.c_str(), state.scheduler_job_id,
                                  scheduler_unit_option().c_str(), head.c_str());
   append_output_options(task);
-  append_scheduler_options(task, true);
+  append_scheduler_options(task, scheduled::task_only);
   line.insert(0, task);
   line += " -ccp ";
 }
 
 void append_hosts(std::string &line, const std::string &given_hosts_file) {
-  const int rewritten = write_process_host_file(given_hosts_file);
-  std::string hosts_file = env_text("ZEPHON_HOSTS_FILE").value_or("");
-  if (env_is_set("ZEPHON_AUTO_SPAWN") && rewritten == 0) {
-    hosts_file = write_scheduler_host_file(hosts_file).value_or(hosts_file);
+  auto hosts_file = write_process_host_file(given_hosts_file);
+  if (!hosts_file && env_is_set("ZEPHON_AUTO_SPAWN")) {
+    hosts_file = write_scheduler_host_file(given_hosts_file);
   }
-  line += " -hostfile \"" + hosts_file + "\" ";
+  line += " -hostfile " + quote(hosts_file.value_or(given_hosts_file)) + " ";
 }
 
 void append_placement(std::string &line, const std::optional<std::string> &head) {
-  const auto hosts_file = env_text("ZEPHON_HOSTS_FILE");
+  const auto hosts_file = host_file();
   if (head == "-1") {
     line += " -ccp ";
   } else if (head) {
@@ -93,7 +90,6 @@ void append_placement(std::string &line, const std::optional<std::string> &head)
 
 void append_remote_path(std::string &line) {
   std::string path = ntbin_directory(env_text("ZEPHON_INC").value_or(""));
-  relativize_install_path(state.node_path);
   append_to_path_list(path, state.node_path);
   line += " -e PATH=" + forwarded_value(path);
 }
@@ -109,15 +105,20 @@ bool program_matches(const char *listed) {
 void append_working_directory(std::string &line) {
   const bool has_directory = program_matches("zephon") || program_matches("lumis") ||
                              program_matches("beamtrace") || program_matches("lumis_acc");
-  if (has_directory && !contains(env_text("IBMMPI_USER_FLAGS").value_or(""), "MPI_WORKDIR")) {
+  if (has_directory && !user_flags_contain("IBMMPI_USER_FLAGS", "MPI_WORKDIR")) {
     set_zephon_inc_unc();
     line += " -e MPI_WORKDIR=" + forwarded_value(state.zephon_inc_unc);
   }
 }
 
+password_state ask_password_state(const std::string &mpi_root) {
+  const bool cached = platform_mpi_password_is_cached(mpi_root) != 0;
+  return cached ? password_state::valid : password_state::invalid;
+}
+
 // The list goes through std_dir; without a list, what stands there is appended.
 void append_asked_nodes(std::string &command) {
-  if (!env_is_set("ZEPHON_HOSTS_FILE")) {
+  if (!host_file()) {
     return;
   }
   if (const auto hosts = read_host_list()) {
@@ -128,47 +129,16 @@ void append_asked_nodes(std::string &command) {
 
 }  // namespace
 
-int platform_mpi_backend() {
-  const auto head = head_node();
-  set_environment("MPI_ROOT", "");
-  const std::string root = find_root(head);
-  if (state.prod_verdir) {
-    relativize_install_path(*state.prod_verdir);
-  }
-
-  std::string line =
-      "\"" + root + "\\bin\\mpirun.exe\" -prot -e MPI_ROOT=" + forwarded_value(root) + " ";
-  trace("getenv(\"USE_CCP\")", head, head_node_trace_line);
-  if (!env_is_set("ORBEX_DONT_CACHE_PASSWORD")) {
-    (void)ensure_platform_mpi_password(mpi_installation_directory("ibmmpi", true), "-cache");
-  }
-  append_interconnect(line);
-  append_placement(line, head);
-  append_format(line, " -np %d ", state.num_procs);
-  append_work_size(line);
-  append_remote_path(line);
-  append_working_directory(line);
-  if (program_matches("lumis_acc")) {
-    line += " -intra=nic -e MPI_TCP_SELECT=1 -e MPI_FLAGS=y0";
-  }
-  append_solver_variables(line, " -e ", "=");
-  append_user_flags(line, "IBMMPI_USER_FLAGS");
-
-  state.launch_command = line;
-  trace("sOptions.pre", line, command_trace_line);
-  return 1;
-}
-
 int platform_mpi_job_new() {
   const auto head = head_node();
   if (!state.mpi_selected || !head) {
     return -1;
   }
-  (void)check_scheduler_credentials();
+  check_scheduler_credentials();
   std::string command = format_text("%s new /scheduler:%s /jobname:\"ORBEX ZEPHON\" /%s:%d ",
                                     state.ccp_job_command.c_str(), head->c_str(),
                                     scheduler_unit_option().c_str(), state.num_procs);
-  append_scheduler_options(command, false);
+  append_scheduler_options(command, scheduled::job);
   append_asked_nodes(command);
   if (state.ptrace_mode) {
     print_error("\n%s\n", command.c_str());
@@ -179,48 +149,36 @@ int platform_mpi_job_new() {
 }
 
 int ensure_platform_mpi_password(const std::string &mpi_root, const std::string &cache_switch) {
-  if (!env_is_set("CACHE_PASSWORD") && !env_is_set("ZEPHON_HOSTS_FILE")) {
+  if (!env_is_set("CACHE_PASSWORD") && !host_file()) {
     return 1;
   }
-  // The first round asks for the password without a question.
-  for (int round = 0; platform_mpi_password_is_cached(mpi_root) == 0; ++round) {
-    if (round == password_round_limit) {
-      print("\nUser password has been inputed 3 times, but still wrong!\n\n");
-      platform::exit_program(exit_wrong_password);
-    }
-    if (round > 0 && timed_question("The password is invalid for Platform MPI to launch jobs.\n"
-                                    "Do you want to input your password now?",
-                                    password_question_seconds, yes_no_buttons) != answer_yes) {
-      print("\nUser chooses to skip password input, so launching stops!\n\n");
-      platform::exit_program(exit_normal);
-    }
-    (void)platform_mpi_cache_password(mpi_root, cache_switch);
-  }
+  require_password({.ask = [&] { return ask_password_state(mpi_root); },
+                    .enter = [&] { platform_mpi_cache_password(mpi_root, cache_switch); },
+                    .question = "The password is invalid for Platform MPI to launch jobs.\n"
+                                "Do you want to input your password now?",
+                    .declined = "\nUser chooses to skip password input, so launching stops!\n\n"});
   return 1;
 }
 
 int platform_mpi_password_is_cached(const std::string &mpi_root) {
-  std::string program = mpi_root + "\\bin\\mpirun.exe";
-  if (contains_blank(mpi_root) && !contains(mpi_root, "\"")) {
-    program = "\"" + program + "\"";
-  }
   bool cached = false;
-  (void)run_command(program + " -pwcheck", [&](const std::string &line) {
-    cached = contains(line, "Cached password is valid");
-    return false;
-  });
+  run_command(quote_path(mpi_root + "\\bin\\mpirun.exe") + " -pwcheck",
+              [&](const std::string &line) {
+                cached = contains(line, "Cached password is valid");
+                return false;
+              });
   return cached ? 1 : 0;
 }
 
 int platform_mpi_cache_password(const std::string &mpi_root, const std::string &cache_switch) {
   // Other than in the check the quotes close behind the root, and a path with
   // quotes in it names no file: a root with a blank cannot cache a password.
-  const std::string program = program_in_folder(mpi_root, "\\bin\\mpirun.exe");
+  const std::string program = quote_path(mpi_root) + "\\bin\\mpirun.exe";
   if (!file_is_readable(program)) {
     return 0;
   }
   // A harmless command behind the switch proves the password.
-  (void)platform::run_in_console(program + " " + cache_switch + " cmd.exe /c ver");
+  platform::run_in_console(program + " " + cache_switch + " cmd.exe /c ver");
   return 1;
 }
 
@@ -232,4 +190,37 @@ void relativize_install_path(std::string &path) {
   if (path.starts_with(state.zephon_inc_unc)) {
     path.replace(0, state.zephon_inc_unc.size(), ".");
   }
+}
+
+int platform_mpi_backend() {
+  const auto head = head_node();
+  set_environment("MPI_ROOT", "");
+  const std::string root = find_root(head);
+  if (state.prod_verdir) {
+    relativize_install_path(*state.prod_verdir);
+  }
+
+  std::string line =
+      quote(root + "\\bin\\mpirun.exe") + " -prot -e MPI_ROOT=" + forwarded_value(root) + " ";
+  trace("getenv(\"USE_CCP\")", head, head_node_trace_line);
+  if (!env_is_set("ORBEX_DONT_CACHE_PASSWORD")) {
+    ensure_platform_mpi_password(mpi_installation_directory("ibmmpi", root_choice::local_allowed),
+                                 "-cache");
+  }
+  append_interconnect(line);
+  append_placement(line, head);
+  append_format(line, " -np %d ", state.num_procs);
+  append_work_size(line);
+  relativize_install_path(state.node_path);
+  append_remote_path(line);
+  append_working_directory(line);
+  if (program_matches("lumis_acc")) {
+    line += " -intra=nic -e MPI_TCP_SELECT=1 -e MPI_FLAGS=y0";
+  }
+  append_solver_variables(line, " -e ", "=");
+  append_user_flags(line, "IBMMPI_USER_FLAGS");
+
+  state.launch_command = line;
+  trace("sOptions.pre", line, command_trace_line);
+  return 1;
 }

@@ -78,7 +78,7 @@ void stop_current_run() {
   if (runner_process) {
     end_processes_of(*runner_process);
   }
-  (void)close_current_run();
+  close_current_run();
 }
 
 std::optional<int> run_command(const std::string &command, const line_taker &take_line) {
@@ -120,7 +120,7 @@ bool stop_monitor() {
     platform::terminate_thread(monitor_thread.get());
   }
   monitor_thread.reset();
-  (void)close_current_run();
+  close_current_run();
   return true;
 }
 
@@ -129,7 +129,7 @@ bool monitor_is_stopping() {
 }
 
 void finish_monitor() {
-  (void)platform::wait_for(monitor_thread.get(), platform::wait_forever);
+  platform::wait_for(monitor_thread.get(), platform::wait_forever);
   monitor_thread.reset();
-  (void)close_current_run();
+  close_current_run();
 }

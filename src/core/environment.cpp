@@ -14,6 +14,18 @@ bool env_is_set(const char *name) {
   return platform::get_variable(name).has_value();
 }
 
+std::optional<std::string> head_node() {
+  return env_text("USE_CCP");
+}
+
+std::optional<std::string> host_file() {
+  return env_text("ZEPHON_HOSTS_FILE");
+}
+
+std::optional<std::string> given_job() {
+  return env_text("CCP_JOB_ID");
+}
+
 int env_number(const char *name) {
   return to_number(env_text(name).value_or(""));
 }

@@ -6,24 +6,19 @@
 
 #include "core/launch_state.h"
 #include "core/text_file.h"
-
-namespace {
-
-constexpr unsigned information_icon = 0x40;  // one OK button
-
-}  // namespace
+#include "core/timed_question.h"
 
 void print(const char *format, ...) {
   std::va_list values;
   va_start(values, format);
-  (void)print_text(platform::standard_stream::output, format_list(format, values));
+  print_text(platform::standard_stream::output, format_list(format, values));
   va_end(values);
 }
 
 void print_error(const char *format, ...) {
   std::va_list values;
   va_start(values, format);
-  (void)print_text(platform::standard_stream::error, format_list(format, values));
+  print_text(platform::standard_stream::error, format_list(format, values));
   va_end(values);
 }
 
@@ -46,7 +41,7 @@ void add_message(const char *format, ...) {
 void fatal(int status, const char *format, ...) {
   std::va_list values;
   va_start(values, format);
-  (void)print_text(platform::standard_stream::error, format_list(format, values));
+  print_text(platform::standard_stream::error, format_list(format, values));
   va_end(values);
   platform::exit_program(status);
 }
@@ -58,8 +53,9 @@ void flush_messages() {
   const std::string text = std::move(state.message_buffer);
   state.message_buffer.clear();
   if (!state.node_mode && !platform::get_variable("RSH_USER")) {
-    (void)platform::show_message_box(state.zephon_prod.value_or("Zephon"), text, information_icon);
+    platform::show_message_box(state.zephon_prod.value_or("Zephon"), text,
+                               ok_button | information_icon);
   } else {
-    (void)print_text(platform::standard_stream::output, text + "\n");
+    print_text(platform::standard_stream::output, text + "\n");
   }
 }

@@ -89,12 +89,31 @@ std::string calendar_text(std::time_t time) {
   return text != nullptr ? text : "\n";
 }
 
-std::string program_in_folder(const std::string &folder, std::string_view program) {
-  std::string path = folder;
-  if (contains_blank(folder) && !contains(folder, "\"")) {
-    path = "\"" + folder + "\"";
+std::vector<std::string> split_at(std::string_view text, std::string_view separators) {
+  std::vector<std::string> pieces;
+  for (std::size_t start = 0;
+       (start = text.find_first_not_of(separators, start)) != std::string_view::npos;) {
+    const std::size_t end = std::min(text.find_first_of(separators, start), text.size());
+    pieces.emplace_back(text.substr(start, end - start));
+    start = end;
   }
-  return path.append(program);
+  return pieces;
+}
+
+std::string_view without_line_end(std::string_view text) {
+  return text.substr(0, text.find_last_not_of("\r\n") + 1);
+}
+
+std::string quote(std::string_view text) {
+  return std::string("\"").append(text).append("\"");
+}
+
+std::string quote_argument(const std::string &argument) {
+  return contains_blank(argument) ? quote(argument) : argument;
+}
+
+std::string quote_path(const std::string &path) {
+  return contains_blank(path) && !contains(path, "\"") ? quote(path) : path;
 }
 
 void append_to_path_list(std::string &list, const std::string &folder) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #if defined(__GNUC__)
 #define LAUNCHER_FORMAT(format_index, first_value) \
@@ -45,11 +46,24 @@ int to_number(const std::string &text);
 // A time as calendar text, its newline included: "Wed Jan  2 02:03:55 1980\n".
 std::string calendar_text(std::time_t time);
 
-// A program's path as it starts a command: the folder in quotes when it holds a
-// blank and no quote of its own, the program behind it.
-//   C:\mpi, \mpiexec.exe     ->  C:\mpi\mpiexec.exe
-//   C:\my mpi, \mpiexec.exe  ->  "C:\my mpi"\mpiexec.exe
-std::string program_in_folder(const std::string &folder, std::string_view program);
+// The pieces of a text between any of these separator characters, none of them empty.
+//   "2 alpha  4", " "  ->  2, alpha, 4        ",alpha;beta:", ",;: "  ->  alpha, beta
+std::vector<std::string> split_at(std::string_view text, std::string_view separators);
+
+// The text without the CR and LF characters at its end.
+std::string_view without_line_end(std::string_view text);
+
+// A text as one argument, whatever it holds.
+//   C:\mpi  ->  "C:\mpi"       C:\my mpi  ->  "C:\my mpi"
+std::string quote(std::string_view text);
+
+// An argument of the solver's as it was given: quoted when it holds a blank.
+//   3d  ->  3d       my run.jou  ->  "my run.jou"
+std::string quote_argument(const std::string &argument);
+
+// A path as one argument: quoted when it holds a blank and no quote of its own.
+//   C:\mpi  ->  C:\mpi       C:\my mpi  ->  "C:\my mpi"       "C:\my mpi"  ->  unchanged
+std::string quote_path(const std::string &path);
 
 // Adds a folder to a list like PATH. An empty folder adds nothing.
 void append_to_path_list(std::string &list, const std::string &folder);

@@ -12,7 +12,6 @@
 namespace {
 
 constexpr unsigned long poll_interval = 100;  // milliseconds
-constexpr unsigned topmost = 0x40000;
 
 // How often, and how many milliseconds apart, a box is asked to close before its
 // thread is ended. A thread ended while its box comes up would leave locks behind.
@@ -30,7 +29,7 @@ std::atomic<int> dialog_phase = closed;
 
 // Owns nothing and takes no lock, as it can be ended at any moment.
 void show_question(void *) {
-  const int button = platform::show_message_box("Zephon", dialog_text, dialog_style | topmost);
+  const int button = platform::show_message_box("Zephon", dialog_text, dialog_style | topmost_box);
   if (button != 0) {  // a box that could not be shown leaves the assumed answer
     pressed_button = button;
   }

@@ -4,11 +4,12 @@
 
 #include <string>
 
-// Button sets and buttons, as Windows numbers them.
+// Button sets, styles and buttons, as Windows numbers them.
 constexpr unsigned ok_button = 0;
 constexpr unsigned ok_cancel_buttons = 1;
 constexpr unsigned yes_no_buttons = 4;
-constexpr unsigned ok_button_with_information_icon = 64;
+constexpr unsigned information_icon = 0x40;  // with the OK button
+constexpr unsigned topmost_box = 0x40000;    // above all other windows
 constexpr int answer_ok = 1;
 constexpr int answer_cancel = 2;
 constexpr int answer_yes = 6;

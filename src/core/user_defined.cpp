@@ -19,7 +19,7 @@ void echo_user_defined(const char *name, const std::string &note) {
     }
   }
   text += "***\n";
-  (void)print_text(platform::standard_stream::output, text);
+  print_text(platform::standard_stream::output, text);
 }
 
 void append_user_flags(std::string &line, const char *name) {
@@ -27,4 +27,14 @@ void append_user_flags(std::string &line, const char *name) {
     echo_user_defined(name);
     line += " " + *flags + " ";
   }
+}
+
+bool user_flags_contain(const char *name, std::string_view piece) {
+  const auto flags = env_text(name);
+  return flags && contains(*flags, piece);
+}
+
+bool credential_checks_are_off() {
+  const auto check = env_text("ZEPHON_CRED_CHECK");
+  return check && equal_ignoring_case(*check, "no");
 }

@@ -30,7 +30,7 @@ void install_log_open() {
 void install_log_write(const std::string &message) {
   if (install_log) {
     const std::string text = with_line_ends(message);
-    (void)platform::write_all(install_log.get(), text.data(), text.size());
+    platform::write_all(install_log.get(), text.data(), text.size());
   }
 }
 

@@ -10,9 +10,9 @@ std::string mpi_directory_of_release(const std::string &root, const std::string 
   return root + "\\zephon" + release + "\\netweave\\mpi\\win64\\" + mpi_directory;
 }
 
-std::string mpi_installation_directory(const std::string &mpi_directory, bool allow_local_root) {
+std::string mpi_installation_directory(const std::string &mpi_directory, root_choice choice) {
   std::string root = state.zephon_inc.value_or("");
-  if (allow_local_root) {
+  if (choice == root_choice::local_allowed) {
     const auto local_root = env_text("ZEPHON_INC_LOCAL_RESERVED");
     if (local_root && !contains_blank(*local_root)) {
       root = *local_root;

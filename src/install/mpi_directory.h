@@ -3,10 +3,15 @@
 
 #include <string>
 
+// Where an installation is looked for.
+enum class root_choice {
+  shared,        // below the installation root
+  local_allowed  // below ZEPHON_INC_LOCAL_RESERVED when it is set and holds no blank
+};
+
 // The installation folder of an MPI in the release, by the MPI's folder name
-// such as "ibmmpi". With allow_local_root, ZEPHON_INC_LOCAL_RESERVED takes the
-// place of the installation root when it is set and holds no blank.
-std::string mpi_installation_directory(const std::string &mpi_directory, bool allow_local_root);
+// such as "ibmmpi".
+std::string mpi_installation_directory(const std::string &mpi_directory, root_choice choice);
 
 // The same below a given root and release.
 std::string mpi_directory_of_release(const std::string &root, const std::string &release,

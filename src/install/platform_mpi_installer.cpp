@@ -17,7 +17,7 @@ namespace {
 constexpr int notice_seconds = 10;
 
 void show_notice(const std::string &text) {
-  (void)timed_question(text, notice_seconds, ok_button_with_information_icon);
+  timed_question(text, notice_seconds, ok_button | information_icon);
 }
 
 }  // namespace

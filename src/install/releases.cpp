@@ -110,6 +110,6 @@ std::optional<std::string> requested_or_latest_release() {
     return state.release;
   }
   std::vector<std::string> releases;
-  (void)find_releases(state.zephon_inc.value_or(""), "zephon", releases);
+  find_releases(state.zephon_inc.value_or(""), "zephon", releases);
   return latest_release(releases);
 }

@@ -28,7 +28,7 @@ constexpr int success_notice_seconds = 5;
 
 // The log, unless it is closed before, gets its end mark when the notice is gone.
 [[noreturn]] void show_and_end(const std::string &message, int seconds) {
-  (void)timed_question(message, seconds, ok_button_with_information_icon);
+  timed_question(message, seconds, ok_button | information_icon);
   platform::exit_program(exit_normal);
 }
 

@@ -2,27 +2,22 @@
 #include "install/smpd_service.h"
 
 #include "core/command_runner.h"
-#include "core/environment.h"
 #include "core/exit_status.h"
 #include "core/messages.h"
+#include "core/password_rounds.h"
 #include "core/text.h"
-#include "core/timed_question.h"
 #include "core/user_defined.h"
 #include "platform/platform.h"
 
 namespace {
 
-constexpr int password_question_seconds = 3600;
-constexpr int registration_limit = 3;
-
 bool service_is_missing(const std::string &tools_directory) {
   bool missing = false;
-  (void)run_command(program_in_folder(tools_directory, "\\smpd.exe") + " -status",
-                    [&](const std::string &line) {
-                      missing = line.starts_with("no smpd");
-                      (void)print_text(platform::standard_stream::output, " " + line);
-                      return false;
-                    });
+  run_command(quote_path(tools_directory) + "\\smpd.exe -status", [&](const std::string &line) {
+    missing = line.starts_with("no smpd");
+    print_text(platform::standard_stream::output, " " + line);
+    return false;
+  });
   return missing;
 }
 
@@ -47,8 +42,6 @@ bool says_invalid(const std::string &line) {
          contains(line, "failure");
 }
 
-enum class password_state { valid, invalid, unknown };
-
 password_state ask_password_state(const std::string &mpiexec) {
   bool invalid = false;
   const auto status = run_command(mpiexec + " -validate", [&](const std::string &line) {
@@ -64,10 +57,11 @@ password_state ask_password_state(const std::string &mpiexec) {
 }  // namespace
 
 void require_smpd_and_credentials(const std::string &tools_directory) {
-  if (equal_ignoring_case(env_text("ZEPHON_CRED_CHECK").value_or(""), "no")) {
+  if (credential_checks_are_off()) {
     echo_user_defined("ZEPHON_CRED_CHECK", "Skipping credential validation!");
     return;
   }
+  // Neither gives 0 today; the two ends stay for the day when one does.
   if (check_intel_smpd(tools_directory) == 0) {
     fatal(exit_config_fault, "\n Error:  SMPD is not available!\n");
   }
@@ -86,25 +80,15 @@ int check_intel_smpd(const std::string &tools_directory) {
 }
 
 int validate_intel_credentials(const std::string &tools_directory) {
-  const std::string mpiexec = program_in_folder(tools_directory, "\\mpiexec.exe");
-  // A tool that cannot be started at all leaves it to the user to give up.
-  for (int attempt = 0;; ++attempt) {
-    const password_state password = ask_password_state(mpiexec);
-    if (password == password_state::valid) {
-      if (attempt >= 1) {
-        print("\nUser password encrypted into the Registry.\n");
-      }
-      return 1;
-    }
-    if (password == password_state::invalid && attempt >= registration_limit) {
-      print("\nUser password has been inputed 3 times, but still wrong!\n\n");
-      platform::exit_program(exit_wrong_password);
-    }
-    if (attempt >= 1 && timed_question("The password is invalid for INTEL MPI to launch jobs.\n"
-                                       "Do you want to input your password now?",
-                                       password_question_seconds, yes_no_buttons) != answer_yes) {
-      platform::exit_program(exit_normal);
-    }
-    (void)platform::run_in_console(mpiexec + " -register");
+  const std::string mpiexec = quote_path(tools_directory) + "\\mpiexec.exe";
+  const int registrations =
+      require_password({.ask = [&] { return ask_password_state(mpiexec); },
+                        .enter = [&] { platform::run_in_console(mpiexec + " -register"); },
+                        .question = "The password is invalid for INTEL MPI to launch jobs.\n"
+                                    "Do you want to input your password now?",
+                        .declined = ""});
+  if (registrations > 0) {
+    print("\nUser password encrypted into the Registry.\n");
   }
+  return 1;
 }

@@ -41,8 +41,7 @@ void add_solver_arg(const std::string &argument) {
 }
 
 void add_to_solver_line(const std::string &argument) {
-  const bool quoted = contains_blank(argument);
-  state.solver_args_line.append(quoted ? " \"" : " ").append(argument).append(quoted ? "\"" : "");
+  state.solver_args_line += " " + quote_argument(argument);
 }
 
 void set_release(const std::string &value) {
@@ -63,7 +62,7 @@ void use_head_node(std::optional<std::string> name) {
         "Do you want to use the local host as the head node?",
         head_node_question_seconds, yes_no_buttons);
     if (answer != answer_yes) {
-      (void)timed_question("Zephon could not be started.", not_started_notice_seconds, ok_button);
+      timed_question("Zephon could not be started.", not_started_notice_seconds, ok_button);
       platform::exit_program(exit_normal);
     }
     name = "0";
@@ -190,7 +189,7 @@ void recognise_scheduled_job() {
 
 void read_job_command() {
   const auto command = env_text("ZP_CCP_JOB_COMMAND");
-  if (env_is_set("USE_CCP") && command) {
+  if (head_node() && command) {
     state.ccp_job_command = command->substr(0, ccp_job_command_limit);
   }
 }

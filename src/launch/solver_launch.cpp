@@ -104,7 +104,7 @@ void launch_solver(const std::string &command) {
   }
   if (must_wait()) {
     const std::time_t start = platform::current_time();
-    (void)platform::wait_for(child.process.get(), platform::wait_forever);
+    platform::wait_for(child.process.get(), platform::wait_forever);
     write_timing_file(start, platform::current_time(), child.process.get());
   }
   child.process.reset();

@@ -22,11 +22,10 @@ constexpr int new_trace_line = 1706;
 constexpr int submit_trace_line = 1739;
 constexpr unsigned long poll_interval = 500;  // milliseconds
 constexpr int polls_per_dot = 10;
-constexpr unsigned topmost_yes_no_buttons = 0x40004;
 
 bool new_job_is_wanted() {
-  return state.mpi_selected && head_node() && env_is_set("CCP_JOB_ID") &&
-         env_number("CCP_JOB_ID") < 0;
+  const auto job = given_job();
+  return state.mpi_selected && head_node() && job && to_number(*job) < 0;
 }
 
 int create_job(const std::string &head) {
@@ -34,7 +33,7 @@ int create_job(const std::string &head) {
       format_text("%s new /scheduler:%s /jobname:\"ORBEX ZEPHON\" /%s:%d /rununtilcanceled:true",
                   state.ccp_job_command.c_str(), head.c_str(), scheduler_unit_option().c_str(),
                   scheduler_processor_count());
-  append_scheduler_options(command, false);
+  append_scheduler_options(command, scheduled::job);
   trace("buf", command, new_trace_line);
 
   return run_job_new(command);
@@ -54,7 +53,7 @@ void show_wait_box(const std::string &head, int job_id) {
       "If you want to close this message box, you may press the \"OK\" button!\n\n"
       "Otherwise, please wait ...",
       head.c_str(), job_id);
-  (void)start_question(text, ok_cancel_buttons, answer_ok);
+  start_question(text, ok_cancel_buttons, answer_ok);
 }
 
 // Cancel in the wait box is asked once more: Yes ends the program, No shows the
@@ -63,7 +62,7 @@ void confirm_cancel(const std::string &head, int job_id) {
   const std::string text =
       format_text("\nDo you want to cancel your submitted job %d to the scheduler on %s?", job_id,
                   head.c_str());
-  if (platform::show_message_box("Zephon", text, topmost_yes_no_buttons) == answer_yes) {
+  if (platform::show_message_box("Zephon", text, yes_no_buttons | topmost_box) == answer_yes) {
     cancel_scheduler_job(SIGINT);
   }
   show_wait_box(head, job_id);
@@ -85,8 +84,8 @@ void wait_for_nodes(const std::string &head, int job_id) {
 
 int run_job_new(const std::string &command) {
   int job_id = -1;
-  (void)run_command(command, [&](const std::string &line) {
-    (void)print_text(platform::standard_stream::output, line);
+  run_command(command, [&](const std::string &line) {
+    print_text(platform::standard_stream::output, line);
     if (job_id < 0) {
       job_id = parse_new_job_id(line);
     }
@@ -100,7 +99,7 @@ int create_scheduler_job() {
     return -1;
   }
   const std::string head = *head_node();
-  (void)check_scheduler_credentials();
+  check_scheduler_credentials();
   const int job_id = create_job(head);
   if (job_id < 0 || !submit_job(head, job_id)) {
     return job_id;
@@ -112,7 +111,7 @@ int create_scheduler_job() {
   wait_for_nodes(head, job_id);
   print(". done!\n");
   stop_question();
-  (void)platform::set_interrupt_handler(previous_handler);
+  platform::set_interrupt_handler(previous_handler);
 
   set_environment("CANCEL_CCP_JOB_EXIT1",
                   format_text("%s modify %d /rununtilcanceled:false /scheduler:%s",
@@ -121,8 +120,9 @@ int create_scheduler_job() {
 }
 
 void cancel_scheduler_job(int) {
-  if (env_is_set("CCP_JOB_ID") && env_number("CCP_JOB_ID") >= 0) {
-    const int job_id = env_number("CCP_JOB_ID");
+  const auto job = given_job();
+  const int job_id = job ? to_number(*job) : -1;
+  if (job_id >= 0) {
     print("\nCancelling job %d ... ", job_id);
     platform::run_and_discard_output(format_text("%s cancel %d /scheduler:%s",
                                                  state.ccp_job_command.c_str(), job_id,

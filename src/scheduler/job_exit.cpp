@@ -11,7 +11,7 @@ void run_job_exit_command() {
   if (!command) {
     return;
   }
-  (void)run_command(*command, [](const std::string &) { return true; });
+  run_command(*command, [](const std::string &) { return true; });
   if (state.ptrace_mode) {
     print("\n%s\n", command->c_str());
   }

@@ -5,12 +5,15 @@
 #include "core/launch_state.h"
 #include "core/text.h"
 
+std::string job_view_command(const std::string &head, int job_id) {
+  return format_text("%s view %d /scheduler:%s", state.ccp_job_command.c_str(), job_id,
+                     head.c_str());
+}
+
 bool job_state_is(const std::string &head, int job_id, const char *wanted_state,
                   std::string *error_text) {
-  const std::string command =
-      format_text("%s view %d /scheduler:%s", state.ccp_job_command.c_str(), job_id, head.c_str());
   bool found = false;
-  (void)run_command(command, [&](const std::string &line) {
+  run_command(job_view_command(head, job_id), [&](const std::string &line) {
     // The two generations of the scheduler call the line Status and State.
     if ((begins_ignoring_case(line, "Status") || begins_ignoring_case(line, "State")) &&
         contains(line, wanted_state)) {

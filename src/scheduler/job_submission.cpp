@@ -43,8 +43,8 @@ void log_run_command(const std::string &command) {
 }
 
 void run_and_echo(const std::string &command) {
-  (void)run_command(command, [](const std::string &line) {
-    (void)print_text(platform::standard_stream::output, line);
+  run_command(command, [](const std::string &line) {
+    print_text(platform::standard_stream::output, line);
     return true;
   });
 }
@@ -110,7 +110,7 @@ bool wait_for_submit_answer(text_reader *output, void *event) {
   if (submit_answered) {
     finish_monitor();
   } else {
-    (void)stop_monitor();
+    stop_monitor();
   }
   state.scheduler_job_id = submitted_job_id;
   return submit_answered;  // also when the answer came as the time ran out
@@ -128,13 +128,13 @@ void submit_and_watch(const std::string &command) {
     } else {
       if (!wait_for_submit_answer(output, created.event.get())) {
         // In the console, so that the tool can ask for what it seems to wait for.
-        (void)platform::run_in_console(command + " -ccp_job %CCP_TASKCONTEXT%@%CCP_CLUSTER_NAME% ");
+        platform::run_in_console(command + " -ccp_job %CCP_TASKCONTEXT%@%CCP_CLUSTER_NAME% ");
       }
       // The MPI's name stands where a count might be expected: scripts match this line.
       print_error("Waiting for CCP scheduler@%s to start %s nodes ...\n", chars_of(head_node()),
                   state.mpi_name.c_str());
     }
-    (void)close_current_run();
+    close_current_run();
   }
   run_job_exit_command();
   watch_scheduler_job();
@@ -144,7 +144,7 @@ void submit_and_watch(const std::string &command) {
 // was there before.
 void add_and_submit(const std::string &command) {
   run_and_echo(command);
-  if (!env_is_set("CCP_JOB_ID") && !env_is_set("CCP_JOBID")) {
+  if (!given_job() && !env_is_set("CCP_JOBID")) {
     const std::string submit =
         format_text("%s submit /scheduler:%s /id:%d ", state.ccp_job_command.c_str(),
                     chars_of(head_node()), state.scheduler_job_id);
@@ -163,7 +163,7 @@ bool submit_scheduler_job(std::string &command) {
   }
   log_run_command(command);
   const auto head = head_node();
-  if (!head || env_is_set("ZEPHON_HOSTS_FILE")) {
+  if (!head || host_file()) {
     return false;
   }
   if (state.mpi_name == "ibmmpi" && contains(command, state.ccp_job_command + " add")) {
@@ -173,7 +173,7 @@ bool submit_scheduler_job(std::string &command) {
   if (state.mpi_name == "msmpi" && contains(command, "mpiexec")) {
     if (*head == "-1") {
       trace("args", command, inside_job_trace_line);
-      (void)platform::run_in_console(command);
+      platform::run_in_console(command);
       watch_scheduler_job();
     } else {
       submit_and_watch(command);

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "core/environment.h"
 #include "core/launch_state.h"
 #include "core/messages.h"
 #include "core/text_file.h"
@@ -43,9 +44,9 @@ void print_file(const std::string &path, const char *header, platform::standard_
   if (!file || !read_line(*file, line, output_file_line_limit)) {
     return;
   }
-  (void)print_text(stream, header);
+  print_text(stream, header);
   do {
-    (void)print_text(stream, line);
+    print_text(stream, line);
   } while (read_line(*file, line, output_file_line_limit));
 }
 

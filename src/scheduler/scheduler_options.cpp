@@ -34,18 +34,20 @@ std::optional<std::string> task_directory() {
   return platform::current_directory();
 }
 
+// A directory as one argument. Behind a backslash the quote would count as text.
+//   \\server\run  ->  "\\server\run"       \\server\  ->  "\\server\."
+std::string quote_directory(const std::string &directory) {
+  return quote(directory + (directory.ends_with('\\') ? "." : ""));
+}
+
 bool is_network_path(const std::string &path) {
   return path.starts_with("\\\\") || path.starts_with("//");
 }
 
 }  // namespace
 
-std::optional<std::string> head_node() {
-  return env_text("USE_CCP");
-}
-
-void append_scheduler_options(std::string &command, bool task_only) {
-  if (!task_only) {
+void append_scheduler_options(std::string &command, scheduled what) {
+  if (what == scheduled::job) {
     append_option(command, "/jobtemplate:", "ZP_CCP_JOB_TEMPLATE");
     append_option(command, "/nodegroup:", "ZP_CCP_NODE_GROUP");
   }
@@ -71,13 +73,13 @@ int scheduler_processor_count() {
 }
 
 int check_scheduler_credentials() {
-  if (equal_ignoring_case(env_text("ZEPHON_CRED_CHECK").value_or(""), "no")) {
+  if (credential_checks_are_off()) {
     return 0;
   }
   std::string command =
       format_text("cmd.exe /c %s submit /scheduler:%s /jobname:\"ORBEX ZEPHON Credential Check\" ",
                   state.ccp_job_command.c_str(), chars_of(head_node()));
-  append_scheduler_options(command, false);
+  append_scheduler_options(command, scheduled::job);
   command += " cmd.exe /C ver";
   trace("buf", command, credential_trace_line);
   return platform::run_in_console(command);
@@ -92,9 +94,7 @@ void append_output_options(std::string &command) {
   convert_to_unc(state.std_dir);
 
   if (is_network_path(state.std_dir)) {
-    const bool ends_in_backslash = state.std_dir.ends_with('\\');
-    // The full stop keeps the backslash from escaping the closing quote.
-    command += " /workdir:\"" + state.std_dir + (ends_in_backslash ? "." : "") + "\"";
+    command += " /workdir:" + quote_directory(state.std_dir);
   } else if (state.ptrace_mode) {
     print_error(
         "\nWarning: Working directory is not a network mapped: %s\n"
@@ -111,28 +111,36 @@ std::string output_user_part() {
   return user ? "." + *user : "";
 }
 
-std::string build_task_command(const std::string &head, bool hosts_file_is_readable) {
-  std::string command;
-  bool task_only = false;
-  if (env_is_set("CCP_JOB_ID")) {
-    state.scheduler_job_id = env_number("CCP_JOB_ID");
-    if (!hosts_file_is_readable) {
-      append_format(command,
-                    "%s add %d /scheduler:%s /name:\"ORBEX ZEPHON\" /exclusive:false /%s:%d",
-                    state.ccp_job_command.c_str(), state.scheduler_job_id, head.c_str(),
-                    scheduler_unit_option().c_str(), state.num_procs);
-      task_only = true;
-    }
+void prepare_task() {
+  if (const auto job = given_job()) {
+    state.scheduler_job_id = to_number(*job);
   } else {
-    (void)check_scheduler_credentials();
+    check_scheduler_credentials();
+  }
+}
+
+std::string build_task_command(const std::string &head, bool hosts_file_is_readable) {
+  const auto job = given_job();
+  std::string command;
+  auto what = scheduled::job;
+  if (!job) {
     append_format(command,
                   "%s submit /scheduler:%s /jobname:\"ORBEX ZEPHON\" /exclusive:false /%s:%d",
                   state.ccp_job_command.c_str(), head.c_str(), scheduler_unit_option().c_str(),
                   state.num_procs);
+  } else if (!hosts_file_is_readable) {
+    append_format(command, "%s add %d /scheduler:%s /name:\"ORBEX ZEPHON\" /exclusive:false /%s:%d",
+                  state.ccp_job_command.c_str(), to_number(*job), head.c_str(),
+                  scheduler_unit_option().c_str(), state.num_procs);
+    what = scheduled::task_only;
   }
   if (!hosts_file_is_readable) {
     append_output_options(command);
   }
-  append_scheduler_options(command, task_only);
+  append_scheduler_options(command, what);
   return command;
+}
+
+void append_hosts_of_job(std::string &line) {
+  line += " -hosts %CCP_NODES% ";  // the scheduler expands it when the task starts
 }

@@ -2,15 +2,14 @@
 // node group and flags, unit and count, working directory and output files.
 #pragma once
 
-#include <optional>
 #include <string>
 
-// The head node that the scheduler is asked at; nothing when no scheduler is used.
-std::optional<std::string> head_node();
+// What a command makes. The options of a job are not for a task of an existing one.
+enum class scheduled { job, task_only };
 
-// Appends job template and node group (not for a task of an existing job) and the
-// user's own flags, which are shown each time.
-void append_scheduler_options(std::string &command, bool task_only);
+// Appends job template and node group, for a job, and the user's own flags, which
+// are shown each time.
+void append_scheduler_options(std::string &command, scheduled what);
 
 // The name of the option that gives the allocation, such as "numprocessors".
 std::string scheduler_unit_option();
@@ -31,8 +30,15 @@ void append_output_options(std::string &command);
 // The ".USER" in the names of a task's output files; empty without USERNAME.
 std::string output_user_part();
 
+// Before a run is handed over as a task: the job of CCP_JOB_ID becomes the run's;
+// for a run that becomes a job of its own the credentials are checked.
+void prepare_task();
+
 // The scheduler's command in front of an mpiexec that is handed over as a task:
-// `add` to the job of CCP_JOB_ID, whose identifier goes into scheduler_job_id, or
-// else `submit` as a job of its own. A run with a readable host file in an
-// existing job gets no `add` and no output options: mpiexec finds the job itself.
+// `add` to the job of CCP_JOB_ID, or else `submit` as a job of its own. A run with a
+// readable host file in an existing job gets no `add` and no output options:
+// mpiexec finds the job itself.
 std::string build_task_command(const std::string &head, bool hosts_file_is_readable);
+
+// Hands such a task the nodes of its job.
+void append_hosts_of_job(std::string &line);

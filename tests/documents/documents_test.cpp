@@ -186,14 +186,18 @@ std::map<std::string, texts> modules_of_code() {
   return modules;
 }
 
-// Takes away again and again what includes nothing of the rest; circles and what
-// stands above them are left.
+// What is left when each module is taken away that includes none of the rest, or
+// that none of the rest includes.
 std::map<std::string, texts> circles_in(std::map<std::string, texts> modules) {
   for (std::size_t before = 0; before != modules.size();) {
     before = modules.size();
+    texts included;
+    for (auto &[module, headers] : modules) {
+      std::erase_if(headers, [&](const auto &header) { return !modules.contains(header); });
+      included.insert(headers.begin(), headers.end());
+    }
     std::erase_if(modules, [&](const auto &module) {
-      return std::none_of(module.second.begin(), module.second.end(),
-                          [&](const auto &included) { return modules.contains(included); });
+      return module.second.empty() || !included.contains(module.first);
     });
   }
   return modules;

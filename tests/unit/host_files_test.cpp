@@ -29,11 +29,13 @@ void given_hosts(const std::string &content, int processes = 1) {
 // What the file of host:count lines holds; "not written" when there is none.
 std::string spread(const std::string &content, int processes) {
   given_hosts(content, processes);
-  if (write_process_host_file(user_file) == 0) {
+  const auto written = write_process_host_file(user_file);
+  if (!written) {
     EXPECT_EQ(user_file, variable("ZEPHON_HOSTS_FILE"));
     EXPECT_EQ(texts{}, written_files());
     return "not written";
   }
+  EXPECT_EQ(process_file, *written);
   EXPECT_EQ(process_file, variable("ZEPHON_HOSTS_FILE"));
   return file_content(process_file).value_or("no file");
 }
@@ -99,7 +101,7 @@ TEST(RequiredHostsFile, EndsTheProgramWhenItIsNotSet) {
 // ---- The per-process host file ------------------------------------------------------------
 
 TEST(ProcessHostFile, IsNotWrittenWithoutAPath) {
-  EXPECT_EQ(0, write_process_host_file(std::nullopt));
+  EXPECT_EQ(std::nullopt, write_process_host_file(std::nullopt));
   EXPECT_EQ(texts{}, written_files());
 }
 
@@ -274,7 +276,7 @@ TEST(ProcessHostFile, SaysNothing) {
 TEST(ProcessHostFile, IsNamedAfterTheProcess) {
   given_process_id(4'294'967'292);
   given_hosts("a\n", 2);
-  EXPECT_EQ(1, write_process_host_file(user_file));
+  EXPECT_EQ("C:\\temp\\zphost-4294967292.txt", write_process_host_file(user_file));
   EXPECT_EQ("C:\\temp\\zphost-4294967292.txt", variable("ZEPHON_HOSTS_FILE"));
   EXPECT_EQ("a:2\r\n", file_content("C:\\temp\\zphost-4294967292.txt"));
 }
@@ -282,7 +284,7 @@ TEST(ProcessHostFile, IsNamedAfterTheProcess) {
 TEST(ProcessHostFile, StandsInTheCurrentDirectoryWithoutTemp) {
   given_hosts("a\n", 2);
   given_no_variable("TEMP");
-  EXPECT_EQ(1, write_process_host_file(user_file));
+  EXPECT_EQ("C:\\work\\zphost-4711.txt", write_process_host_file(user_file));
   EXPECT_EQ("C:\\work\\zphost-4711.txt", variable("ZEPHON_HOSTS_FILE"));
   EXPECT_EQ("a:2\r\n", file_content("C:\\work\\zphost-4711.txt"));
 }
@@ -300,7 +302,7 @@ TEST(ProcessHostFile, NeedsNoFolderWhenItIsNotWritten) {
   given_hosts("a\n", 1);
   given_no_variable("TEMP");
   given_no_current_directory();
-  EXPECT_EQ(0, write_process_host_file(user_file));
+  EXPECT_EQ(std::nullopt, write_process_host_file(user_file));
 }
 
 TEST(ProcessHostFile, EndsTheProgramWhenTheGivenFileIsMissing) {
@@ -379,7 +381,7 @@ TEST(ProcessHostFile, EndsTheProgramWhenADirectoryHasItsName) {
 TEST(ProcessHostFile, IsEmptyWhenTheGivenFileIsGoneInTheMeantime) {
   given_hosts("a\nb\n", 4);
   given_last_opening(user_file);
-  EXPECT_EQ(1, write_process_host_file(user_file));
+  EXPECT_EQ(process_file, write_process_host_file(user_file));
   EXPECT_EQ("", file_content(process_file));
   EXPECT_EQ(process_file, variable("ZEPHON_HOSTS_FILE"));
 }

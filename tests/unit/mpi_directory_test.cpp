@@ -14,19 +14,19 @@ TEST(MpiDirectory, StandsBelowTheRootAndTheRelease) {
   state.zephon_inc = "C:\\zephon";
   state.release = "12.0.16";
   EXPECT_EQ("C:\\zephon\\zephon12.0.16\\netweave\\mpi\\win64\\ibmmpi",
-            mpi_installation_directory("ibmmpi", false));
+            mpi_installation_directory("ibmmpi", root_choice::shared));
 }
 
 TEST(MpiDirectory, TakesAnUnsetReleaseForNothing) {
   state.zephon_inc = "C:\\zephon";
   EXPECT_EQ("C:\\zephon\\zephon\\netweave\\mpi\\win64\\intel",
-            mpi_installation_directory("intel", false));
+            mpi_installation_directory("intel", root_choice::shared));
 }
 
 TEST(MpiDirectory, TakesAnUnsetRootForNothing) {
   state.release = "12.0.16";
   EXPECT_EQ("\\zephon12.0.16\\netweave\\mpi\\win64\\intel",
-            mpi_installation_directory("intel", true));
+            mpi_installation_directory("intel", root_choice::local_allowed));
 }
 
 TEST(MpiDirectory, StandsBelowTheLocalRootWhenAllowed) {
@@ -34,9 +34,9 @@ TEST(MpiDirectory, StandsBelowTheLocalRootWhenAllowed) {
   state.release = "12.0.16";
   given_variable("ZEPHON_INC_LOCAL_RESERVED", "D:\\local");
   EXPECT_EQ("D:\\local\\zephon12.0.16\\netweave\\mpi\\win64\\intel",
-            mpi_installation_directory("intel", true));
+            mpi_installation_directory("intel", root_choice::local_allowed));
   EXPECT_EQ("\\\\server\\zephon\\zephon12.0.16\\netweave\\mpi\\win64\\intel",
-            mpi_installation_directory("intel", false));
+            mpi_installation_directory("intel", root_choice::shared));
 }
 
 TEST(MpiDirectory, IgnoresALocalRootWithABlank) {
@@ -44,7 +44,7 @@ TEST(MpiDirectory, IgnoresALocalRootWithABlank) {
   state.release = "12.0.16";
   given_variable("ZEPHON_INC_LOCAL_RESERVED", "D:\\my local");
   EXPECT_EQ("C:\\zephon\\zephon12.0.16\\netweave\\mpi\\win64\\intel",
-            mpi_installation_directory("intel", true));
+            mpi_installation_directory("intel", root_choice::local_allowed));
 }
 
 TEST(MpiDirectory, TakesAnEmptyLocalRoot) {
@@ -52,7 +52,7 @@ TEST(MpiDirectory, TakesAnEmptyLocalRoot) {
   state.release = "12.0.16";
   given_variable("ZEPHON_INC_LOCAL_RESERVED", "");
   EXPECT_EQ("\\zephon12.0.16\\netweave\\mpi\\win64\\intel",
-            mpi_installation_directory("intel", true));
+            mpi_installation_directory("intel", root_choice::local_allowed));
 }
 
 TEST(MpiDirectory, OfARootAndARelease) {

@@ -51,7 +51,7 @@ std::string report_of(const std::string &answer) {
   given_own_home();
   given_file("C:\\own\\bin\\smpd.exe");
   given_tool(ask_version, prints(answer));
-  EXPECT_EQ("C:\\own", find_mpich2_home(false));
+  EXPECT_EQ("C:\\own", find_mpich2_home(root_choice::shared));
   EXPECT_EQ("", standard_error());
   EXPECT_TRUE(standard_output().starts_with(home_shown));
   return standard_output().substr(home_shown.size());
@@ -63,51 +63,52 @@ std::string report_of(const std::string &answer) {
 
 TEST(Mpich2Home, IsTheReleasesOwnWithoutTheVariable) {
   given_release();
-  EXPECT_EQ(installation, find_mpich2_home(false));
-  EXPECT_EQ(installation, find_mpich2_home(true));
+  EXPECT_EQ(installation, find_mpich2_home(root_choice::shared));
+  EXPECT_EQ(installation, find_mpich2_home(root_choice::local_allowed));
   EXPECT_EQ("", both_streams());
 }
 
 TEST(Mpich2Home, MayBeBelowTheLocalRootWhenItIsAnnounced) {
   given_release();
   given_variable("ZEPHON_INC_LOCAL_RESERVED", "D:\\local");
-  EXPECT_EQ(installation, find_mpich2_home(false));
-  EXPECT_EQ(R"(D:\local\zephon1.2.3\netweave\mpi\win64\mpich2)", find_mpich2_home(true));
+  EXPECT_EQ(installation, find_mpich2_home(root_choice::shared));
+  EXPECT_EQ(R"(D:\local\zephon1.2.3\netweave\mpi\win64\mpich2)",
+            find_mpich2_home(root_choice::local_allowed));
 }
 
 TEST(Mpich2Home, IsTheUsersOwnWhenItHoldsMpiexec) {
   given_own_home();
   given_variable("ZEPHON_INC_LOCAL_RESERVED", "D:\\local");
-  EXPECT_EQ("C:\\own", find_mpich2_home(false));
-  EXPECT_EQ("C:\\own", find_mpich2_home(true));
+  EXPECT_EQ("C:\\own", find_mpich2_home(root_choice::shared));
+  EXPECT_EQ("C:\\own", find_mpich2_home(root_choice::local_allowed));
 }
 
 TEST(Mpich2Home, IsSilentlyTheReleasesOwnWhenTheUsersHoldsNoMpiexec) {
   given_own_home();
   given_no_file("C:\\own\\bin\\mpiexec.exe");
-  EXPECT_EQ(installation, find_mpich2_home(false));
+  EXPECT_EQ(installation, find_mpich2_home(root_choice::shared));
   EXPECT_EQ("", both_streams());
 }
 
 TEST(Mpich2Home, IsTheReleasesOwnWhenTheUsersIsOfAnotherMpi) {
   given_own_home("C:\\MPIPro");
-  EXPECT_EQ(installation, find_mpich2_home(false));
+  EXPECT_EQ(installation, find_mpich2_home(root_choice::shared));
   EXPECT_EQ("", both_streams());
 }
 
 TEST(Mpich2Home, KnowsTheOtherMpiByCapitalAndSmallLetters) {
   given_own_home("C:\\mpipro");
-  EXPECT_EQ("C:\\mpipro", find_mpich2_home(false));
+  EXPECT_EQ("C:\\mpipro", find_mpich2_home(root_choice::shared));
 }
 
 TEST(Mpich2Home, IsTheReleasesOwnWhenTheUsersIsEmpty) {
   given_own_home("");  // with an mpiexec.exe in \bin
-  EXPECT_EQ(installation, find_mpich2_home(false));
+  EXPECT_EQ(installation, find_mpich2_home(root_choice::shared));
 }
 
 TEST(Mpich2Home, IsShownWithoutAVersionWhenItHoldsNoSmpd) {
   given_own_home();
-  EXPECT_EQ("C:\\own", find_mpich2_home(false));
+  EXPECT_EQ("C:\\own", find_mpich2_home(root_choice::shared));
   EXPECT_EQ(home_shown + "\n", both_streams());
   EXPECT_EQ(texts{}, commands());
 }
@@ -120,8 +121,8 @@ TEST(Mpich2Home, IsShownWithItsVersion) {
 
 TEST(Mpich2Home, IsShownOnceInARun) {
   (void)report_of("1.2.1p1\r\n");
-  EXPECT_EQ("C:\\own", find_mpich2_home(true));
-  EXPECT_EQ("C:\\own", find_mpich2_home(false));
+  EXPECT_EQ("C:\\own", find_mpich2_home(root_choice::local_allowed));
+  EXPECT_EQ("C:\\own", find_mpich2_home(root_choice::shared));
   EXPECT_EQ(texts{ask_version}, commands());
   EXPECT_EQ(home_shown + "1.2.1p1\n\n", standard_output());
   EXPECT_EQ(1, state.mpich2_home_announced);
@@ -130,7 +131,7 @@ TEST(Mpich2Home, IsShownOnceInARun) {
 TEST(Mpich2Home, MayFindItsMpiexecGoneLater) {
   (void)report_of("1.2.1p1\r\n");
   given_no_file("C:\\own\\bin\\mpiexec.exe");
-  EXPECT_EQ(installation, find_mpich2_home(false));
+  EXPECT_EQ(installation, find_mpich2_home(root_choice::shared));
 }
 
 TEST(Mpich2Home, ShowsEveryLineOfTheVersion) {
@@ -166,7 +167,7 @@ TEST(Mpich2Home, IsShownWithAnSmpdThatCannotBeRun) {
   given_own_home();
   given_file("C:\\own\\bin\\smpd.exe");
   given_no_pipes();
-  EXPECT_EQ("C:\\own", find_mpich2_home(false));
+  EXPECT_EQ("C:\\own", find_mpich2_home(root_choice::shared));
   EXPECT_EQ(home_shown + "\n", standard_output());
   EXPECT_EQ(
       "\nerror : cmd = C:\\own\\bin\\smpd.exe -version\n"
@@ -188,7 +189,7 @@ TEST(Mpich2Home, QuotesNoFolderWithABlank) {
   given_own_home("C:\\my own");
   given_file("C:\\my own\\bin\\smpd.exe");
   given_tool("C:\\my own\\bin\\smpd.exe -version", prints("1.2.1p1\r\n"));
-  EXPECT_EQ("C:\\my own", find_mpich2_home(false));
+  EXPECT_EQ("C:\\my own", find_mpich2_home(root_choice::shared));
   EXPECT_TRUE(standard_output().ends_with("***\n1.2.1p1\n\n"));
 }
 

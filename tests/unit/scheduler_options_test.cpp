@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/environment.h"
 #include "core/launch_state.h"
 #include "support/platform_stand_in.h"
 
@@ -14,9 +15,9 @@ using namespace stand_in;
 
 namespace {
 
-std::string with_scheduler_options(bool task_only) {
+std::string with_scheduler_options(scheduled what) {
   std::string command = "job x";
-  append_scheduler_options(command, task_only);
+  append_scheduler_options(command, what);
   return command;
 }
 
@@ -54,51 +55,51 @@ TEST(HeadNode, IsReadAfreshEachTime) {
 // ---- Template, node group, user flags -----------------------------------------------------
 
 TEST(SchedulerOptions, AreNoneWithoutVariables) {
-  EXPECT_EQ("job x", with_scheduler_options(false));
-  EXPECT_EQ("job x", with_scheduler_options(true));
+  EXPECT_EQ("job x", with_scheduler_options(scheduled::job));
+  EXPECT_EQ("job x", with_scheduler_options(scheduled::task_only));
   EXPECT_EQ("", both_streams());
 }
 
 TEST(SchedulerOptions, NameTheJobTemplateBetweenBlanks) {
   given_variable("ZP_CCP_JOB_TEMPLATE", "Big Jobs");
-  EXPECT_EQ("job x /jobtemplate:Big Jobs ", with_scheduler_options(false));
+  EXPECT_EQ("job x /jobtemplate:Big Jobs ", with_scheduler_options(scheduled::job));
 }
 
 TEST(SchedulerOptions, NameTheNodeGroupBetweenBlanks) {
   given_variable("ZP_CCP_NODE_GROUP", "fast,new");
-  EXPECT_EQ("job x /nodegroup:fast,new ", with_scheduler_options(false));
+  EXPECT_EQ("job x /nodegroup:fast,new ", with_scheduler_options(scheduled::job));
 }
 
 TEST(SchedulerOptions, EndWithTheUsersFlagsBetweenBlanks) {
   given_variable("CCP_USER_FLAGS", "/priority:high /runtime:1");
-  EXPECT_EQ("job x /priority:high /runtime:1 ", with_scheduler_options(false));
+  EXPECT_EQ("job x /priority:high /runtime:1 ", with_scheduler_options(scheduled::job));
 }
 
 TEST(SchedulerOptions, StandInTheirOrder) {
   given_variable("CCP_USER_FLAGS", "/u");
   given_variable("ZP_CCP_NODE_GROUP", "g");
   given_variable("ZP_CCP_JOB_TEMPLATE", "t");
-  EXPECT_EQ("job x /jobtemplate:t  /nodegroup:g  /u ", with_scheduler_options(false));
+  EXPECT_EQ("job x /jobtemplate:t  /nodegroup:g  /u ", with_scheduler_options(scheduled::job));
 }
 
 TEST(SchedulerOptions, OfATaskAreTheUsersFlagsAlone) {
   given_variable("CCP_USER_FLAGS", "/u");
   given_variable("ZP_CCP_NODE_GROUP", "g");
   given_variable("ZP_CCP_JOB_TEMPLATE", "t");
-  EXPECT_EQ("job x /u ", with_scheduler_options(true));
+  EXPECT_EQ("job x /u ", with_scheduler_options(scheduled::task_only));
 }
 
 TEST(SchedulerOptions, ShowTheUsersFlags) {
   given_variable("CCP_USER_FLAGS", "/a:%d 100%");
-  (void)with_scheduler_options(true);
+  (void)with_scheduler_options(scheduled::task_only);
   EXPECT_EQ("\n***\n*** User defined: CCP_USER_FLAGS=/a:%d 100%\n***\n", standard_output());
   EXPECT_EQ("", standard_error());
 }
 
 TEST(SchedulerOptions, ShowTheUsersFlagsOnceForEachCommand) {
   given_variable("CCP_USER_FLAGS", "/u");
-  (void)with_scheduler_options(false);
-  (void)with_scheduler_options(true);
+  (void)with_scheduler_options(scheduled::job);
+  (void)with_scheduler_options(scheduled::task_only);
   EXPECT_EQ(
       "\n***\n*** User defined: CCP_USER_FLAGS=/u\n***\n"
       "\n***\n*** User defined: CCP_USER_FLAGS=/u\n***\n",
@@ -107,21 +108,21 @@ TEST(SchedulerOptions, ShowTheUsersFlagsOnceForEachCommand) {
 
 TEST(SchedulerOptions, AreNeitherQuotedNorChecked) {
   given_variable("ZP_CCP_JOB_TEMPLATE", "\"a\" & %b%");
-  EXPECT_EQ("job x /jobtemplate:\"a\" & %b% ", with_scheduler_options(false));
+  EXPECT_EQ("job x /jobtemplate:\"a\" & %b% ", with_scheduler_options(scheduled::job));
 }
 
 TEST(SchedulerOptions, MayBeEmptyValues) {
   given_variable("ZP_CCP_JOB_TEMPLATE", "");
   given_variable("ZP_CCP_NODE_GROUP", "");
   given_variable("CCP_USER_FLAGS", "");
-  EXPECT_EQ("job x /jobtemplate:  /nodegroup:   ", with_scheduler_options(false));
+  EXPECT_EQ("job x /jobtemplate:  /nodegroup:   ", with_scheduler_options(scheduled::job));
   EXPECT_EQ("\n***\n*** User defined: CCP_USER_FLAGS=\n***\n", standard_output());
 }
 
 TEST(SchedulerOptions, AreNotCutForTheirLength) {
   const std::string flags(20'000, 'f');
   given_variable("CCP_USER_FLAGS", flags);
-  EXPECT_EQ("job x " + flags + " ", with_scheduler_options(false));
+  EXPECT_EQ("job x " + flags + " ", with_scheduler_options(scheduled::job));
 }
 
 // ---- Unit ---------------------------------------------------------------------------------
@@ -453,6 +454,11 @@ class TaskCommand : public testing::Test {
     given_variable("CCP_USER_FLAGS", "/u");
     state.num_procs = 4;
   }
+
+  std::string task_command(bool hosts_file_is_readable) {
+    prepare_task();
+    return build_task_command("head", hosts_file_is_readable);
+  }
 };
 
 TEST_F(TaskCommand, SubmitsAJobOfItsOwn) {
@@ -460,7 +466,7 @@ TEST_F(TaskCommand, SubmitsAJobOfItsOwn) {
       "job submit /scheduler:head /jobname:\"ORBEX ZEPHON\" /exclusive:false /numprocessors:4"
       " /workdir:\"\\\\s\\run\" /stdout:ZP%CCP_TASKCONTEXT%.jdoe.o"
       " /stderr:ZP%CCP_TASKCONTEXT%.jdoe.e  /jobtemplate:t  /nodegroup:g  /u ",
-      build_task_command("head", false));
+      task_command(false));
   EXPECT_EQ(0, state.scheduler_job_id);
 }
 
@@ -470,7 +476,7 @@ TEST_F(TaskCommand, AddsATaskToTheJobOfTheVariable) {
       "job add 17 /scheduler:head /name:\"ORBEX ZEPHON\" /exclusive:false /numprocessors:4"
       " /workdir:\"\\\\s\\run\" /stdout:ZP%CCP_TASKCONTEXT%.jdoe.o"
       " /stderr:ZP%CCP_TASKCONTEXT%.jdoe.e  /u ",
-      build_task_command("head", false));
+      task_command(false));
   EXPECT_EQ(17, state.scheduler_job_id);
 }
 
@@ -478,14 +484,14 @@ TEST_F(TaskCommand, AsksForProcessesEvenWithProcessesPerNode) {
   given_variable("NP_PER_NODE", "2");
   given_variable("NUMBER_OF_PROCESSORS", "8");
   given_variable("ZP_CCP_UNIT", "core");
-  EXPECT_EQ(0U, build_task_command("head", false)
-                    .find("job submit /scheduler:head /jobname:\"ORBEX ZEPHON\" /exclusive:false "
-                          "/numcores:4 "));
+  EXPECT_EQ(0U, task_command(false).find(
+                    "job submit /scheduler:head /jobname:\"ORBEX ZEPHON\" /exclusive:false "
+                    "/numcores:4 "));
 }
 
 TEST_F(TaskCommand, HasOnlyTheOptionsOfAJobForAReadableHostFileInAnExistingJob) {
   given_variable("CCP_JOB_ID", "17");
-  EXPECT_EQ(" /jobtemplate:t  /nodegroup:g  /u ", build_task_command("head", true));
+  EXPECT_EQ(" /jobtemplate:t  /nodegroup:g  /u ", task_command(true));
   EXPECT_EQ(17, state.scheduler_job_id);
 }
 
@@ -493,39 +499,39 @@ TEST_F(TaskCommand, NamesNoOutputFilesForAReadableHostFile) {
   EXPECT_EQ(
       "job submit /scheduler:head /jobname:\"ORBEX ZEPHON\" /exclusive:false /numprocessors:4"
       " /jobtemplate:t  /nodegroup:g  /u ",
-      build_task_command("head", true));
+      task_command(true));
 }
 
 TEST_F(TaskCommand, ChecksCredentialsOnlyBeforeASubmission) {
   given_no_variable("ZEPHON_CRED_CHECK");
-  (void)build_task_command("head", false);
+  task_command(false);
   EXPECT_EQ(1U, commands().size());
   given_variable("CCP_JOB_ID", "17");
-  (void)build_task_command("head", false);
-  (void)build_task_command("head", true);
+  task_command(false);
+  task_command(true);
   EXPECT_EQ(1U, commands().size());
 }
 
 TEST_F(TaskCommand, AddsToANegativeJobAsItStands) {
   given_variable("CCP_JOB_ID", "-1");
-  EXPECT_EQ(0U, build_task_command("head", false).find("job add -1 /scheduler:head "));
+  EXPECT_EQ(0U, task_command(false).find("job add -1 /scheduler:head "));
   EXPECT_EQ(-1, state.scheduler_job_id);
 }
 
 TEST_F(TaskCommand, AddsToJobZeroWhenTheVariableIsNoNumber) {
   given_variable("CCP_JOB_ID", "mine");
-  EXPECT_EQ(0U, build_task_command("head", false).find("job add 0 /scheduler:head "));
+  EXPECT_EQ(0U, task_command(false).find("job add 0 /scheduler:head "));
 }
 
 TEST_F(TaskCommand, RunsTheToolOfTheUser) {
   state.ccp_job_command = "C:\\hpc\\job.exe";
-  EXPECT_EQ(0U, build_task_command("head", false).find("C:\\hpc\\job.exe submit /scheduler:head "));
+  EXPECT_EQ(0U, task_command(false).find("C:\\hpc\\job.exe submit /scheduler:head "));
   given_variable("CCP_JOB_ID", "17");
-  EXPECT_EQ(0U, build_task_command("head", false).find("C:\\hpc\\job.exe add 17 "));
+  EXPECT_EQ(0U, task_command(false).find("C:\\hpc\\job.exe add 17 "));
 }
 
 TEST_F(TaskCommand, ShowsTheUsersFlagsOnce) {
-  (void)build_task_command("head", false);
+  task_command(false);
   EXPECT_EQ("\n***\n*** User defined: CCP_USER_FLAGS=/u\n***\n", standard_output());
 }
 

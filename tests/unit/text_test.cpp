@@ -110,11 +110,42 @@ TEST(CalendarText, IsOneNewlineForATimeWithoutACalendar) {
   EXPECT_EQ("\n", text);
 }
 
-TEST(ProgramInFolder, IsQuotedOnlyWithABlankAndWithoutAQuoteOfItsOwn) {
-  EXPECT_EQ("C:\\mpi\\mpiexec.exe", program_in_folder("C:\\mpi", "\\mpiexec.exe"));
-  EXPECT_EQ("\"C:\\my mpi\"\\mpiexec.exe", program_in_folder("C:\\my mpi", "\\mpiexec.exe"));
-  EXPECT_EQ("\"C:\\my mpi\"\\mpiexec.exe", program_in_folder("\"C:\\my mpi\"", "\\mpiexec.exe"));
-  EXPECT_EQ("\\mpiexec.exe", program_in_folder("", "\\mpiexec.exe"));
+TEST(SplitAt, GivesThePiecesBetweenAnyOfTheSeparators) {
+  using texts = std::vector<std::string>;
+  EXPECT_EQ((texts{"2", "alpha", "4"}), split_at(" 2 alpha  4 ", " "));
+  EXPECT_EQ((texts{"alpha", "beta", "c"}), split_at(",alpha;beta:, c", ",;: "));
+  EXPECT_EQ((texts{"alpha"}), split_at("alpha", ":"));
+  EXPECT_EQ(texts{}, split_at("", " "));
+  EXPECT_EQ(texts{}, split_at("::", ":"));
+}
+
+TEST(LineEnd, IsTakenOffWithAllItsCharacters) {
+  EXPECT_EQ("alpha ", without_line_end("alpha \r\r\n\n"));
+  EXPECT_EQ("a\nb", without_line_end("a\nb"));
+  EXPECT_EQ("", without_line_end("\n"));
+  EXPECT_EQ("", without_line_end(""));
+}
+
+TEST(Quote, PutsATextBetweenQuotesWhateverItHolds) {
+  EXPECT_EQ("\"C:\\mpi\"", quote("C:\\mpi"));
+  EXPECT_EQ("\"C:\\my mpi\"", quote("C:\\my mpi"));
+  EXPECT_EQ("\"\"a\"\"", quote("\"a\""));
+  EXPECT_EQ("\"\"", quote(""));
+}
+
+TEST(QuoteArgument, LeavesAnArgumentWithoutABlank) {
+  EXPECT_EQ("3d", quote_argument("3d"));
+  EXPECT_EQ("\"my run.jou\"", quote_argument("my run.jou"));
+  EXPECT_EQ("\"\"my run.jou\"\"", quote_argument("\"my run.jou\""));
+  EXPECT_EQ("", quote_argument(""));
+}
+
+TEST(QuotePath, LeavesAPathWithoutABlankOrWithQuotes) {
+  EXPECT_EQ("C:\\mpi", quote_path("C:\\mpi"));
+  EXPECT_EQ("\"C:\\my mpi\"", quote_path("C:\\my mpi"));
+  EXPECT_EQ("\"C:\\my mpi\"", quote_path("\"C:\\my mpi\""));
+  EXPECT_EQ("C:\\my \"mpi", quote_path("C:\\my \"mpi"));
+  EXPECT_EQ("", quote_path(""));
 }
 
 TEST(PathList, GrowsByFoldersThatAreNotEmpty) {

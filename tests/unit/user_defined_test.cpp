@@ -67,4 +67,23 @@ TEST(UserFlags, AppendNothingWhenNotSet) {
   EXPECT_EQ("", both_streams());
 }
 
+TEST(UserFlags, ContainNothingWhenNotSet) {
+  EXPECT_FALSE(user_flags_contain("FLAGS", ""));
+  given_variable("FLAGS", "-hosts 2 a b");
+  EXPECT_TRUE(user_flags_contain("FLAGS", "-hosts "));
+  EXPECT_FALSE(user_flags_contain("FLAGS", "-Hosts"));
+}
+
+TEST(CredentialChecks, AreOffForTheOneWordInAnyLetters) {
+  EXPECT_FALSE(credential_checks_are_off());
+  for (const char *value : {"no", "NO", "No"}) {
+    given_variable("ZEPHON_CRED_CHECK", value);
+    EXPECT_TRUE(credential_checks_are_off()) << value;
+  }
+  for (const char *value : {"", "yes", "n", "no ", "none", "0"}) {
+    given_variable("ZEPHON_CRED_CHECK", value);
+    EXPECT_FALSE(credential_checks_are_off()) << value;
+  }
+}
+
 }  // namespace
