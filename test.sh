@@ -229,7 +229,7 @@ clang_accepts_windows_programs() {
   # the texts that are defined, whose quotes the shell takes off.
   sed -n 's/^ *"command": "\(.*\)",$/\1/p' "$root/build/clang/compile_commands.json" |
     sed 's/\\\(.\)/\1/g; s/ -o [^ ]* -c / -fsyntax-only /; s/ -MD -MT [^ ]* -MF [^ ]*//' |
-    grep -E "^clang.* $root/(tests/(scenario|stress|tools)/|tests/unit/platform_windows|bench/|packaging/)" |
+    grep -E "^clang.* $root/(tests/(scenario|stress|tools)/|tests/door/windows|bench/|packaging/)" |
     (cd "$root/build/clang" && xargs -d '\n' -P "$jobs" -n 1 sh -c)
 }
 
@@ -266,6 +266,7 @@ step_sanitize() {
   heading "Unit tests on Linux: clang, AddressSanitizer and UndefinedBehaviorSanitizer"
   check sanitize-build build_preset sanitize
   run_tests sanitize-unit "$root/build/sanitize/unit_tests"
+  run_tests sanitize-door "$root/build/sanitize/door_tests"
   run_tests sanitize-bridge "$root/build/sanitize/mpi_bridge_tests"
   if in_tree tests/documents/CMakeLists.txt; then
     run_tests sanitize-documents "$root/build/sanitize/documents_tests"
@@ -297,7 +298,7 @@ step_wine() {
   heading "Unit tests as Windows programs under Wine"
   local program
   start_workers 1
-  for program in unit_tests platform_tests mpi_bridge_tests; do
+  for program in unit_tests door_tests mpi_bridge_tests; do
     if [ "$program" = unit_tests ] || [ -e "$root/build/mingw/$program.exe" ]; then
       run_tests "wine-$program" as_worker 0 "$root/build/mingw/$program.exe"
     fi

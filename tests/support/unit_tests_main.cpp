@@ -1,4 +1,4 @@
-// unit_tests_main.cpp: runs the unit tests. Every test begins with a fresh
+// unit_tests_main.cpp: runs tests over the stand-in. Every test begins with a fresh
 // launch and fails when the launcher leaves handles behind.
 #include <gtest/gtest.h>
 

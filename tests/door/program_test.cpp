@@ -1,0 +1,188 @@
+// The program itself, its variables and its output, through either door.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <ctime>
+#include <string>
+
+#include "door/door.h"
+#include "platform/platform.h"
+
+namespace {
+
+void say(const std::string &text) {
+  (void)platform::write_all(platform::standard_handle(platform::standard_stream::output),
+                            text.data(), text.size());
+}
+
+void end_after_functions() {
+  platform::at_exit([] { say("first registered\n"); });
+  platform::at_exit([] { say("last registered\n"); });
+  platform::exit_program(255);
+}
+
+void end_on_thread() {
+  const auto thread = platform::start_thread([](void *) { platform::exit_program(9); }, nullptr);
+  platform::sleep_ms(platform::wait_forever);
+}
+
+void end_on_two_threads() {
+  platform::at_exit([] {
+    say("once\n");
+    platform::sleep_ms(200);
+  });
+  const auto thread = platform::start_thread([](void *) { platform::exit_program(9); }, nullptr);
+  platform::sleep_ms(100);
+  platform::exit_program(8);
+}
+
+void take_ctrl_c() {
+  (void)platform::set_interrupt_handler([](int signal) { say(std::to_string(signal)); });
+  door::press_ctrl_c();
+  platform::sleep_ms(1);
+  say(platform::set_interrupt_handler(nullptr) == nullptr ? " once" : " again");
+}
+
+void say_on_both_streams() {
+  say("out\n");
+  (void)platform::write_all(platform::standard_handle(platform::standard_stream::error), "err\n",
+                            4);
+}
+
+void run_in_console() {
+  platform::exit_program(
+      platform::run_in_console(door::command_of({.output = "shown", .status = 7})));
+}
+
+void run_and_discard_output() {
+  platform::run_and_discard_output(
+      door::command_of({.output = std::string(1'000, 'x'), .times = 100, .error = "error"}));
+  say("after it");
+}
+
+void look_for_handles() {
+  door::given_no_standard_handles();
+  const bool has_one = platform::standard_handle(platform::standard_stream::output) != nullptr ||
+                       platform::standard_handle(platform::standard_stream::error) != nullptr;
+  platform::exit_program(has_one ? 1 : 3);
+}
+
+// ---- The program itself -------------------------------------------------------------------
+
+TEST(DoorProgram, KnowsItsSystemAndItself) {
+  EXPECT_EQ(0U, platform::windows_version() & 0x80000000UL);
+  EXPECT_LE(6U, platform::windows_version() & 0xFFUL);
+  EXPECT_NE(0U, platform::process_id());
+  EXPECT_EQ(platform::process_id(), platform::process_id());
+}
+
+TEST(DoorProgram, KnowsTheTimeWhichDoesNotRunBack) {
+  const std::time_t before = platform::current_time();
+  EXPECT_LT(1'000'000'000, before);
+  platform::sleep_ms(20);
+  EXPECT_LE(before, platform::current_time());
+}
+
+TEST(DoorProgram, EndsWithItsStatusAfterTheFunctionsAtExit) {
+  const door::outcome ended = door::run_program("end_after_functions");
+  EXPECT_EQ("last registered\nfirst registered\n", ended.output);
+  EXPECT_EQ(255U, ended.status);
+}
+
+TEST(DoorProgram, EndsOnAnyThread) {
+  EXPECT_EQ(9U, door::run_program("end_on_thread").status);
+}
+
+TEST(DoorProgram, EndsOnceWhenTwoThreadsEndIt) {
+  const door::outcome ended = door::run_program("end_on_two_threads");
+  EXPECT_EQ("once\n", ended.output);
+  EXPECT_TRUE(ended.status == 8 || ended.status == 9) << ended.status;  // whichever came first
+}
+
+TEST(DoorProgram, CallsItsHandlerOfCtrlCOnce) {
+  EXPECT_EQ(std::to_string(SIGINT) + " once", door::run_program("take_ctrl_c").output);
+}
+
+TEST(DoorProgram, GivesBackTheHandlerThatWasInForce) {
+  const platform::interrupt_handler handler = [](int) {};
+  EXPECT_EQ(nullptr, platform::set_interrupt_handler(handler));
+  EXPECT_EQ(handler, platform::set_interrupt_handler(nullptr));
+  EXPECT_EQ(nullptr, platform::set_interrupt_handler(nullptr));
+}
+
+TEST(DoorMessages, EndTheirLineAndAreEmptyForAnUnknownError) {
+  for (const unsigned long error : {2UL, 5UL, 87UL, 206UL}) {
+    const std::string text = platform::system_message(error);
+    ASSERT_LT(2U, text.size());
+    EXPECT_EQ("\r\n", text.substr(text.size() - 2));
+  }
+  EXPECT_EQ("", platform::system_message(0x2FFFFFFFUL));
+}
+
+// ---- Environment --------------------------------------------------------------------------
+
+TEST(DoorVariables, AreReplacedWhenSetAgainWhateverTheLetters) {
+  EXPECT_EQ(0U, platform::put_variable("DOOR_TEST=1"));
+  EXPECT_EQ(0U, platform::put_variable("Door_Test=a=b c"));
+  EXPECT_EQ("a=b c", platform::get_variable("DOOR_TEST"));
+  EXPECT_EQ("a=b c", platform::get_variable("door_test"));
+  EXPECT_EQ(0U, platform::put_variable("DOOR_TEST="));
+}
+
+TEST(DoorVariables, AreRemovedByAnEmptyValue) {
+  EXPECT_EQ(0U, platform::put_variable("DOOR_TEST=x"));
+  EXPECT_EQ(0U, platform::put_variable("door_test="));
+  EXPECT_EQ(std::nullopt, platform::get_variable("DOOR_TEST"));
+  EXPECT_EQ(0U, platform::put_variable("DOOR_TEST="));  // what is not set may be removed
+}
+
+TEST(DoorVariables, KeepBytesAbove127AndLongValues) {
+  for (const std::string &value : {std::string("\xE4\xF6\xFC"), std::string(32'000, 'x')}) {
+    EXPECT_EQ(0U, platform::put_variable("DOOR_TEST=" + value));
+    EXPECT_EQ(value, platform::get_variable("DOOR_TEST"));
+  }
+  EXPECT_EQ(0U, platform::put_variable("DOOR_TEST="));
+}
+
+TEST(DoorVariables, RefuseATextWithoutAName) {
+  EXPECT_NE(0U, platform::put_variable("=x"));
+  EXPECT_NE(0U, platform::put_variable("DOOR_TEST"));
+  EXPECT_EQ(std::nullopt, platform::get_variable("DOOR_TEST"));
+}
+
+// ---- Standard output and error, and commands in the launcher's own console ----------------
+
+TEST(DoorOutput, GoesToTheStandardHandles) {
+  const door::outcome ended = door::run_program("say_on_both_streams");
+  EXPECT_EQ("out\n", ended.output);
+  EXPECT_EQ("err\n", ended.error);
+}
+
+TEST(DoorOutput, IsNothingWithoutAHandle) {
+  EXPECT_EQ(3U, door::run_program("look_for_handles").status);
+}
+
+TEST(DoorConsole, RunsACommandAndGivesItsStatus) {
+  const door::outcome ended = door::run_program("run_in_console");
+  EXPECT_EQ("shown", ended.output);
+  EXPECT_EQ(7U, ended.status);
+}
+
+TEST(DoorConsole, DropsTheOutputOfACommandAndWaitsForIt) {
+  const door::outcome ended = door::run_program("run_and_discard_output");
+  EXPECT_EQ("after it", ended.output);
+  EXPECT_EQ("error", ended.error);
+}
+
+}  // namespace
+
+const std::map<std::string, void (*)()> door::programs = {
+    {"end_after_functions", end_after_functions},
+    {"end_on_thread", end_on_thread},
+    {"end_on_two_threads", end_on_two_threads},
+    {"take_ctrl_c", take_ctrl_c},
+    {"say_on_both_streams", say_on_both_streams},
+    {"look_for_handles", look_for_handles},
+    {"run_in_console", run_in_console},
+    {"run_and_discard_output", run_and_discard_output},
+};
