@@ -8,6 +8,8 @@
 // job that the scheduler started, or as a task handed to the scheduler. Gives back 1.
 int msmpi_backend();
 
+// ---- Steps of it --------------------------------------------------------------------------
+
 // Warns of cluster settings that make parallel runs fail. Asks nothing without a
 // head node or inside a job.
 void check_cluster_environment(const std::optional<std::string> &head);

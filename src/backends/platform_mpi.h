@@ -9,6 +9,8 @@
 // the host file is not in order, 4 when the password was wrong three times.
 int platform_mpi_backend();
 
+// ---- Steps of it --------------------------------------------------------------------------
+
 // Creates a scheduler job for the run; gives back its identifier, or -1.
 int platform_mpi_job_new();
 

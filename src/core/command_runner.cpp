@@ -10,7 +10,7 @@
 namespace {
 
 std::unique_ptr<run_record> runner_process;  // the current run
-platform::owned_handle monitor_thread;       // watches the current run's output
+platform::owned_handle monitor_thread;       // reads the current run's output
 std::atomic<bool> monitor_stopping = false;
 
 constexpr int runner_trace_line = 4151;
@@ -30,7 +30,7 @@ void end_processes_of(const run_record &run) {
 
 }  // namespace
 
-std::unique_ptr<run_record> start_run(const std::string &command, bool can_be_stopped) {
+std::unique_ptr<run_record> start_run(const std::string &command, stopping stop) {
   auto run = std::make_unique<run_record>();
   if (auto pipe = platform::create_pipe()) {
     run->output.handle = std::move(pipe->read_end);
@@ -41,7 +41,7 @@ std::unique_ptr<run_record> start_run(const std::string &command, bool can_be_st
     settings.error = pipe->write_end.get();
     settings.hidden = true;
     settings.handles = platform::inheritance::listed;
-    settings.grouped = can_be_stopped;
+    settings.grouped = stop == stopping::possible;
     platform::started_process started = platform::start_process("cmd.exe /c " + command, settings);
     run->process = std::move(started.process);
     run->group = std::move(started.group);
@@ -62,10 +62,10 @@ int close_run(std::unique_ptr<run_record> run) {
   return static_cast<int>(platform::exit_code(run->process.get()));
 }
 
-text_reader *open_current_run(const std::string &command, bool can_be_stopped) {
+text_reader *open_current_run(const std::string &command, stopping stop) {
   trace("cmd", command, runner_trace_line);
   if (!runner_process) {
-    runner_process = start_run(command, can_be_stopped);
+    runner_process = start_run(command, stop);
   }
   return runner_process ? &runner_process->output : nullptr;
 }

@@ -21,9 +21,14 @@ struct run_record {
   platform::owned_handle group;    // the interpreter and the tool; empty: not kept together
 };
 
+// Whether a run may have to be stopped. It is then kept together with all that it
+// starts.
+enum class stopping { never, possible };
+
 // Starts a command. Null when it cannot be started, which is reported on standard
-// error. One that can be stopped is kept together with all that it starts.
-std::unique_ptr<run_record> start_run(const std::string &command, bool can_be_stopped = false);
+// error. The launcher itself works with the current run, below.
+[[nodiscard]] std::unique_ptr<run_record> start_run(const std::string &command,
+                                                    stopping stop = stopping::never);
 
 // Ends a run without waiting for the command. Gives back the command's exit
 // code, 259 when it still runs, -1 when there is no run or no process.
@@ -32,7 +37,8 @@ int close_run(std::unique_ptr<run_record> run);
 // Traces the command and makes it the current run. Gives back the output of the
 // current run, which is that of an earlier command when that was not closed;
 // null when the command cannot be started. The reader lives until the run is closed.
-text_reader *open_current_run(const std::string &command, bool can_be_stopped = false);
+[[nodiscard]] text_reader *open_current_run(const std::string &command,
+                                            stopping stop = stopping::never);
 
 // Ends the current run; gives back what close_run does.
 int close_current_run();
@@ -50,7 +56,7 @@ using line_taker = std::function<bool(const std::string &line)>;
 // on standard error.
 std::optional<int> run_command(const std::string &command, const line_taker &take_line);
 
-// Starts the routine that watches the current run's output, on its own thread.
+// Starts the monitor, which reads the current run's output on a thread of its own.
 // Gives back the thread's identifier, 0 when it could not be started.
 unsigned long start_monitor(platform::thread_routine routine, void *argument);
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -36,6 +37,14 @@ void append_with_line_ends(std::string &result, std::string_view text) {
     result.append(text, start, newline - start).append("\r\n", 2);
   }
   result.append(text, start);
+}
+
+void write_pending(text_writer &writer) {
+  if (!writer.pending.empty()) {
+    writer.failed |=
+        !platform::write_all(writer.handle.get(), writer.pending.data(), writer.pending.size());
+    writer.pending.clear();
+  }
 }
 
 }  // namespace
@@ -80,30 +89,31 @@ bool read_line(text_reader &reader, std::string &line, std::size_t limit) {
   }
 }
 
+text_writer::text_writer(platform::owned_handle file) : handle(std::move(file)) {}
+
+text_writer::~text_writer() {
+  if (handle) {
+    write_pending(*this);
+  }
+}
+
 std::optional<text_writer> create_text(const std::string &path, platform::open_mode mode) {
-  text_writer writer;
-  writer.handle = platform::open_file(path, mode);
-  if (!writer.handle) {
+  auto file = platform::open_file(path, mode);
+  if (!file) {
     return std::nullopt;
   }
-  return writer;
+  return text_writer(std::move(file));
 }
 
 void write_text(text_writer &writer, std::string_view text) {
   append_with_line_ends(writer.pending, text);
   if (writer.pending.size() >= piece_size) {
-    writer.failed |=
-        !platform::write_all(writer.handle.get(), writer.pending.data(), writer.pending.size());
-    writer.pending.clear();
+    write_pending(writer);
   }
 }
 
 bool close_text(text_writer &writer) {
-  if (!writer.pending.empty()) {
-    writer.failed |=
-        !platform::write_all(writer.handle.get(), writer.pending.data(), writer.pending.size());
-    writer.pending.clear();
-  }
+  write_pending(writer);
   writer.handle.reset();
   return !writer.failed;
 }

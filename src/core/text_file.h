@@ -25,27 +25,35 @@ struct text_reader {
 };
 
 // Opens a file for reading; nothing when it cannot be opened.
-std::optional<text_reader> open_text(const std::string &path);
+[[nodiscard]] std::optional<text_reader> open_text(const std::string &path);
 
 // Reads the next line with its newline, or `limit` characters of a longer one;
 // the rest of it comes with the next reads. False when there is nothing left.
 bool read_line(text_reader &reader, std::string &line, std::size_t limit = output_line_limit);
 
+// A file that is being written. When it goes away it is closed, with all that it holds.
 struct text_writer {
   platform::owned_handle handle;
   std::string pending;  // written, but not in the file yet
   bool failed = false;  // something could not be written
+
+  explicit text_writer(platform::owned_handle file);
+  text_writer(text_writer &&) = default;
+  text_writer &operator=(text_writer &&) = delete;
+  ~text_writer();
 };
 
 // Opens a file for writing; nothing when it cannot be opened.
-std::optional<text_writer> create_text(const std::string &path, platform::open_mode mode);
+[[nodiscard]] std::optional<text_writer> create_text(const std::string &path,
+                                                     platform::open_mode mode);
 
 // Adds text to the file.
 void write_text(text_writer &writer, std::string_view text);
 
 // Writes what is pending and closes the file. False when not all of the text
-// got into the file, for example because the disk is full.
-bool close_text(text_writer &writer);
+// got into the file, for example because the disk is full. For a file that must be
+// complete; another one closes itself.
+[[nodiscard]] bool close_text(text_writer &writer);
 
 // The text as it stands in a file: each newline as CR LF.
 std::string with_line_ends(std::string_view text);

@@ -1,7 +1,6 @@
-// options.cpp: the option table, in its order.
+// options.cpp: the option table, in the order of its page.
 //
-// The order is binding: --np_per_node= before --np=, --host_ip= before --host.
-// --R and --r take whatever begins with them, so no later option may.
+// --R and --r take whatever begins with them, so no other option may begin so.
 #include "launch/options.h"
 
 #include <algorithm>
@@ -53,6 +52,41 @@ void set_installation_root(std::string path) {
   set_environment("ZEPHON_INC", path);
   convert_to_unc(path);
   set_environment("ZEPHON_SHARED_DIR", path);
+}
+
+// A release such as 6.3.0 chooses the default MPI; other texts leave it.
+void apply_version_rule(const std::string &release) {
+  int major = 0;
+  int minor = 0;
+  const char *rest = scan_number(release.c_str(), major);
+  if (rest == nullptr || *rest != '.' || scan_number(rest + 1, minor) == nullptr) {
+    return;  // not at least two numbers
+  }
+  if (major < 6 || (major == 6 && minor < 3)) {
+    state.default_mpi = "net";
+  } else if (major == 6) {
+    state.default_mpi = "mpich2";
+  }
+}
+
+// The value of --np=, but no fewer than there are meshing processes unless the run is
+// serial. 0 leaves the count to the job.
+void apply_process_count(const std::string &value) {
+  state.num_procs = value.empty() ? 1 : to_number(value);
+
+  if (env_is_set("MESHING_MODE") && env_is_set("PARA_MESH_NPROCS")) {
+    const int meshing_procs = env_number("PARA_MESH_NPROCS");
+    if (state.num_procs >= 2 && state.num_procs < meshing_procs) {  // a serial run stays serial
+      add_message(
+          "\nWarning: Total solver processes count need to be greater or equal to meshing "
+          "processes count, so resetting the count to %d\n",
+          meshing_procs);
+      state.num_procs = meshing_procs;
+    }
+  }
+  if (state.num_procs == 0 && env_is_set("CCP_NODES") && env_is_set("CCP_NUMCPUS")) {
+    state.num_procs = env_number("CCP_NUMCPUS");
+  }
 }
 
 void use_head_node(std::optional<std::string> name) {
@@ -195,39 +229,6 @@ void read_job_command() {
 }
 
 }  // namespace
-
-void apply_version_rule(const std::string &release) {
-  int major = 0;
-  int minor = 0;
-  const char *rest = scan_number(release.c_str(), major);
-  if (rest == nullptr || *rest != '.' || scan_number(rest + 1, minor) == nullptr) {
-    return;  // not at least two numbers
-  }
-  if (major < 6 || (major == 6 && minor < 3)) {
-    state.default_mpi = "net";
-  } else if (major == 6) {
-    state.default_mpi = "mpich2";
-  }
-}
-
-void apply_process_count(const std::string &value) {
-  state.num_procs = value.empty() ? 1 : to_number(value);
-
-  if (env_is_set("MESHING_MODE") && env_is_set("PARA_MESH_NPROCS")) {
-    const int meshing_procs = env_number("PARA_MESH_NPROCS");
-    if (state.num_procs >= 2 && state.num_procs < meshing_procs) {  // a serial run stays serial
-      add_message(
-          "\nWarning: Total solver processes count need to be greater or equal to meshing "
-          "processes "
-          "count, so resetting the count to %d\n",
-          meshing_procs);
-      state.num_procs = meshing_procs;
-    }
-  }
-  if (state.num_procs == 0 && env_is_set("CCP_NODES") && env_is_set("CCP_NUMCPUS")) {
-    state.num_procs = env_number("CCP_NUMCPUS");
-  }
-}
 
 void parse_options(int count, char **arguments) {
   static_cast<option_record &>(state) = option_record{};

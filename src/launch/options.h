@@ -2,15 +2,7 @@
 // environment. Whatever is not an option of the launcher belongs to the solver.
 #pragma once
 
-#include <string>
-
 // Reads all arguments. `arguments` are the process's own, the first of them the
 // program's name. Ends the program with status 0 when the head node is not given
 // and the user does not want the local host.
 void parse_options(int count, char **arguments);
-
-// Sets the default MPI from a release such as 6.3.0; other texts leave it.
-void apply_version_rule(const std::string &release);
-
-// Sets the number of processes from the value of --np=.
-void apply_process_count(const std::string &value);

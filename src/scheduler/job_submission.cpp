@@ -26,11 +26,12 @@ constexpr unsigned long wake_up_interval = 100;  // milliseconds
 constexpr int submit_trace_line = 3432;
 constexpr int inside_job_trace_line = 3448;
 
-// What the watcher thread and the main thread share.
-std::atomic<int> submitted_job_id = 0;
+// What the monitor of the submit command hands to the main thread.
+std::atomic<int> submitted_job_id = -1;  // below 0: it has not read one
 std::atomic<bool> submit_answered = false;
 std::atomic<void *> job_event = nullptr;
 
+// A log that cannot be written changes nothing.
 void log_run_command(const std::string &command) {
   const auto path = env_text("ZEPHON_RUN_DEBUG");
   if (!path) {
@@ -38,7 +39,6 @@ void log_run_command(const std::string &command) {
   }
   if (auto log = create_text(*path, platform::open_mode::append)) {
     write_text(*log, "\n" + command + "\n");
-    (void)close_text(*log);  // the log is a help: a run goes on without it
   }
 }
 
@@ -49,8 +49,8 @@ void run_and_echo(const std::string &command) {
   });
 }
 
-// The watcher thread: echoes the submit command's output until it has answered.
-// The main thread closes the run, before or after the answer.
+// The monitor: echoes the submit command's output until it has answered. The main
+// thread closes the run, before or after the answer.
 void print_submit_output(void *stream_holder) {
   auto &output = *static_cast<text_reader *>(stream_holder);
   bool answered = false;
@@ -88,12 +88,12 @@ unsigned long submit_wait() {
   return static_cast<unsigned long>(std::fmin(std::fmax(milliseconds, 0.0), longest));
 }
 
-// Waits until the watcher has seen the answer; false when the time ran out.
+// Waits until the monitor has seen the answer; false when the time ran out.
 //
 // The event's name is known to every launcher on the machine, so that another
 // one may set it or take it: the flag decides, the event only wakes us early.
 bool wait_for_submit_answer(text_reader *output, void *event) {
-  submitted_job_id = state.scheduler_job_id;
+  submitted_job_id = -1;
   submit_answered = false;
   job_event = event;
   const unsigned long limit = submit_wait();
@@ -112,13 +112,15 @@ bool wait_for_submit_answer(text_reader *output, void *event) {
   } else {
     stop_monitor();
   }
-  state.scheduler_job_id = submitted_job_id;
+  if (submitted_job_id >= 0) {
+    state.scheduler_job_id = submitted_job_id;
+  }
   return submit_answered;  // also when the answer came as the time ran out
 }
 
 void submit_and_watch(const std::string &command) {
   // Stopped with the tool behind it, or a job would be submitted twice.
-  text_reader *output = open_current_run(command, true);
+  text_reader *output = open_current_run(command, stopping::possible);
   if (output == nullptr) {
     print_error("\nError in run the job submit command!\n");
   } else {

@@ -220,7 +220,7 @@ TEST(CurrentRun, IsMissingWhenTheCommandCannotBeStarted) {
 
 TEST(CurrentRun, IsStoppedWithTheToolBehindTheInterpreter) {
   given_tool("t", prints("x").stays());
-  (void)open_current_run("t", true);
+  (void)open_current_run("t", stopping::possible);
   EXPECT_TRUE(started_commands().at(0).grouped);
   stop_current_run();
   EXPECT_FALSE(process_runs(started_commands().at(0).id));
@@ -272,7 +272,7 @@ TEST(Monitor, IsStoppedWithTheToolAndTheRun) {
   heard.clear();
   given_tool("t", prints("1\n").stays());
   given_tool("next", exits_with(5));
-  text_reader *output = open_current_run("t", true);
+  text_reader *output = open_current_run("t", stopping::possible);
   (void)start_monitor(listen, output);
   EXPECT_FALSE(monitor_is_stopping());
   platform::sleep_ms(1'000);
@@ -291,7 +291,7 @@ TEST(Monitor, IsInterruptedWhenTheToolGoesOnWithItsOutput) {
   heard.clear();
   given_no_groups();
   given_tool("t", prints("1\n").stays());
-  text_reader *output = open_current_run("t", true);
+  text_reader *output = open_current_run("t", stopping::possible);
   (void)start_monitor(listen, output);
   platform::sleep_ms(1'000);
   EXPECT_TRUE(stop_monitor());

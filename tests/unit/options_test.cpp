@@ -519,7 +519,7 @@ struct release_and_default {
 class VersionRule : public testing::TestWithParam<release_and_default> {};
 
 TEST_P(VersionRule, ChoosesTheDefaultMpi) {
-  apply_version_rule(GetParam().release);
+  parse({std::string("--r") + GetParam().release});
   EXPECT_EQ(GetParam().default_mpi, state.default_mpi);
 }
 

@@ -123,6 +123,17 @@ TEST(OpenText, GivesNothingWhenTheFileCannotBeOpened) {
   EXPECT_FALSE(open_text("C:\\missing"));
 }
 
+TEST(WriteText, LosesNothingWhenTheWriterGoesAway) {
+  {
+    auto writer = create_text("C:\\out", platform::open_mode::write);
+    ASSERT_TRUE(writer);
+    write_text(*writer, "a\n");
+    const text_writer moved = std::move(*writer);
+    EXPECT_EQ("", file_content("C:\\out"));
+  }
+  EXPECT_EQ("a\r\n", file_content("C:\\out"));
+}
+
 TEST(WriteText, WritesEachNewlineAsCrLf) {
   auto writer = create_text("C:\\out", platform::open_mode::write);
   ASSERT_TRUE(writer);
