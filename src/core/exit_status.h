@@ -8,5 +8,6 @@ constexpr int exit_job_cancelled = 1;     // the start-up job was cancelled
 constexpr int exit_config_fault = 2;      // something that the run needs is missing
 constexpr int exit_no_credential = 3;     // the password is not available
 constexpr int exit_wrong_password = 4;    // the password was wrong three times
+constexpr int exit_interrupted = 130;     // zprun: Ctrl-C ended the run
 constexpr int exit_cannot_list = 254;     // the releases cannot be listed
 constexpr int exit_cannot_launch = 255;   // the launch command cannot be started

@@ -57,6 +57,11 @@ struct launch_state : option_record {
   int windows_version_class = 0;        // 0: Windows NT family, 1: 95/98/Me, 2: Win32s
   void *instance_handle = nullptr;      // kept: from the window entry
   int show_command = 1;                 // kept: from the window entry
+
+  // A front attends the run: nothing is shown in a box, Ctrl-C is its business, and it
+  // follows a job of the scheduler itself.
+  bool attended = false;
+  std::optional<int> solver_status;  // exit code of the solver; nothing: nobody saw its end
 };
 
 extern launch_state state;

@@ -2,6 +2,7 @@
 #include "launch/solver_launch.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
@@ -30,6 +31,7 @@ void warn_without_launch_command() {
 
 platform::start_settings child_settings() {
   platform::start_settings settings;
+  settings.grouped = state.attended;
   if (env_text("STDOUT_FLUSH") == "1") {
     settings.give_standard_handles = true;
     settings.output = platform::standard_handle(platform::standard_stream::output);
@@ -55,6 +57,16 @@ platform::started_process start_child(const std::string &command) {
   return child;
 }
 
+// The program of an attended run. Another thread may end it at any moment, so its
+// handles are closed with the launcher.
+std::atomic<void *> attended_process = nullptr;
+std::atomic<void *> attended_group = nullptr;
+
+void attend(platform::started_process &child) {
+  attended_group = child.group.release();
+  attended_process = child.process.get();
+}
+
 // Tells the program that started the launcher which process to watch.
 void announce_child(unsigned long process_id) {
   if (const auto mapping = env_text("ZEPHON_CHILD")) {
@@ -65,7 +77,8 @@ void announce_child(unsigned long process_id) {
 
 // Every sibling program is waited for, "tessa" too; the solver only in wait mode.
 bool must_wait() {
-  return state.zephon_prod != "zephon" || state.ctrl_c_ignored;
+  return state.zephon_prod != "zephon" || state.ctrl_c_ignored ||
+         (state.attended && state.wait_mode);
 }
 
 // A report that cannot be written changes nothing.
@@ -96,9 +109,12 @@ std::string join_solver_arguments() {
 }
 
 void launch_solver(const std::string &command) {
+  attended_process = nullptr;
   platform::started_process child = start_child(command);
   announce_child(child.id);
-  if (state.wait_mode) {
+  if (state.attended) {
+    attend(child);
+  } else if (state.wait_mode) {
     platform::ignore_ctrl_c();  // the child was started before and keeps its own handling
     state.ctrl_c_ignored = true;
   }
@@ -106,10 +122,33 @@ void launch_solver(const std::string &command) {
     const std::time_t start = platform::current_time();
     platform::wait_for(child.process.get(), platform::wait_forever);
     write_timing_file(start, platform::current_time(), child.process.get());
+    state.solver_status = static_cast<int>(platform::exit_code(child.process.get()));
+  }
+  if (state.attended) {
+    (void)child.process.release();
   }
   child.process.reset();
 
   if (!state.mpi_selected) {
     run_job_exit_command();
+  }
+}
+
+bool solver_runs() {
+  void *process = attended_process;
+  return process != nullptr && !platform::wait_for(process, 0);
+}
+
+bool wait_for_solver(unsigned long milliseconds) {
+  return platform::wait_for(attended_process, milliseconds);
+}
+
+void stop_solver() {
+  if (!solver_runs()) {
+    return;
+  }
+  platform::terminate_process(attended_process, exit_interrupted);
+  if (void *group = attended_group) {
+    platform::terminate_group(group, exit_interrupted);
   }
 }

@@ -206,4 +206,35 @@ void free_library(void *library);
 // when Windows knows none.
 std::optional<std::string> universal_name(void *mpr_library, const std::string &path);
 
+// ---- The front's: what zprun asks besides ------------------------------------------------
+
+enum class control_event {
+  interrupt,  // Ctrl-C or Ctrl-Break
+  closing     // the console's window, the session or the computer: seconds are left
+};
+
+// Has the function called at each such event, on a thread of the system's; the
+// program goes on afterwards, but for `closing`. Null: the system's own handling.
+using control_handler = void (*)(control_event event);
+void set_control_handler(control_handler handler);
+
+// Ends the program where it stands: no function of at_exit runs.
+[[noreturn]] void end_at_once(int status);
+
+// The status that exit_program was called with; for functions of at_exit.
+int status_at_exit();
+
+// Whether the stream is shown on a console.
+bool stream_is_console(standard_stream stream);
+
+// A text that the installer wrote for all users of the machine; nothing when there is none.
+std::optional<std::string> machine_setting(const char *name);
+
+// A word of the command line with characters that the code page lacks (they are
+// others by now); nothing when there is none.
+std::optional<std::string> word_beyond_code_page();
+
+// Whether the network knows a host of that name. May take seconds when it does not.
+bool host_is_known(const std::string &name);
+
 }  // namespace platform

@@ -59,6 +59,7 @@ namespace {
 
 std::vector<void (*)()> exit_functions;
 std::atomic_flag ending;
+std::atomic<int> exit_status = 0;
 
 }  // namespace
 
@@ -72,10 +73,15 @@ void exit_program(int status) {
   if (ending.test_and_set()) {
     Sleep(INFINITE);  // another thread is ending the program
   }
+  exit_status = status;
   for (auto function = exit_functions.rbegin(); function != exit_functions.rend(); ++function) {
     (*function)();
   }
   ExitProcess(static_cast<UINT>(status));
+}
+
+int status_at_exit() {
+  return exit_status;
 }
 
 void ignore_ctrl_c() {

@@ -130,7 +130,8 @@ void submit_and_watch(const std::string &command) {
     } else {
       if (!wait_for_submit_answer(output, created.event.get())) {
         // In the console, so that the tool can ask for what it seems to wait for.
-        platform::run_in_console(command + " -ccp_job %CCP_TASKCONTEXT%@%CCP_CLUSTER_NAME% ");
+        platform::run_in_console(
+            command + (state.attended ? "" : " -ccp_job %CCP_TASKCONTEXT%@%CCP_CLUSTER_NAME% "));
       }
       // The MPI's name stands where a count might be expected: scripts match this line.
       print_error("Waiting for CCP scheduler@%s to start %s nodes ...\n", chars_of(head_node()),
@@ -172,10 +173,13 @@ bool submit_scheduler_job(std::string &command) {
     add_and_submit(command);
     return true;
   }
-  if (state.mpi_name == "msmpi" && contains(command, "mpiexec")) {
+  // A front follows the job of Intel MPI as well, so it has to learn its number.
+  const bool answers =
+      state.mpi_name == "msmpi" || (state.attended && state.mpi_name == "intel" && *head != "-1");
+  if (answers && contains(command, "mpiexec")) {
     if (*head == "-1") {
       trace("args", command, inside_job_trace_line);
-      platform::run_in_console(command);
+      state.solver_status = platform::run_in_console(command);
       watch_scheduler_job();
     } else {
       submit_and_watch(command);

@@ -55,7 +55,7 @@ void print_file(const std::string &path, const char *header, platform::standard_
 void watch_scheduler_job() {
   const auto head = head_node();
   const int job_id = state.scheduler_job_id;
-  if (!head || job_id < 1) {
+  if (!head || job_id < 1 || state.attended) {
     return;
   }
   std::size_t last = queued;

@@ -400,6 +400,7 @@ void at_exit(void (*function)()) {
 
 void exit_program(int status) {
   stand_in::world &here = the_world();
+  here.status_at_exit = status;
   while (!here.at_exit_functions.empty()) {
     void (*function)() = here.at_exit_functions.back();
     here.at_exit_functions.pop_back();

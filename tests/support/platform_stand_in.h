@@ -295,6 +295,16 @@ struct message_box {
 };
 const std::vector<message_box> &message_boxes();
 
+// ---- What the front asks ------------------------------------------------------------------
+
+void given_console();  // standard output and error are shown on one
+void given_machine_setting(const std::string &name, const std::string &value);
+void given_word_beyond_code_page(const std::string &word);
+void given_unknown_host(const std::string &name);  // all others are known
+
+// Calls the front's handler, on a thread of its own.
+void given_control_event_after(milliseconds delay, platform::control_event event);
+
 // ---- Network paths ------------------------------------------------------------------------
 
 void given_library(const std::string &name);

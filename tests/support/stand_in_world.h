@@ -172,6 +172,7 @@ struct world {
   std::optional<int> ended_with;
   bool exited = false;
   std::vector<void (*)()> at_exit_functions;
+  int status_at_exit = 0;
   std::size_t open_handles_at_exit = 0;
   unsigned long windows_version = 0x1DB10106UL;
   unsigned long process_id = 4711;
@@ -224,6 +225,13 @@ struct world {
   std::deque<box_answer> box_answers;
   std::vector<std::pair<std::string, box_answer>> answers_by_text;
   box_answer box_closing = {std::nullopt, 0};  // no button: the first one
+
+  // what the front asks
+  platform::control_handler control_handler = nullptr;
+  bool console = false;
+  std::map<std::string, std::string> machine_settings;
+  std::optional<std::string> word_beyond_code_page;
+  std::set<std::string, case_blind_less> unknown_hosts;
 
   // network paths
   std::set<std::string, case_blind_less> libraries = {"mpr.dll"};

@@ -1,0 +1,544 @@
+// arguments.cpp: the options of zprun, their near misses and their values.
+//
+// An option is a word with one dash. What is no option, and near none, is the
+// solver's, wherever it stands; behind "--" everything is.
+#include "front/arguments.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <string_view>
+
+#include "core/text.h"
+#include "front/near_misses.h"
+
+namespace {
+
+using text_field = std::optional<std::string> typed_launch::*;
+using flag_field = bool typed_launch::*;
+
+struct text_option {
+  std::string_view name;
+  text_field field;
+};
+
+struct flag_option {
+  std::string_view name;
+  flag_field field;
+};
+
+struct task_option {
+  std::string_view name;
+  zprun_task task;
+};
+
+constexpr std::array text_options = {
+    text_option{"t", &typed_launch::processes},
+    text_option{"r", &typed_launch::release},
+    text_option{"mpi", &typed_launch::mpi},
+    text_option{"cnf", &typed_launch::host_file},
+    text_option{"ccp", &typed_launch::head_node},
+    text_option{"host_ip", &typed_launch::host_ip},
+    text_option{"pic", &typed_launch::interconnect},
+    text_option{"o", &typed_launch::timing_file},
+    text_option{"record", &typed_launch::record_file},
+    text_option{"jobid", &typed_launch::job},
+    text_option{"np_per_node", &typed_launch::processes_per_node},
+    text_option{"unit", &typed_launch::unit},
+    text_option{"cwd", &typed_launch::task_folder},
+    text_option{"cred_check", &typed_launch::credential_check},
+    text_option{"install_smpd", &typed_launch::install_smpd},
+    text_option{"start_smpd", &typed_launch::start_smpd},
+};
+
+constexpr std::array flag_options = {
+    flag_option{"mpitest", &typed_launch::mpitest},
+    flag_option{"nowait", &typed_launch::no_wait},
+    flag_option{"wait", &typed_launch::wait},
+    flag_option{"ptrace", &typed_launch::ptrace},
+    flag_option{"debugmpi", &typed_launch::debug_mpi},
+    flag_option{"cache_password", &typed_launch::cache_password},
+    flag_option{"install_ibmmpi", &typed_launch::install_ibmmpi},
+};
+
+constexpr std::array task_options = {
+    task_option{"explain", zprun_task::explain}, task_option{"check", zprun_task::check},
+    task_option{"list", zprun_task::list},       task_option{"version", zprun_task::version},
+    task_option{"help", zprun_task::help},
+};
+
+struct other_name {
+  std::string_view typed;
+  std::string_view meant;
+};
+
+// What other tools, the launcher and habit call the same.
+constexpr std::array other_names = {
+    other_name{"np", "t"},      other_name{"nprocs", "t"},     other_name{"processes", "t"},
+    other_name{"release", "r"}, other_name{"hostfile", "cnf"}, other_name{"machinefile", "cnf"},
+    other_name{"ic", "pic"},    other_name{"headnode", "ccp"}, other_name{"h", "help"},
+    other_name{"?", "help"},    other_name{"job_id", "jobid"}, other_name{"no_wait", "nowait"},
+};
+
+constexpr std::array other_mpi_names = {
+    other_name{"ms", "msmpi"},
+    other_name{"ms-mpi", "msmpi"},
+    other_name{"intelmpi", "intel"},
+    other_name{"intel-mpi", "intel"},
+    other_name{"impi", "intel"},
+    other_name{"platform", "ibmmpi"},
+    other_name{"platform-mpi", "ibmmpi"},
+    other_name{"hpmpi", "ibmmpi"},
+    other_name{"serial", "net"},
+    other_name{"none", "net"},
+};
+
+const std::vector<std::string> mpi_names = {"ibmmpi", "intel", "msmpi", "mpich2", "mpich",
+                                            "net",    "pcmpi", "vmpi",  "smpi",   "nmpi"};
+const std::vector<std::string> cluster_mpi_names = {"msmpi", "ibmmpi", "intel"};
+const std::vector<std::string> interconnects = {"default", "ib",      "infiniband",
+                                                "myri",    "myrinet", "ethernet"};
+const std::vector<std::string> units = {"processor", "core", "socket", "node"};
+const std::vector<std::string> yes_or_no = {"no", "yes"};
+
+bool is_digit(char letter) {
+  return letter >= '0' && letter <= '9';
+}
+
+bool is_number(const std::string &text) {
+  return !text.empty() && text.size() < 10 && std::all_of(text.begin(), text.end(), is_digit);
+}
+
+bool is_one_of(const std::string &text, const std::vector<std::string> &words) {
+  return std::find(words.begin(), words.end(), text) != words.end();
+}
+
+// The entry of a table whose name this is, in small or capital letters; null if none.
+template <typename table_type>
+const typename table_type::value_type *find_entry(const table_type &table, std::string_view name) {
+  for (const auto &entry : table) {
+    if (equal_ignoring_case(entry.name, name)) {
+      return &entry;
+    }
+  }
+  return nullptr;
+}
+
+template <typename table_type>
+std::optional<std::string> meant_name(const table_type &table, std::string_view word) {
+  for (const other_name &entry : table) {
+    if (equal_ignoring_case(entry.typed, word)) {
+      return std::string(entry.meant);
+    }
+  }
+  return std::nullopt;
+}
+
+std::vector<std::string> option_names() {
+  std::vector<std::string> names;
+  for (const auto &option : text_options) {
+    names.emplace_back(option.name);
+  }
+  for (const auto &option : flag_options) {
+    names.emplace_back(option.name);
+  }
+  for (const auto &option : task_options) {
+    names.emplace_back(option.name);
+  }
+  for (const auto &option : other_names) {
+    names.emplace_back(option.typed);
+  }
+  return names;
+}
+
+std::string small_letters(std::string text) {
+  for (char &letter : text) {
+    letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+  }
+  return text;
+}
+
+// -t and -r have their value without a sign between.
+bool has_glued_value(std::string_view name) {
+  return name == "t" || name == "r";
+}
+
+std::string option_text(const std::string &name, const std::string &value) {
+  return "-" + name + (has_glued_value(name) ? "" : "=") + value;
+}
+
+// An option as it was typed, taken apart: -np=4 is the name t and the value 4.
+struct typed_option {
+  std::string name;                  // as it is in the tables, when it is known
+  std::optional<std::string> value;  // what stands in the same word
+  bool known = false;
+  bool mended = false;
+};
+
+typed_option take_apart(const std::string &word) {
+  typed_option option;
+  const std::size_t dashes = word.starts_with("--") ? 2 : 1;
+  const std::size_t sign = word.find('=');
+  option.name = word.substr(dashes, sign == std::string::npos ? sign : sign - dashes);
+  if (sign != std::string::npos) {
+    option.value = word.substr(sign + 1);
+  }
+  const auto meant = meant_name(other_names, option.name);
+  const std::string name = meant.value_or(small_letters(option.name));
+  option.known = find_entry(text_options, name) != nullptr ||
+                 find_entry(flag_options, name) != nullptr ||
+                 find_entry(task_options, name) != nullptr;
+  if (option.known) {
+    option.mended = dashes == 2 || name != option.name || (has_glued_value(name) && option.value);
+    option.name = name;
+  } else if (option.name.size() > 1 && is_digit(option.name[1]) &&
+             has_glued_value(small_letters(option.name.substr(0, 1)))) {
+    option.known = true;
+    option.value = word.substr(dashes + 1);
+    option.mended = dashes == 2 || option.name[0] != small_letters(option.name)[0];
+    option.name = small_letters(option.name.substr(0, 1));
+  }
+  return option;
+}
+
+// A walk along the words; what is read goes into the launch.
+struct word_walk {
+  const std::vector<std::string> &words;
+  typed_launch &launch;
+  std::size_t first = 0;  // the option's word
+  std::size_t next = 0;   // behind what was read of it
+};
+
+std::string typed(const word_walk &walk) {
+  std::string text = walk.words[walk.first];
+  for (std::size_t i = walk.first + 1; i < walk.next; ++i) {
+    text += " " + walk.words[i];
+  }
+  return text;
+}
+
+void refuse(word_walk &walk, const std::string &reason) {
+  walk.launch.refused.push_back(typed(walk) + ": " + reason);
+}
+
+void note_mended(word_walk &walk, const std::string &read_as) {
+  walk.launch.mended.push_back(typed(walk) + " was read as " + read_as);
+}
+
+// The next word as a value; nothing when there is none or it is an option.
+std::optional<std::string> take_value(word_walk &walk) {
+  if (walk.next == walk.words.size() || walk.words[walk.next].starts_with("-")) {
+    return std::nullopt;
+  }
+  return walk.words[walk.next++];
+}
+
+// What is not near to an option of ours is the solver's.
+void read_unknown(word_walk &walk, const std::string &name) {
+  const bool is_count =
+      name == "n" && walk.next < walk.words.size() && is_number(walk.words[walk.next]);
+  const auto meant =
+      is_count ? std::string("t") + walk.words[walk.next] : nearest(name, option_names());
+  if (meant) {
+    refuse(walk, "probably -" + meant_name(other_names, *meant).value_or(*meant) +
+                     " was meant. If it is for the solver, put -- before the solver's arguments");
+  } else {
+    walk.launch.solver_arguments.push_back(walk.words[walk.first]);
+  }
+}
+
+// A bare word that begins with a dash ends for PowerShell at a dot.
+void join_what_powershell_split(word_walk &walk, typed_option &option) {
+  const std::string rest = walk.next < walk.words.size() ? walk.words[walk.next] : "";
+  if (rest.size() > 1 && rest[0] == '.' &&
+      std::string_view("./\\").find(rest[1]) == std::string_view::npos) {
+    *option.value += rest;
+    option.mended = true;
+    ++walk.next;
+  }
+}
+
+// -mpi in a word of its own: the default, unless a name follows. Nothing when it
+// was refused.
+std::optional<std::string> mpi_behind(word_walk &walk) {
+  const auto name = take_value(walk);
+  if (!name || is_one_of(*name, mpi_names)) {
+    return name.value_or("");
+  }
+  if (!meant_name(other_mpi_names, *name) && !is_one_of(small_letters(*name), mpi_names) &&
+      !nearest(*name, mpi_names)) {
+    refuse(walk, "-mpi is followed by the name of an MPI, " + alternatives(mpi_names) +
+                     "; -mpi= alone means the default");
+    return std::nullopt;
+  }
+  return name;
+}
+
+// "-mpi= intel": cut in two behind the sign.
+void join_empty_mpi(word_walk &walk, typed_option &option) {
+  if (option.value->empty() && walk.words[walk.next - 1].ends_with('=') &&
+      walk.next < walk.words.size() && is_one_of(walk.words[walk.next], mpi_names)) {
+    option.value = walk.words[walk.next++];
+    option.mended = true;
+  }
+}
+
+// Whether the value is one of a list, or was certainly meant to be.
+bool mend_word(word_walk &walk, typed_option &option, const std::vector<std::string> &known) {
+  if (is_one_of(*option.value, known)) {
+    return true;
+  }
+  const std::string small = small_letters(*option.value);
+  const auto meant = option.name == "mpi" ? meant_name(other_mpi_names, small) : std::nullopt;
+  if (meant || is_one_of(small, known)) {
+    option.value = meant.value_or(small);
+    option.mended = true;
+    return true;
+  }
+  const auto near = nearest(small, known);
+  refuse(walk, (near ? "probably " + option_text(option.name, *near) + " was meant. " : "") +
+                   "there is " + alternatives(known));
+  return false;
+}
+
+// What is wrong with a value that is no word of a list; nothing when it is right.
+const char *fault_of_value(const typed_option &option) {
+  const std::string &name = option.name;
+  const std::string &value = *option.value;
+  if ((name == "t" || name == "np_per_node") && !is_number(value)) {
+    return "a number is needed, as in -t4";
+  }
+  if (name == "jobid" && value != "-1" && !is_number(value)) {
+    return "the number of a job is needed, as in -jobid=12";
+  }
+  if (name == "r" && !is_digit(value.front())) {
+    return "a release is needed, as in -r12.0.1. zprun -list shows them";
+  }
+  if (name == "host_ip" && value.find(':') == std::string::npos) {
+    return "a host and its address are needed, as in -host_ip=alpha:10.0.0.1";
+  }
+  return nullptr;
+}
+
+// Whether the value is one that the option can have.
+bool mend_value(word_walk &walk, typed_option &option) {
+  if (option.name == "mpi") {
+    join_empty_mpi(walk, option);
+    return option.value->empty() || mend_word(walk, option, mpi_names);
+  }
+  if (option.name == "pic") {
+    return mend_word(walk, option, interconnects);
+  }
+  if (option.name == "unit") {
+    return mend_word(walk, option, units);
+  }
+  if (option.name == "cred_check") {
+    return mend_word(walk, option, yes_or_no);
+  }
+  if (const char *fault = fault_of_value(option)) {
+    refuse(walk, fault);
+    return false;
+  }
+  return true;
+}
+
+void store_text(word_walk &walk, typed_option &option) {
+  if (!option.value || (option.value->empty() && option.name != "mpi")) {
+    refuse(walk,
+           "a value is needed, as in " + option_text(option.name, option.name == "t" ? "4" : "12"));
+    return;
+  }
+  if (!mend_value(walk, option)) {
+    return;
+  }
+  if (option.mended) {
+    note_mended(walk, option_text(option.name, *option.value));
+  }
+  if (const auto *entry = find_entry(text_options, option.name)) {
+    walk.launch.*(entry->field) = option.value;
+  }
+}
+
+void read_text_option(word_walk &walk, typed_option &option) {
+  if (option.value) {
+    join_what_powershell_split(walk, option);
+  } else if (option.name == "mpi") {
+    option.value = mpi_behind(walk);
+    if (!option.value) {
+      return;
+    }
+  } else {
+    const bool may_be_negative = option.name == "jobid" && walk.next < walk.words.size();
+    option.value = may_be_negative ? walk.words[walk.next++] : take_value(walk);
+    option.mended = option.mended || has_glued_value(option.name);
+  }
+  if (!option.value && (option.name == "install_smpd" || option.name == "start_smpd")) {
+    option.value = "0";  // that of the release
+  }
+  store_text(walk, option);
+}
+
+void read_option(word_walk &walk) {
+  typed_option option = take_apart(walk.words[walk.first]);
+  if (!option.known) {
+    read_unknown(walk, option.name);
+  } else if (const auto *task = find_entry(task_options, option.name)) {
+    walk.launch.task = task->task;
+  } else if (const auto *flag = find_entry(flag_options, option.name)) {
+    walk.launch.*(flag->field) = true;
+    if (option.mended) {
+      note_mended(walk, "-" + option.name);
+    }
+  } else {
+    read_text_option(walk, option);
+  }
+}
+
+void read_word(word_walk &walk) {
+  const std::string &word = walk.words[walk.first];
+  if (word == "/?") {
+    walk.launch.task = zprun_task::help;
+  } else if (word.size() < 2 || word[0] != '-') {
+    walk.launch.solver_arguments.push_back(word);
+  } else {
+    read_option(walk);
+  }
+}
+
+// What fits each for itself and not together.
+void refuse_what_does_not_fit(typed_launch &launch) {
+  const std::string mpi = mpi_of(launch);
+  const bool with_mpi = mpi != "net";
+  const auto refuse = [&](const std::string &reason) { launch.refused.push_back(reason); };
+  if (launch.no_wait && (launch.timing_file || launch.record_file)) {
+    refuse("-nowait and a report of the run (-o, -record): nobody is there at the end to write it");
+  }
+  if (!with_mpi && launch.processes && to_number(*launch.processes) > 1) {
+    refuse("-mpi=net runs one process, -t" + *launch.processes + " asks for more: name an MPI");
+  }
+  if (mpi == "mpich" && !launch.host_file) {
+    refuse("-mpi=mpich runs on the hosts of a host file: add -cnf=hosts.txt");
+  }
+  if (launch.head_node && launch.host_file) {
+    refuse("-cnf and -ccp: on a cluster the scheduler chooses the hosts. Leave one of them out");
+  }
+  if (launch.head_node && !is_one_of(mpi, cluster_mpi_names)) {
+    refuse("-mpi=" + mpi + " cannot run on a cluster. Take " +
+           alternatives({"-mpi=msmpi", "-mpi=ibmmpi", "-mpi=intel"}));
+  }
+  for (const std::string &argument : launch.solver_arguments) {
+    const std::size_t percent = argument.find('%');
+    const bool expanded =
+        percent != std::string::npos && argument.find('%', percent + 1) != std::string::npos;
+    if (launch.head_node && (expanded || contains(argument, "\""))) {
+      refuse(argument +
+             ": a double quote or a %NAME% does not reach a solver on a cluster as it was typed. "
+             "Put it into a file of the solver's");
+    }
+  }
+}
+
+// A word so that Windows' rules for arguments give it back as it was.
+//   a b -> "a b"      say "hi" -> "say \"hi\""      C:\my dir\ -> "C:\my dir\\"
+std::string quote_word(const std::string &word, std::string_view needs_quotes) {
+  if (!word.empty() && word.find_first_of(needs_quotes) == std::string::npos) {
+    return word;
+  }
+  std::string quoted = "\"";
+  std::size_t backslashes = 0;
+  for (const char letter : word) {
+    if (letter == '"') {
+      quoted.append(backslashes + 1, '\\');
+    }
+    backslashes = letter == '\\' ? backslashes + 1 : 0;
+    quoted += letter;
+  }
+  quoted.append(backslashes, '\\');
+  return quoted + "\"";
+}
+
+}  // namespace
+
+typed_launch read_arguments(const std::vector<std::string> &words) {
+  typed_launch launch;
+  word_walk walk{words, launch};
+  while (walk.next < words.size() && words[walk.next] != "--") {
+    walk.first = walk.next++;
+    read_word(walk);
+  }
+  if (walk.next < words.size()) {
+    const auto behind = words.begin() + static_cast<std::ptrdiff_t>(walk.next) + 1;
+    launch.solver_arguments.insert(launch.solver_arguments.end(), behind, words.end());
+  }
+  if (launch.job == "-1") {
+    launch.job.reset();  // a new job is made anyhow
+  }
+  if (launch.task != zprun_task::help && launch.task != zprun_task::list &&
+      launch.task != zprun_task::version && launch.refused.empty()) {
+    refuse_what_does_not_fit(launch);
+  }
+  return launch;
+}
+
+bool is_installation(const typed_launch &launch) {
+  return launch.install_smpd || launch.start_smpd || launch.install_ibmmpi;
+}
+
+std::string mpi_of(const typed_launch &launch) {
+  if (!launch.mpi) {
+    return launch.processes ? "ibmmpi" : "net";
+  }
+  return launch.mpi->empty() || launch.mpi == "pcmpi" ? "ibmmpi" : *launch.mpi;
+}
+
+std::vector<std::string> launcher_options(const typed_launch &launch, const std::string &release) {
+  std::vector<std::string> options = {"--r" + release};
+  const auto add = [&](const char *option, const std::optional<std::string> &value) {
+    if (value) {
+      options.push_back(option + *value);
+    }
+  };
+  const auto add_two = [&](const char *option, const std::optional<std::string> &value) {
+    if (value) {
+      options.insert(options.end(), {option, *value});
+    }
+  };
+  const auto add_flag = [&](const char *option, bool wanted) {
+    if (wanted) {
+      options.emplace_back(option);
+    }
+  };
+  // A run with one process needs no MPI; one with more takes the default.
+  add("--mpi=", launch.mpi ? launch.mpi : launch.processes ? "" : "net");
+  add("--np=", launch.processes);
+  if (launch.interconnect != "default") {
+    add("--ic=", launch.interconnect);
+  }
+  add_two("--ccp", launch.head_node);
+  add("--jobid=", launch.job);
+  add("--np_per_node=", launch.processes_per_node);
+  add("--unit=", launch.unit);
+  add_two("--cwd", launch.task_folder);
+  add("--cnf=", launch.host_file);
+  add("--host_ip=", launch.host_ip);
+  add("--cred_check=", launch.credential_check);
+  add_two("--o", launch.timing_file);
+  add_two("--install_smpd", launch.install_smpd);
+  add_two("--start_smpd", launch.start_smpd);
+  add_flag("--ptrace", launch.ptrace);
+  add_flag("--debugmpi", launch.debug_mpi);
+  add_flag("--cache_password", launch.cache_password);
+  add_flag("--install_ibmmpi", launch.install_ibmmpi);
+  add_flag("-wait", !launch.no_wait);
+  return options;
+}
+
+std::string solver_line(const std::string &program, const std::vector<std::string> &arguments,
+                        bool interpreted) {
+  const std::string_view needs_quotes = interpreted ? " \t\n\v\"&|<>()^" : " \t\n\v\"";
+  std::string line = " " + quote_word(program, " ");
+  for (const std::string &argument : arguments) {
+    line += " " + quote_word(argument, needs_quotes);
+  }
+  return line;
+}

@@ -1,0 +1,72 @@
+// near_misses.cpp: the distance between two words.
+#include "front/near_misses.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "core/text.h"
+
+namespace {
+
+constexpr std::size_t shortest_word = 3;  // shorter ones are near to everything
+constexpr std::size_t long_word = 6;
+
+bool same_letter(char one, char other) {
+  return equal_ignoring_case({&one, 1}, {&other, 1});
+}
+
+int tolerated_distance(const std::string &word) {
+  return word.size() >= long_word ? 2 : 1;
+}
+
+}  // namespace
+
+int edit_distance(const std::string &one, const std::string &other) {
+  // Row i holds the distances between the first i letters of the one word and
+  // every beginning of the other.
+  std::vector<std::vector<int>> rows(one.size() + 1, std::vector<int>(other.size() + 1));
+  for (std::size_t i = 0; i <= one.size(); ++i) {
+    for (std::size_t j = 0; j <= other.size(); ++j) {
+      if (i == 0 || j == 0) {
+        rows[i][j] = static_cast<int>(i + j);
+        continue;
+      }
+      const int change = same_letter(one[i - 1], other[j - 1]) ? 0 : 1;
+      rows[i][j] = std::min({rows[i - 1][j] + 1, rows[i][j - 1] + 1, rows[i - 1][j - 1] + change});
+      if (i > 1 && j > 1 && same_letter(one[i - 1], other[j - 2]) &&
+          same_letter(one[i - 2], other[j - 1])) {
+        rows[i][j] = std::min(rows[i][j], rows[i - 2][j - 2] + 1);
+      }
+    }
+  }
+  return rows[one.size()][other.size()];
+}
+
+std::optional<std::string> nearest(const std::string &typed,
+                                   const std::vector<std::string> &words) {
+  std::optional<std::string> best;
+  int best_distance = 0;
+  for (const std::string &word : words) {
+    const int distance = edit_distance(typed, word);
+    if (std::min(typed.size(), word.size()) < shortest_word ||
+        distance > tolerated_distance(word)) {
+      continue;
+    }
+    if (!best || distance < best_distance) {
+      best = word;
+      best_distance = distance;
+    } else if (distance == best_distance) {
+      return std::nullopt;
+    }
+  }
+  return best;
+}
+
+std::string alternatives(const std::vector<std::string> &words) {
+  std::string sentence;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    sentence += i == 0 ? "" : i + 1 == words.size() ? " or " : ", ";
+    sentence += words[i];
+  }
+  return sentence;
+}

@@ -1,0 +1,203 @@
+// What people type behind zprun, and how it is read.
+#include "front/arguments.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "front/near_misses.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using texts = std::vector<std::string>;
+
+// Everything that becomes of a launch: the launcher's options, then the solver's
+// arguments behind a bar.
+std::string read_as(const texts &words) {
+  const typed_launch launch = read_arguments(words);
+  std::string text;
+  for (const std::string &reason : launch.refused) {
+    text += "REFUSED " + reason + "\n";
+  }
+  if (!text.empty()) {
+    return text;
+  }
+  for (const std::string &option : launcher_options(launch, launch.release.value_or("DEFAULT"))) {
+    text += option + " ";
+  }
+  text += "|";
+  for (const std::string &argument : launch.solver_arguments) {
+    text += " " + argument;
+  }
+  return text;
+}
+
+struct reading {
+  texts typed;
+  std::string expected;
+  bool mended = false;
+};
+
+class Readings : public testing::TestWithParam<reading> {};
+
+std::string name_of(const testing::TestParamInfo<reading> &info) {
+  std::string name = "N" + std::to_string(info.index);
+  for (const std::string &word : info.param.typed) {
+    for (const char letter : word) {
+      name += std::isalnum(static_cast<unsigned char>(letter)) != 0 ? letter : '_';
+    }
+  }
+  return name;
+}
+
+}  // namespace
+
+TEST_P(Readings, AreTheLaunchersOptions) {
+  const auto &[typed, expected, mended] = GetParam();
+  EXPECT_EQ(expected, read_as(typed));
+  EXPECT_EQ(mended, !read_arguments(typed).mended.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Options, Readings,
+    testing::Values(
+        reading{{"plate.case"}, "--rDEFAULT --mpi=net -wait | plate.case"},
+        reading{{"-r12.0.1", "-t4", "x"}, "--r12.0.1 --mpi= --np=4 -wait | x"},
+        reading{{"-mpi=intel", "-t8"}, "--rDEFAULT --mpi=intel --np=8 -wait |"},
+        reading{{"-mpi", "intel", "-t8"}, "--rDEFAULT --mpi=intel --np=8 -wait |"},
+        reading{{"-mpi=", "x"}, "--rDEFAULT --mpi= -wait | x"},
+        reading{{"-mpi", "-t2"}, "--rDEFAULT --mpi= --np=2 -wait |"},
+        reading{{"-cnf=h.txt", "-mpi=msmpi"}, "--rDEFAULT --mpi=msmpi --cnf=h.txt -wait |"},
+        reading{{"-cnf", "my hosts", "-mpi=msmpi"},
+                "--rDEFAULT --mpi=msmpi --cnf=my hosts -wait |"},
+        reading{{"-ccp", "head", "-mpi=msmpi"}, "--rDEFAULT --mpi=msmpi --ccp head -wait |"},
+        reading{{"-ccp=head", "-mpi=msmpi", "-jobid", "-1"},
+                "--rDEFAULT --mpi=msmpi --ccp head -wait |"},
+        reading{{"-ccp=head", "-mpi=msmpi", "-jobid=12", "-unit=core", "-np_per_node=2"},
+                "--rDEFAULT --mpi=msmpi --ccp head --jobid=12 --np_per_node=2 --unit=core -wait |"},
+        reading{{"-pic=ib", "-t2"}, "--rDEFAULT --mpi= --np=2 --ic=ib -wait |"},
+        reading{{"-pic=default", "-t2"}, "--rDEFAULT --mpi= --np=2 -wait |"},
+        reading{{"-o", "t.txt", "x"}, "--rDEFAULT --mpi=net --o t.txt -wait | x"},
+        reading{{"-nowait", "x"}, "--rDEFAULT --mpi=net | x"},
+        reading{{"-cwd", "d:\\x", "-cred_check=no", "-host_ip=a:1.2.3.4"},
+                "--rDEFAULT --mpi=net --cwd d:\\x --host_ip=a:1.2.3.4 --cred_check=no -wait |"},
+        reading{{"-ptrace", "-debugmpi", "-cache_password", "-wait"},
+                "--rDEFAULT --mpi=net --ptrace --debugmpi --cache_password -wait |"},
+        reading{{"-install_smpd"}, "--rDEFAULT --mpi=net --install_smpd 0 -wait |"},
+        reading{{"-start_smpd", "c:\\m"}, "--rDEFAULT --mpi=net --start_smpd c:\\m -wait |"},
+        reading{{"-install_ibmmpi"}, "--rDEFAULT --mpi=net --install_ibmmpi -wait |"},
+        // the solver's, wherever they stand
+        reading{{"-i", "a.case", "-title", "b c", "-t2"},
+                "--rDEFAULT --mpi= --np=2 -wait | -i a.case -title b c"},
+        reading{{"-t2", "--", "-t4", "-mpi=x", "--"},
+                "--rDEFAULT --mpi= --np=2 -wait | -t4 -mpi=x --"},
+        reading{{"-", "", "--unknown"}, "--rDEFAULT --mpi=net -wait | -  --unknown"}),
+    name_of);
+
+INSTANTIATE_TEST_SUITE_P(
+    NearMisses, Readings,
+    testing::Values(reading{{"-np=4"}, "--rDEFAULT --mpi= --np=4 -wait |", true},
+                    reading{{"--np=4"}, "--rDEFAULT --mpi= --np=4 -wait |", true},
+                    reading{{"-np", "4"}, "--rDEFAULT --mpi= --np=4 -wait |", true},
+                    reading{{"-t", "4"}, "--rDEFAULT --mpi= --np=4 -wait |", true},
+                    reading{{"-t=4"}, "--rDEFAULT --mpi= --np=4 -wait |", true},
+                    reading{{"-T4"}, "--rDEFAULT --mpi= --np=4 -wait |", true},
+                    reading{{"-r", "12.0.1"}, "--r12.0.1 --mpi=net -wait |", true},
+                    reading{{"--r12.0.1"}, "--r12.0.1 --mpi=net -wait |", true},
+                    reading{{"-r12", ".0.1", "x"}, "--r12.0.1 --mpi=net -wait | x", true},
+                    reading{{"-cnf=hosts", ".txt", "-t2"},
+                            "--rDEFAULT --mpi= --np=2 --cnf=hosts.txt -wait |",
+                            true},
+                    reading{{"-cnf=hosts", ".\\x.case", "-t2"},
+                            "--rDEFAULT --mpi= --np=2 --cnf=hosts -wait | .\\x.case"},
+                    reading{{"-MPI=Intel"}, "--rDEFAULT --mpi=intel -wait |", true},
+                    reading{{"-mpi", "ms-mpi"}, "--rDEFAULT --mpi=msmpi -wait |", true},
+                    reading{{"-mpi=", "intel", "x"}, "--rDEFAULT --mpi=intel -wait | x", true},
+                    reading{{"-ic=ib", "-t2"}, "--rDEFAULT --mpi= --np=2 --ic=ib -wait |", true},
+                    reading{{"--wait"}, "--rDEFAULT --mpi=net -wait |", true}),
+    name_of);
+
+namespace {
+
+struct refusal {
+  texts typed;
+  std::string says;
+};
+
+class Refusals : public testing::TestWithParam<refusal> {};
+
+}  // namespace
+
+TEST_P(Refusals, SayWhatWasProbablyMeant) {
+  const auto &[typed, says] = GetParam();
+  EXPECT_THAT(read_as(typed), HasSubstr("REFUSED " + says));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    NearMisses, Refusals,
+    testing::Values(
+        refusal{{"-mpi", "intell"}, "-mpi intell: probably -mpi=intel was meant."},
+        refusal{{"-mpi=msmi"}, "-mpi=msmi: probably -mpi=msmpi was meant."},
+        refusal{{"-mpi", "plate.case"}, "-mpi plate.case: -mpi is followed by the name of an MPI"},
+        refusal{{"-wiat"}, "-wiat: probably -wait was meant."},
+        refusal{{"-mip=intel"}, "-mip=intel: probably -mpi was meant."},
+        refusal{{"-n", "4"}, "-n: probably -t4 was meant."},
+        refusal{{"-t"}, "-t: a value is needed, as in -t4"},
+        refusal{{"-t", "four"}, "-t four: a number is needed"},
+        refusal{{"-t4x"}, "-t4x: a number is needed"},
+        refusal{{"-r", "new"}, "-r new: a release is needed"},
+        refusal{{"-o"}, "-o: a value is needed"}, refusal{{"-o="}, "-o=: a value is needed"},
+        refusal{{"-ccp", "-t4"}, "-ccp: a value is needed"},
+        refusal{{"-jobid=x"}, "-jobid=x: the number of a job is needed"},
+        refusal{{"-host_ip=alpha"}, "-host_ip=alpha: a host and its address are needed"},
+        refusal{{"-unit=cores"}, "-unit=cores: probably -unit=core was meant."},
+        refusal{{"-pic=fast"}, "-pic=fast: there is default"},
+        refusal{{"-nowait", "-o", "t"}, "-nowait and a report"},
+        refusal{{"-mpi=net", "-t4"}, "-mpi=net runs one process, -t4 asks for more"},
+        refusal{{"-mpi=mpich", "-t4"}, "-mpi=mpich runs on the hosts of a host file"},
+        refusal{{"-ccp", "h", "-cnf=x", "-t4"}, "-cnf and -ccp"},
+        refusal{{"-ccp", "h", "-mpi=mpich2"}, "-mpi=mpich2 cannot run on a cluster."},
+        refusal{{"-ccp", "h", "x"}, "-mpi=net cannot run on a cluster."},
+        refusal{{"-ccp", "h", "-t4", "--", "a%B%"}, "a%B%: a double quote or a %NAME%"},
+        refusal{{"-ccp", "h", "-t4", "--", "say \"hi\""}, "say \"hi\": a double quote"}));
+
+TEST(Arguments, SayWhatWasMended) {
+  EXPECT_THAT(read_arguments({"-r12", ".0.1", "-np=4", "-t2"}).mended,
+              ElementsAre("-r12 .0.1 was read as -r12.0.1", "-np=4 was read as -t4"));
+}
+
+TEST(Arguments, KnowWhatIsAskedForInsteadOfARun) {
+  EXPECT_EQ(zprun_task::check, read_arguments({"-check", "-t4"}).task);
+  EXPECT_EQ(zprun_task::explain, read_arguments({"--explain"}).task);
+  EXPECT_EQ(zprun_task::list, read_arguments({"-list"}).task);
+  EXPECT_EQ(zprun_task::version, read_arguments({"-version"}).task);
+  for (const char *help : {"-help", "-h", "-?", "/?", "--help"}) {
+    EXPECT_EQ(zprun_task::help, read_arguments({help}).task) << help;
+  }
+  EXPECT_EQ(zprun_task::run, read_arguments({"--", "-check"}).task);
+}
+
+TEST(SolverLine, QuotesSoThatEachArgumentComesBackAsItWas) {
+  EXPECT_EQ(
+      R"( C:\z.exe a "b c" "" "say \"hi\"" "C:\my dir\\" C:\dir\ "x\\\"y" a&b)",
+      solver_line("C:\\z.exe",
+                  {"a", "b c", "", "say \"hi\"", "C:\\my dir\\", "C:\\dir\\", "x\\\"y", "a&b"},
+                  false));
+  EXPECT_EQ(" \"C:\\my z.exe\" \"a&b\" \"(c)\"",
+            solver_line("C:\\my z.exe", {"a&b", "(c)"}, true));
+}
+
+TEST(NearMisses, CountEdits) {
+  EXPECT_EQ(0, edit_distance("Intel", "intel"));
+  EXPECT_EQ(1, edit_distance("intell", "intel"));
+  EXPECT_EQ(1, edit_distance("wiat", "wait"));
+  EXPECT_EQ(3, edit_distance("", "abc"));
+  EXPECT_EQ("12.0.16", nearest("12.0.17", {"12.0.16", "6.3.26"}));
+  EXPECT_EQ(std::nullopt, nearest("ab", {"ac"})) << "too short";
+  EXPECT_EQ(std::nullopt, nearest("abc", {"abd", "abe"})) << "equally near";
+  EXPECT_EQ("a, b or c", alternatives({"a", "b", "c"}));
+}
