@@ -15,8 +15,8 @@ root=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=scripts/wine.sh
 . "$root/scripts/wine.sh"
 
-all_steps=(build scripts format cppcheck program clang tidy sanitize wine stress scenarios cluster demos coverage fuzz)
-default_steps=(build scripts format cppcheck program clang sanitize wine stress scenarios cluster demos coverage fuzz)
+all_steps=(build scripts format cppcheck program packages clang tidy sanitize wine stress scenarios cluster demos coverage fuzz)
+default_steps=(build scripts format cppcheck program packages clang sanitize wine stress scenarios cluster demos coverage fuzz)
 logs=$root/build/test
 jobs=$(nproc)
 passed=0
@@ -156,6 +156,7 @@ step_program() {
   check program-imports imports_are_of_windows
   check program-subsystem subsystem_is_right
   check program-size size_is_small
+  check program-symbols symbols_are_apart
 }
 
 imports_are_of_windows() {
@@ -182,6 +183,32 @@ size_is_small() {
   size=$(stat -c %s "$root/build/mingw/mpirun.exe")
   echo "$size bytes"
   [ "$size" -lt 400000 ]
+}
+
+# The program has none, and the file beside it knows where a function stands.
+symbols_are_apart() {
+  local program=$root/build/mingw/mpirun.exe address
+  [ -z "$(x86_64-w64-mingw32-nm "$program" 2>/dev/null)" ] || return 1
+  address=$(x86_64-w64-mingw32-nm -C "$program.debug" | sed -n 's/^\([0-9a-f]*\) T build_mpich2_command()$/\1/p')
+  x86_64-w64-mingw32-addr2line -e "$program.debug" "$address" | grep '^\./src/backends/mpich2\.cpp:'
+}
+
+# What a site gets can be built again: a copy of the sources elsewhere gives the same bytes.
+step_packages() {
+  need_build
+  heading "The packages, built once more elsewhere"
+  check packages-again packages_are_the_same
+}
+
+packages_are_the_same() {
+  local again=$root/build/again
+  rm -rf "$again"
+  mkdir -p "$again/sources"
+  (cd "$root" && tar c --exclude=./build --exclude=./.git .) | tar x -C "$again/sources" &&
+    env -u CMAKE_CXX_COMPILER_LAUNCHER cmake -S "$again/sources" -B "$again/build" -G Ninja \
+      -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE="$again/sources/cmake/mingw.cmake" -DBUILD_TESTING=OFF &&
+    cmake --build "$again/build" --target packages &&
+    diff "$again/build/packaging/packages/SHA256SUMS" "$root/build/mingw/packaging/packages/SHA256SUMS"
 }
 
 step_clang() {
@@ -495,7 +522,8 @@ main() {
     esac
   done
   echo "Checks and tests of the launcher: ${steps[*]}"
-  install_packages "${build_packages[@]}" "${wine_packages[@]}" "${mpi_packages[@]}" "${check_packages[@]}"
+  install_packages "${build_packages[@]}" "${wine_packages[@]}" "${mpi_packages[@]}" "${check_packages[@]}" \
+    "${package_packages[@]}"
   mkdir -p "$logs"
   trap end_of_test EXIT
   trap 'exit 130' INT TERM HUP

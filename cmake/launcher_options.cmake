@@ -4,8 +4,10 @@ add_library(launcher_options INTERFACE)
 target_include_directories(launcher_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
 
 if(MSVC)
-  target_compile_options(launcher_options INTERFACE /W4 /WX /permissive- /utf-8 /guard:cf)
-  target_link_options(launcher_options INTERFACE /guard:cf)
+  # /Brepro: the same program from the same sources, without the time of the build.
+  target_compile_options(launcher_options INTERFACE
+    /W4 /WX /permissive- /utf-8 /guard:cf /Brepro /Z7)
+  target_link_options(launcher_options INTERFACE /guard:cf /Brepro)
   target_compile_definitions(launcher_options INTERFACE _CRT_SECURE_NO_WARNINGS)
 else()
   target_compile_options(launcher_options INTERFACE
@@ -29,10 +31,16 @@ endif()
 if(WIN32 AND NOT MSVC)
   # One file that needs nothing but Windows itself.
   target_link_options(launcher_options INTERFACE -static)
-  # Small is quick here: most of a short run is the loading of the program.
+  # Small is quick here: most of a short run is the loading of the program. Its symbols
+  # are for keep_symbols_apart; they name no folder of this machine, so that the same
+  # sources give the same programs anywhere.
+  set(is_test $<BOOL:$<TARGET_PROPERTY:LAUNCHER_TEST>>)
+  file(RELATIVE_PATH way_to_sources ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})  # ccache's names
+  set(for_sites -Os -g -ffile-prefix-map=${way_to_sources}=./ -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.
+      -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
   target_compile_options(launcher_options INTERFACE
-    $<IF:$<BOOL:$<TARGET_PROPERTY:LAUNCHER_TEST>>,-O0,-Os> -ffunction-sections -fdata-sections)
-  target_link_options(launcher_options INTERFACE
+    "$<IF:${is_test},-O0,${for_sites}>" -ffunction-sections -fdata-sections)
+  target_link_options(launcher_options INTERFACE $<${is_test}:-s> -Wl,--no-insert-timestamp
     -Wl,--gc-sections -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat)
 endif()
 

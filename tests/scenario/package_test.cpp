@@ -2,7 +2,8 @@
 // flags, the ZIP, and the MSI from its installation to its removal.
 //
 // The MSI is really installed on the machine (under Wine: in the prefix), one test
-// at a time. PACKAGE_MSI and PACKAGE_OLDER_MSI name other files than this build's.
+// at a time. PACKAGES and OLDER_PACKAGES name folders with other packages than this
+// build's.
 
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -81,11 +82,19 @@ std::string variable(const char *name) {
   return value == nullptr ? "" : value;
 }
 
-std::string package(const char *name_variable, const std::string &version) {
-  const auto named = variable(name_variable);
-  return named.empty() ? build_folder() + "\\packaging\\zephon-launcher-" + version + "-win64.msi"
-                       : named;
+// A package of this build, or of the folder that the variable names; empty without.
+std::string package(const char *folder_variable, const std::string &folder,
+                    const std::string &file) {
+  const auto named = variable(folder_variable);
+#ifndef LAUNCHER_PACKAGES
+  if (named.empty()) {
+    return "";
+  }
+#endif
+  return (named.empty() ? build_folder() + "\\packaging\\" + folder : named) + "\\" + file;
 }
+
+const std::string newer_name = "zephon-launcher-" LAUNCHER_VERSION "-win64";
 
 std::string default_folder() {
   return variable("ProgramFiles") + "\\Zephon launcher";
@@ -101,14 +110,37 @@ bool is_elevated() {
   return told && elevation.TokenIsElevated != 0;
 }
 
-// The value in the registry that tells upgrades where the launcher is.
-std::string registered_folder() {
-  char folder[MAX_PATH] = "";
-  DWORD size = sizeof folder;
-  (void)RegGetValueA(HKEY_LOCAL_MACHINE, "Software\\Zephon\\Launcher", "InstallFolder",
-                     RRF_RT_REG_SZ | RRF_SUBKEY_WOW6464KEY, nullptr, folder, &size);
-  return folder;
+// A text in the machine's registry; empty when it is not there.
+std::string machine_text(const std::string &key, const std::string &name) {
+  std::string text(32768, '\0');
+  auto size = static_cast<DWORD>(text.size());
+  if (RegGetValueA(HKEY_LOCAL_MACHINE, key.c_str(), name.c_str(),
+                   RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND | RRF_SUBKEY_WOW6464KEY,
+                   nullptr, text.data(), &size) != ERROR_SUCCESS) {
+    return "";
+  }
+  return text.c_str();
 }
+
+// What the installation has written down for upgrades and for the programs.
+std::string installed_value(const std::string &name) {
+  return machine_text("Software\\Zephon\\Launcher", name);
+}
+
+bool is_wine() {
+  return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
+}
+
+std::string machine_path() {
+  auto path =
+      machine_text("SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment", "PATH");
+  if (is_wine()) {  // it takes a folder away and leaves the semicolon before it
+    path.erase(path.find_last_not_of(';') + 1);
+  }
+  return path;
+}
+
+const std::string list_of_programs = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
 
 struct listed_product {
   std::string code;
@@ -119,8 +151,7 @@ struct listed_product {
 std::vector<listed_product> listed_products() {
   std::vector<listed_product> products;
   HKEY list = nullptr;
-  RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall", 0,
-                KEY_READ | KEY_WOW64_64KEY, &list);
+  RegOpenKeyExA(HKEY_LOCAL_MACHINE, list_of_programs.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, &list);
   char key[256];
   for (DWORD index = 0; RegEnumKeyA(list, index, key, sizeof key) == ERROR_SUCCESS; ++index) {
     char name[256] = "";
@@ -145,10 +176,6 @@ std::vector<std::string> listed_versions() {
   return versions;
 }
 
-bool is_wine() {
-  return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
-}
-
 // Every file and folder below the places where an installation leaves something.
 std::set<std::string> installed_files() {
   std::set<std::string> names;
@@ -162,8 +189,12 @@ std::set<std::string> installed_files() {
   return names;
 }
 
+launch start_system_program(const std::string &name, const std::string &arguments) {
+  return start_program(variable("SystemRoot") + "\\system32\\" + name, name + " " + arguments);
+}
+
 launch run_system_program(const std::string &name, const std::string &arguments) {
-  auto run = start_program(variable("SystemRoot") + "\\system32\\" + name, name + " " + arguments);
+  auto run = start_system_program(name, arguments);
   wait_for_everything(run);
   return run;
 }
@@ -180,9 +211,9 @@ unsigned long remove_package(const std::string &msi) {
 class Package : public testing::Test {
  protected:
   void SetUp() override {
-#ifdef LAUNCHER_WITHOUT_MSI
-    GTEST_SKIP() << "this build has no MSI: neither wixl nor WiX 3 was found";
-#endif
+    if (newer.empty() || older.empty()) {
+      GTEST_SKIP() << "this build has no packages: a tool to make them was not found";
+    }
     if (!is_elevated()) {
       GTEST_SKIP() << "only an administrator can install a package";
     }
@@ -194,6 +225,7 @@ class Package : public testing::Test {
     ASSERT_EQ(std::vector<std::string>(), listed_versions())
         << "a launcher is installed on this machine, remove it first";
     before_ = installed_files();
+    path_before_ = machine_path();
     installing_ = true;
   }
 
@@ -208,12 +240,18 @@ class Package : public testing::Test {
 
   void expect_nothing_is_left() {
     EXPECT_EQ(std::vector<std::string>(), listed_versions());
-    EXPECT_EQ("", registered_folder());
     EXPECT_EQ(before_, installed_files());
+    EXPECT_EQ(path_before_, machine_path());
+    HKEY key = nullptr;
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Zephon\\Launcher",
+                                                  0, KEY_READ | KEY_WOW64_64KEY, &key));
   }
 
-  const std::string newer = package("PACKAGE_MSI", LAUNCHER_VERSION);
-  const std::string older = package("PACKAGE_OLDER_MSI", "0.9.0");
+  [[nodiscard]] std::string path_before() const { return path_before_; }
+
+  const std::string newer = package("PACKAGES", "packages", newer_name + ".msi");
+  const std::string older =
+      package("OLDER_PACKAGES", "older_packages", "zephon-launcher-1.0.9-win64.msi");
 
  private:
   static void remove_what_is_listed() {
@@ -225,6 +263,7 @@ class Package : public testing::Test {
   owned_handle turn_;
   bool installing_ = false;
   std::set<std::string> before_;
+  std::string path_before_;
 };
 
 // Starts a run with the installed start script, over a release in the test's world.
@@ -400,17 +439,26 @@ TEST(PackagedPrograms, HaveTheProtectionsOfWindowsSwitchedOn) {
 
 // ---- The ZIP ------------------------------------------------------------------------------
 
-TEST(PackagedZip, HoldsProgramsDocumentsAndTheStartScript) {
-  const std::string name = "zephon-launcher-" LAUNCHER_VERSION "-win64";
-  const auto zip = bytes_of(build_folder() + "\\packaging\\" + name + ".zip");
+TEST(PackagedZip, HoldsProgramsPagesAndTheStartScript) {
+  const auto path = package("PACKAGES", "packages", newer_name + ".zip");
+  if (path.empty()) {
+    GTEST_SKIP() << "this build has no packages: a tool to make them was not found";
+  }
+  const auto zip = bytes_of(path);
   std::set<std::string> names;
   const std::string entry("PK\x01\x02", 4);
   for (std::size_t at = 0; (at = zip.find(entry, at)) != std::string::npos; ++at) {
     names.insert(zip.substr(at + 46, number_at(zip, at + 28, 2)));
   }
-  for (const char *file : {"/bin/mpirun.exe", "/bin/mpirun_console.exe", "/README.md",
-                           "/CHANGELOG.md", "/docs/options.md", "/examples/zephon.cmd"}) {
-    EXPECT_TRUE(names.contains(name + file)) << file;
+  for (const char *file : {"/bin/mpirun.exe", "/README.html", "/CHANGELOG.html",
+                           "/docs/options.html", "/docs/installation.html"}) {
+    EXPECT_TRUE(names.contains(newer_name + file)) << file;
+  }
+  // What is for those who work on the launcher stays with them.
+  for (const auto &name : names) {
+    EXPECT_FALSE(name.ends_with(".md") || name.ends_with("architecture.html") ||
+                 name.ends_with("mpirun_console.exe"))
+        << name;
   }
 }
 
@@ -420,41 +468,95 @@ TEST_F(Package, IsInstalledSilentlyAndLeavesNothingWhenRemoved) {
   ASSERT_EQ(0U, install(newer));
 
   EXPECT_EQ(std::vector<std::string>{LAUNCHER_VERSION}, listed_versions());
-  EXPECT_EQ(default_folder() + "\\", registered_folder());
-  for (const char *file :
-       {"bin\\mpirun.exe", "bin\\mpirun_console.exe", "README.md", "CHANGELOG.md",
-        "docs\\options.md", "docs\\troubleshooting.md", "examples\\zephon.cmd"}) {
+  EXPECT_EQ(default_folder() + "\\", installed_value("InstallFolder"));
+  for (const char *file : {"bin\\mpirun.exe", "README.html", "CHANGELOG.html", "docs\\options.html",
+                           "docs\\troubleshooting.html"}) {
     EXPECT_TRUE(std::filesystem::exists(default_folder() + "\\" + file)) << file;
   }
-  EXPECT_EQ(bytes_of(built_launcher()), bytes_of(default_folder() + "\\bin\\mpirun.exe"));
+  EXPECT_TRUE(machine_path().ends_with(";" + default_folder() + "\\bin\\")) << machine_path();
 
+  EXPECT_EQ(0U, remove_package(newer));
+  expect_nothing_is_left();
+}
+
+TEST_F(Package, IsListedWithHelpAndWithoutAModifyButton) {
+  ASSERT_EQ(0U, install(newer));
+  const auto entry = list_of_programs + "\\" + listed_products().at(0).code;
+  EXPECT_EQ("file:///" + default_folder() + "\\docs\\troubleshooting.html",
+            machine_text(entry, "HelpLink"));
+  EXPECT_EQ("file:///" + default_folder() + "\\README.html", machine_text(entry, "URLInfoAbout"));
+  EXPECT_EQ(default_folder() + "\\README.html", machine_text(entry, "Readme"));
+  DWORD no_modify = 0;
+  DWORD size = sizeof no_modify;
+  RegGetValueA(HKEY_LOCAL_MACHINE, entry.c_str(), "NoModify", RRF_RT_REG_DWORD, nullptr, &no_modify,
+               &size);
+  EXPECT_EQ(1U, no_modify);
+}
+
+TEST_F(Package, WritesALogWhenAskedFor) {
+  const auto log = in_world("installation.log");
+  ASSERT_EQ(0U, install(newer, " /norestart /l*v \"" + log + "\""));
+  EXPECT_TRUE(std::filesystem::exists(log));
+}
+
+TEST_F(Package, KeepsTheChoicesOfTheSiteWhenItIsUpgraded) {
+  ASSERT_EQ(0U, install(older,
+                        " ZEPHON_INC=\"\\\\fileserver\\our solvers\" DEFAULT_RELEASE=12.0.16 "
+                        "ADD_TO_PATH=0"));
+  EXPECT_EQ("\\\\fileserver\\our solvers", installed_value("ZEPHON_INC"));
+  EXPECT_EQ("12.0.16", installed_value("DefaultRelease"));
+  EXPECT_EQ(path_before(), machine_path());
+
+  ASSERT_EQ(0U, install(newer));
+
+  EXPECT_EQ("\\\\fileserver\\our solvers", installed_value("ZEPHON_INC"));
+  EXPECT_EQ("12.0.16", installed_value("DefaultRelease"));
+  EXPECT_EQ(path_before(), machine_path());
   EXPECT_EQ(0U, remove_package(newer));
   expect_nothing_is_left();
 }
 
 TEST_F(Package, ReplacesAnOlderVersion) {
   ASSERT_EQ(0U, install(older));
-  ASSERT_EQ(std::vector<std::string>{"0.9.0"}, listed_versions());
-  ASSERT_TRUE(std::filesystem::exists(default_folder() + "\\docs\\earlier.md"));
+  ASSERT_NE(std::vector<std::string>{LAUNCHER_VERSION}, listed_versions());
 
   EXPECT_EQ(0U, install(newer));
 
   EXPECT_EQ(std::vector<std::string>{LAUNCHER_VERSION}, listed_versions());
-  EXPECT_FALSE(std::filesystem::exists(default_folder() + "\\docs\\earlier.md"));
+  EXPECT_FALSE(std::filesystem::exists(default_folder() + "\\docs\\earlier.txt"));
   EXPECT_TRUE(std::filesystem::exists(default_folder() + "\\bin\\mpirun.exe"));
   EXPECT_EQ(0U, remove_package(newer));
   expect_nothing_is_left();
 }
 
+TEST_F(Package, ReplacesAnOlderVersionWhileItsLauncherRuns) {
+  ASSERT_EQ(0U, install(older));
+  given_installed_release();
+  given_tool("tool.exe", "wait_file go\nout done\\n\n");
+  auto run = start_program(default_folder() + "\\bin\\mpirun.exe",
+                           "mpirun.exe --mpi=net --np=1 -wait ..\\tool.exe");
+  wait_for_starts(run, "tool.exe", 1);
+
+  auto setup = start_system_program("msiexec.exe", "/i \"" + newer + "\" /qn");
+  wait_for_end(setup);
+
+  EXPECT_TRUE(setup.status == ERROR_SUCCESS || setup.status == ERROR_SUCCESS_REBOOT_REQUIRED)
+      << setup.status;
+  EXPECT_EQ(std::vector<std::string>{LAUNCHER_VERSION}, listed_versions());
+  given_file("go");
+  wait_for_everything(run);
+  EXPECT_EQ("done\n", run.output);
+}
+
 TEST_F(Package, StaysInTheFolderThatTheSiteChoseOnce) {
   const auto chosen = in_world("a site's folder");
   ASSERT_EQ(0U, install(older, " INSTALLDIR=\"" + chosen + "\""));
-  ASSERT_TRUE(std::filesystem::exists(chosen + "\\docs\\earlier.md"));
+  ASSERT_TRUE(std::filesystem::exists(chosen + "\\docs\\earlier.txt"));
 
   EXPECT_EQ(0U, install(newer));
 
   EXPECT_TRUE(std::filesystem::exists(chosen + "\\bin\\mpirun.exe"));
-  EXPECT_FALSE(std::filesystem::exists(chosen + "\\docs\\earlier.md"));
+  EXPECT_FALSE(std::filesystem::exists(chosen + "\\docs\\earlier.txt"));
   EXPECT_FALSE(std::filesystem::exists(default_folder()));
   EXPECT_EQ(0U, remove_package(newer));
   EXPECT_FALSE(std::filesystem::exists(chosen));
@@ -467,7 +569,7 @@ TEST_F(Package, IsNotReplacedByAnOlderVersion) {
   EXPECT_NE(0U, install(older));
 
   EXPECT_EQ(std::vector<std::string>{LAUNCHER_VERSION}, listed_versions());
-  EXPECT_FALSE(std::filesystem::exists(default_folder() + "\\docs\\earlier.md"));
+  EXPECT_FALSE(std::filesystem::exists(default_folder() + "\\docs\\earlier.txt"));
 }
 
 // ---- Launches from the installed start script ---------------------------------------------
