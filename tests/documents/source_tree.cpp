@@ -202,7 +202,7 @@ std::vector<std::string> literals(const std::string &code) {
 
 std::vector<std::string> document_files() {
   std::vector<std::string> files = files_below("docs", {".md"});
-  files.insert(files.begin(), {"CHANGELOG.md", "README.md"});
+  files.insert(files.begin(), {"CHANGELOG.md", "CONTRIBUTING.md", "README.md", "SECURITY.md"});
   return files;
 }
 
