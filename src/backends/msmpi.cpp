@@ -116,7 +116,7 @@ void write_nodes(text_writer &file, const std::vector<std::string> &nodes, int p
 }  // namespace
 
 void check_cluster_environment(const std::optional<std::string> &head) {
-  if (!head || *head == "-1") {
+  if (!head || *head == inside_job) {
     return;
   }
   constexpr std::string_view setting = "MPICH_SOCKET_SBUFFER_SIZE=";
@@ -182,7 +182,7 @@ std::string reduce_node_list(const std::string &nodes, int processes) {
 }
 
 bool inside_scheduled_job() {
-  return head_node() == "-1" && env_is_set("CCP_NODES");
+  return head_node() == inside_job && env_is_set("CCP_NODES");
 }
 
 int msmpi_backend() {

@@ -33,7 +33,7 @@ constexpr int job_new_trace_line = 2352;
 // Inside a scheduled job the user's root is ignored: it may not exist on the node.
 std::string find_root(const std::optional<std::string> &head) {
   const auto root = env_text("IBMMPI_ROOT");
-  if (!root || head == "-1") {
+  if (!root || head == inside_job) {
     return mpi_installation_directory("ibmmpi", root_choice::shared);
   }
   echo_user_defined("IBMMPI_ROOT");
@@ -79,7 +79,7 @@ void append_hosts(std::string &line, const std::string &given_hosts_file) {
 
 void append_placement(std::string &line, const std::optional<std::string> &head) {
   const auto hosts_file = host_file();
-  if (head == "-1") {
+  if (head == inside_job) {
     line += " -ccp ";
   } else if (head) {
     hand_to_scheduler(line, *head);
@@ -95,7 +95,7 @@ void append_remote_path(std::string &line) {
 }
 
 // Whether a program is the listed one; programs of the "tessa" family match a
-// listed name of that family.
+// listed name of that family, of which there is none below.
 bool program_matches(const char *listed) {
   const std::string program = state.zephon_prod.value_or("");
   return program == listed ||

@@ -58,7 +58,7 @@ std::optional<int> run_command(const std::string &command, const line_taker &tak
 
 // Starts the monitor, which reads the current run's output on a thread of its own.
 // Gives back the thread's identifier, 0 when it could not be started.
-unsigned long start_monitor(platform::thread_routine routine, void *argument);
+[[nodiscard]] unsigned long start_monitor(platform::thread_routine routine, void *argument);
 
 // Ends the current run with its processes, and the monitor with it. Gives back
 // true when there was a monitor; without one nothing is ended.

@@ -14,6 +14,10 @@ bool env_is_set(const char *name) {
   return platform::get_variable(name).has_value();
 }
 
+int env_number(const char *name) {
+  return to_number(env_text(name).value_or(""));
+}
+
 std::optional<std::string> head_node() {
   return env_text("USE_CCP");
 }
@@ -24,10 +28,6 @@ std::optional<std::string> host_file() {
 
 std::optional<std::string> given_job() {
   return env_text("CCP_JOB_ID");
-}
-
-int env_number(const char *name) {
-  return to_number(env_text(name).value_or(""));
 }
 
 void set_environment_text(const std::string &name_and_value) {

@@ -10,13 +10,16 @@ std::optional<std::string> env_text(const char *name);
 
 bool env_is_set(const char *name);
 
+// The variable's value read as a decimal number; 0 when it is not set or no number.
+int env_number(const char *name);
+
 // What many places ask for; each is read here alone.
 std::optional<std::string> head_node();  // where the scheduler is asked; nothing: no scheduler
 std::optional<std::string> host_file();  // the run's host file; nothing: none was given
 std::optional<std::string> given_job();  // the job's number as text; below 0: a job is wanted
 
-// The variable's value read as a decimal number; 0 when it is not set or no number.
-int env_number(const char *name);
+// What stands for a head node inside a job that the scheduler started.
+constexpr const char *inside_job = "-1";
 
 // Sets a variable from a text of the form name=value: adds it to env_pool and,
 // except on Win32s, puts it into the launcher's own environment. An empty value

@@ -49,7 +49,7 @@ struct launch_state : option_record {
   std::string zephon_inc_unc;           // zephon_inc in network form, once it was asked for
   std::string default_mpi = "ibmmpi";   // what an empty --mpi= means
   std::string ccp_job_command = "job";  // the scheduler's tool
-  std::string std_dir;                  // where a scheduled task runs and writes its output
+  std::string std_dir;                  // where a task runs; Platform MPI's /askednodes: too
   int mpich2_home_announced = 0;        // how often MPICH2_HOME was shown with its version
   bool ctrl_c_ignored = false;          // Windows was told to ignore Ctrl-C
   std::string message_buffer;           // what the user is told once, at exit

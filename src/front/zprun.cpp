@@ -139,7 +139,7 @@ std::string set_launch_variables(const installed_site &site, const std::string &
     set_environment("ZEPHON_RUN_RECORD", *launch.record_file);
   }
   // A job that waits for its release is none that every MPI releases.
-  if (launch.head_node && !launch.job && given_job() && env_number("CCP_JOB_ID") < 0) {
+  if (launch.head_node && !launch.job && given_job() && to_number(*given_job()) < 0) {
     set_environment("CCP_JOB_ID", "");
   }
   return program_of_release(site.root, release, program);
@@ -163,7 +163,7 @@ void parse_launcher_options(const std::vector<std::string> &options) {
 
 // Inside a job of the scheduler the run is on its nodes already.
 bool goes_to_scheduler() {
-  return head_node() && *head_node() != "-1" && !host_file();
+  return head_node() && *head_node() != inside_job && !host_file();
 }
 
 [[noreturn]] void end_with_status_of_solver() {

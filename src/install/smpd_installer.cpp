@@ -44,7 +44,7 @@ std::string find_installation(const std::string &request) {
 }
 
 // The service check answers 2 after any attempt to start the service, so a start
-// that failed is reported as started too.
+// that failed is reported as started too; the message for 0 is never shown.
 [[noreturn]] void start_service(const std::string &tools_directory) {
   std::string message = "MPICH2 SMPD has already been running!";
   switch (check_intel_smpd(tools_directory)) {

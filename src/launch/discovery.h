@@ -1,4 +1,4 @@
-// discovery.h: finds what the run needs in the installed release.
+// discovery.h: installs what was asked for, finds what the run needs in the release.
 #pragma once
 
 // Runs the installer that an option asked for, which ends the program. Without a

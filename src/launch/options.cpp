@@ -216,7 +216,7 @@ void resolve_default_mpi() {
 // Inside a job that the scheduler started there is no head node to ask.
 void recognise_scheduled_job() {
   if (env_is_set("CCP_CLUSTER_NAME") && env_is_set("CCP_NODES")) {
-    set_environment("USE_CCP", "-1");
+    set_environment("USE_CCP", inside_job);
     state.wait_mode = true;
   }
 }

@@ -174,10 +174,10 @@ bool submit_scheduler_job(std::string &command) {
     return true;
   }
   // A front follows the job of Intel MPI as well, so it has to learn its number.
-  const bool answers =
-      state.mpi_name == "msmpi" || (state.attended && state.mpi_name == "intel" && *head != "-1");
+  const bool answers = state.mpi_name == "msmpi" ||
+                       (state.attended && state.mpi_name == "intel" && *head != inside_job);
   if (answers && contains(command, "mpiexec")) {
-    if (*head == "-1") {
+    if (*head == inside_job) {
       trace("args", command, inside_job_trace_line);
       state.solver_status = platform::run_in_console(command);
       watch_scheduler_job();

@@ -7,4 +7,4 @@
 // job-exit command. True when the run was taken over, false when the launcher is
 // to start the command itself, always so without USE_CCP or with a host file.
 // The command may be rewritten: its leading blanks are removed.
-bool submit_scheduler_job(std::string &command);
+[[nodiscard]] bool submit_scheduler_job(std::string &command);
