@@ -225,21 +225,19 @@ launch_on_cluster() {
   job=$(sed -n 's/.*Created job, ID: \([0-9]*\).*/\1/p' "$output" | head -n 1)
   [ -n "$job" ] || fail "no job was made"
   heading "The job afterwards"
-  wine_run "$disk/ccp/job.exe" view "$job" /scheduler:HEADNODE | tr -d '\r' | tee "$demo/job" | sed 's/^/  /'
-  heading "What the job's task was"
-  sed -n 's/^command=/  /p' "$HEAD_NODE_DIR/jobs/$job/tasks/1/options"
+  wine_run "$disk/ccp/job.exe" view "$job" /scheduler:HEADNODE /detailed | tr -d '\r' | tee "$demo/job" | sed 's/^/  /'
 }
 
 # The job has to have ended in this state, and no node may still be held.
 check_job() {
-  grep -qi "^State *: $1$" "$demo/job" || fail "the job is not $1"
-  [ -z "$(squeue -h 2>/dev/null)" ] || fail "nodes are still held"
+  grep -m 1 '^State ' "$demo/job" | grep -qi ": $1$" || fail "the job is not $1"
+  cluster_wait_for_nodes || fail "nodes are still held"
 }
 
 # On all nodes of the job, and there have to be several.
 check_solution_of_job() {
   local output nodes
-  nodes=$(sed -n 's/^Allocated nodes *: *//Ip' "$demo/job" | wc -w)
+  nodes=$(sed -n 's/^Allocated nodes *: *//Ip' "$demo/job" | head -n 1 | wc -w)
   [ "$nodes" -gt 1 ] || fail "the job has no two nodes"
   output=$(find "$case_folder" -name "ZP$job.*.o")
   heading "The task's output file"

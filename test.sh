@@ -295,6 +295,7 @@ step_sanitize() {
   run_tests sanitize-unit "$root/build/sanitize/unit_tests"
   run_tests sanitize-door "$root/build/sanitize/door_tests"
   run_tests sanitize-bridge "$root/build/sanitize/mpi_bridge_tests"
+  run_tests sanitize-head-node "$root/build/sanitize/head_node_tests"
   if in_tree tests/documents/CMakeLists.txt; then
     run_tests sanitize-documents "$root/build/sanitize/documents_tests"
   fi

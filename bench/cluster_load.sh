@@ -90,6 +90,7 @@ check_launches() {
   check "$(cat "$place"/outputs/* | grep -ac 'is Finished\.')" "$count" "jobs seen to finish"
   check "$(squeue -h -t all -o %T | sort | uniq -c | awk '{ print $2 " " $1 }')" "COMPLETED $count" \
     "jobs in Slurm"
+  cluster_wait_for_nodes
   check "$(sinfo -h -N -o %T | grep -cx idle)" 8 "idle nodes"
 }
 
@@ -109,6 +110,7 @@ began=$EPOCHREALTIME
 launch_all
 launched=$(seconds_since "$began")
 check_launches
+printf '  %-45s %s\n' "calls of job.exe" "$(wine_run "$place/bin/job.exe" head_node calls | tr -d '\r')"
 began=$EPOCHREALTIME
 launch_bare
 check "$(grep -ac '^command_line' "$place/ms/mpiexec.log")" $((2 * count)) "runs with those given to Slurm bare"

@@ -12,9 +12,10 @@
 # A script sources this file, calls start_cluster once, and stop_cluster in its exit
 # trap. Without a folder's name it gets a folder below build/cluster that no other
 # script uses. start_cluster exports
-#   HEAD_NODE_CLUSTER   the folder: slurm.conf and head_node.sh stand in it
-#   HEAD_NODE_DIR       the head node's own state in it (jobs, settings, faults)
-# which is all that job.exe and cluscfg.exe need.
+#   HEAD_NODE_CLUSTER   the folder
+#   HEAD_NODE_PROGRAM   the head node's program: each start of it is a head node more
+#   HEAD_NODE_DIR       the folder of the one that is started along (jobs, settings, faults)
+#   HEAD_NODE_PORT      where it listens; all that job.exe and cluscfg.exe need
 
 cluster_source=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cluster_nodes=8
@@ -78,7 +79,6 @@ SlurmctldLogFile=$folder/log/slurmctld
 SlurmdLogFile=$folder/log/%n
 StateSaveLocation=$folder/state
 SlurmdSpoolDir=$folder/spool/%n
-Epilog=$folder/epilog
 ProctrackType=proctrack/linuxproc
 TaskPlugin=task/none
 SwitchType=switch/none
@@ -108,11 +108,6 @@ CONF
   # Nothing is done with control groups, which a container may not have.
   echo "CgroupPlugin=cgroup/v1" >"$folder/cgroup.conf"
   echo "PartitionName=cluster Nodes=ALL Default=YES MaxTime=INFINITE State=UP" >>"$folder/slurm.conf"
-
-  # shellcheck disable=SC2016  # expanded when a job ends
-  printf '#!/bin/bash\nHEAD_NODE_CLUSTER=%s exec bash %s/head_node.sh end_leftovers "$SLURM_JOB_ID"\n' \
-    "$folder" "$folder" >"$folder/epilog"
-  chmod 755 "$folder/epilog"
 }
 
 # The process identifiers of the daemons of the cluster in a folder. The step
@@ -125,7 +120,7 @@ cluster_processes() { # place
     find /proc/[0-9]*/cwd -maxdepth 0 -lname "$real/*" 2>/dev/null
   } | cut -d/ -f3 | sort -u); do
     case $(cat "/proc/$process/comm" 2>/dev/null) in
-    munged | slurmctld | slurmscriptd | slurmd | slurmstepd) echo "$process" ;;
+    head_node | munged | slurmctld | slurmscriptd | slurmd | slurmstepd) echo "$process" ;;
     esac
   done
 }
@@ -212,17 +207,19 @@ start_cluster() { # [folder]
     ln -s "$folder" "$place" || return 1
   fi
   export HEAD_NODE_CLUSTER=$place HEAD_NODE_DIR=$place/head_node SLURM_CONF=$place/slurm.conf
+  export HEAD_NODE_PROGRAM=$cluster_source/build/native/head_node
+  build_preset native head_node || return 1
 
   for try in 1 2 3; do
     find "$folder" -mindepth 1 -delete
-    mkdir -p "$folder"/{log,spool,state,munge,head_node}
+    mkdir -p "$folder"/{log,spool,state,munge}
     chmod 711 "$folder/munge"
-    ln -s "$cluster_source/tests/tools/head_node/head_node.sh" "$folder/head_node.sh"
     port=$(cluster_free_ports) || return 1
     cluster_write_configuration "$place" "$port"
     (umask 077 && head -c 1024 /dev/urandom >"$folder/munge/key")
     cluster_start_daemons "$place"
-    if cluster_wait_for_nodes; then
+    if cluster_wait_for_nodes && "$HEAD_NODE_PROGRAM" serve "$HEAD_NODE_DIR"; then
+      HEAD_NODE_PORT=$(cat "$HEAD_NODE_DIR/port") && export HEAD_NODE_PORT
       return 0
     fi
     echo "cluster: try $try did not start" >&2
@@ -263,7 +260,6 @@ stop_cluster() { # [folder]
     cluster_end_processes "$place"
   fi
   if [ -n "$place" ]; then
-    HEAD_NODE_CLUSTER=$place bash "$folder/head_node.sh" end_leftovers all 2>/dev/null
     [ "$place" = "$folder" ] || rm -f "$place"
   fi
   rm -rf "$folder" "$folder.lock"
@@ -271,7 +267,7 @@ stop_cluster() { # [folder]
     [ -z "$cluster_lock" ] || exec {cluster_lock}>&-
     cluster_folder='' cluster_lock=''
   fi
-  unset HEAD_NODE_CLUSTER HEAD_NODE_DIR SLURM_CONF
+  unset HEAD_NODE_CLUSTER HEAD_NODE_DIR HEAD_NODE_PORT HEAD_NODE_PROGRAM SLURM_CONF
 }
 
 cluster_status() { # folder
@@ -291,7 +287,9 @@ if [ "${BASH_SOURCE[0]}" = "$0" ]; then
   start)
     start_cluster "$by_hand" || exit 1
     : >"$HEAD_NODE_CLUSTER/by_hand"
-    echo "export HEAD_NODE_CLUSTER='$HEAD_NODE_CLUSTER' HEAD_NODE_DIR='$HEAD_NODE_DIR'"
+    for name in "${!HEAD_NODE_@}"; do
+      echo "export $name='${!name}'"
+    done
     ;;
   stop) stop_cluster "$by_hand" ;;
   status) cluster_status "$by_hand" ;;

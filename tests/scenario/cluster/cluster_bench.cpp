@@ -21,7 +21,7 @@ namespace {
 
 using clock = std::chrono::steady_clock;
 
-constexpr auto longest_wait = std::chrono::seconds(240);
+constexpr auto longest_wait = std::chrono::seconds(120);
 constexpr DWORD longest_call = 240000;      // milliseconds
 constexpr DWORD pause_between_looks = 100;  // milliseconds
 
@@ -47,28 +47,17 @@ void append_line(const std::string &file, const std::string &line) {
   ASSERT_TRUE(scripted_tool::write_file(path, text + line + "\n")) << path;
 }
 
-// The Unix side of a tool finds Wine through these.
-void pass_on_wine_variables() {
-  for (const char *name :
-       {"WINEPREFIX", "WINESERVER", "WINELOADER", "WINEDEBUG", "DISPLAY", "HOME", "USERNAME"}) {
-    if (const auto value = variable_of_ours(name); !value.empty()) {
-      given_variable(name, value);
-    }
-  }
-}
-
 void use_stand_in(const std::string &cluster) {
   static int count = 0;
-  given_variable("HEAD_NODE_CLUSTER", cluster);
   do {  // Wine uses the numbers of processes again
     given_variable("HEAD_NODE_DIR", cluster + "/test-" + std::to_string(GetCurrentProcessId()) +
                                         "-" + std::to_string(++count));
   } while (CreateDirectoryA(state_folder().c_str(), nullptr) == 0 &&
            GetLastError() == ERROR_ALREADY_EXISTS);
-  pass_on_wine_variables();
   CreateDirectoryA((state_folder() + "\\faults").c_str(), nullptr);
   // The worlds of the tests have long names.
   given_setting("command_limit=1024");
+  start_head_node();
   const auto path = world().variables["PATH"];
   given_variable("PATH", built_tool("head_node") + ";" + path);
 }
@@ -86,7 +75,7 @@ std::string tool_path(const std::string &tool) {
 // The head node is named behind the sub-command when the arguments name none.
 launch call_tool(const std::string &tool, const std::string &arguments) {
   auto command = tool + " " + arguments;
-  if (arguments.find("/scheduler:") == std::string::npos) {
+  if (arguments.find("/scheduler:") == std::string::npos && !arguments.starts_with("head_node")) {
     const auto verb_end = std::min(command.find(' ', tool.size() + 1), command.size());
     command.insert(verb_end, " /scheduler:" + head_node_name());
   }
@@ -163,17 +152,6 @@ bool program_runs(const std::string &name) {
   return false;
 }
 
-void cancel_all_jobs() {
-  const int last =
-      std::atoi(scripted_tool::read_file(state_folder() + "\\last_id").value_or("0").c_str());
-  for (const auto &fault : std::filesystem::directory_iterator(state_folder() + "\\faults")) {
-    DeleteFileA(fault.path().string().c_str());
-  }
-  for (int id = 1; id <= last; ++id) {
-    (void)job("cancel " + std::to_string(id));
-  }
-}
-
 }  // namespace
 
 void cluster_test::SetUp() {
@@ -191,7 +169,8 @@ void cluster_test::SetUp() {
 
 void cluster_test::TearDown() {
   if (head_node_is_stand_in() && !variable_of_ours("HEAD_NODE_CLUSTER").empty()) {
-    cancel_all_jobs();
+    append_line("awake", "");
+    (void)job("head_node end");  // its jobs end with it
     std::error_code ignored;
     std::filesystem::remove_all(share_on_drive(), ignored);
   }
@@ -204,6 +183,40 @@ std::string head_node_name() {
 
 bool head_node_is_stand_in() {
   return variable_of_ours("CLUSTER_HEAD_NODE").empty();
+}
+
+void start_head_node() {
+  const auto port = state_folder() + "\\port";
+  auto command = "\"" + wine_path(variable_of_ours("HEAD_NODE_PROGRAM")) + "\" serve \"" +
+                 world().variables["HEAD_NODE_DIR"] + "\"";
+  STARTUPINFOA startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION started = {};
+  ASSERT_TRUE(CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                             &startup, &started))
+      << command;
+  wait_until([&] { return !scripted_tool::read_file(port).value_or("").empty(); },
+             [&] { return command + " listens"; });
+  given_variable("HEAD_NODE_PORT", scripted_tool::read_file(port).value_or(""));
+  wait_until([] { return job("head_node calls").status == 0; },
+             [&] { return command + " answers"; });
+}
+
+void given_a_dead_head_node(head_node_memory memory) {
+  (void)job("head_node die");
+  wait_until([] { return job("head_node calls").status != 0; },
+             [] { return std::string("the head node's death"); });
+  if (memory == forgets) {
+    EXPECT_TRUE(DeleteFileA((state_folder() + "\\events").c_str()));
+  }
+}
+
+void given_a_hanging_head_node() {
+  (void)job("head_node hang");
+}
+
+int calls_of_head_node() {
+  return std::atoi(job("head_node calls").output.c_str());
 }
 
 void given_setting(const std::string &name_and_value) {

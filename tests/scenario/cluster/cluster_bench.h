@@ -40,6 +40,19 @@ bool head_node_is_stand_in();
 // A line of the head node's settings; see tests/tools/head_node/README.md.
 void given_setting(const std::string &name_and_value);
 
+// Kills the head node, as a power failure does; what it knew may be lost. Its jobs run on.
+enum head_node_memory { remembers, forgets };
+void given_a_dead_head_node(head_node_memory memory);
+
+// Starts the test's head node again after that.
+void start_head_node();
+
+// The head node takes calls and does not answer, until the test ends.
+void given_a_hanging_head_node();
+
+// How many calls of tools it has had since it was started.
+int calls_of_head_node();
+
 // Switches a fault on until the test ends or switches it off.
 void given_fault(const std::string &name, const std::string &value = "");
 void given_no_fault(const std::string &name);

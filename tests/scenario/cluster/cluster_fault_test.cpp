@@ -33,21 +33,101 @@ bool contains(const std::string &text, const std::string &part) {
   return text.find(part) != std::string::npos;
 }
 
+// Follows the launcher until it has written this.
+void wait_for_output(launch &run, const std::string &text) {
+  while (is_running(run) && !contains(run.output, text)) {
+    wait_a_moment(run);
+  }
+  EXPECT_TRUE(contains(run.output, text)) << run.output;
+}
+
+// Follows the launcher until the head node was asked so often since it was started.
+void wait_for_calls(launch &run, int count) {
+  while (is_running(run) && calls_of_head_node() < count) {
+    wait_a_moment(run);
+  }
+}
+
 // ---- The head node --------------------------------------------------------------------------
 
 TEST_F(FaultyCluster, GoesOnWithoutAJobWhenTheHeadNodeIsDown) {
-  given_fault("unreachable");
+  given_a_dead_head_node(remembers);
+  const std::string line = "Cannot connect to the head node HEADNODE.\n";
+  auto run = run_launcher(with_new_job);
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ(line + line, unix_lines(run.output));
+  run = run_launcher(without_job);
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ(line, unix_lines(run.output));
+}
+
+TEST_F(FaultyCluster, GoesOnWithoutAJobWhenTheHeadNodeIsThereButDoesNotAnswer) {
+  given_variable("HEAD_NODE_PATIENCE", "1");
+  given_a_hanging_head_node();
   const auto run = run_launcher(with_new_job);
   EXPECT_EQ(0U, run.status);
   const std::string line = "Cannot connect to the head node HEADNODE.\n";
   EXPECT_EQ(line + line, unix_lines(run.output));
 }
 
-TEST_F(FaultyCluster, WaitsForAHeadNodeThatIsGivenUpLate) {
-  given_fault("unreachable@new", "2");
-  const auto run = run_launcher(with_new_job);
-  EXPECT_TRUE(unix_lines(run.output).starts_with("Cannot connect to the head node HEADNODE.\n"))
-      << run.output;
+TEST_F(FaultyCluster, WaitsForNodesWhileTheHeadNodeIsAway) {
+  const auto all = given_running_job("/numnodes:8");
+  given_tool(mpiexec);
+  given_box_left_alone();
+  auto run = start_launcher(with_new_job);
+  wait_for_boxes(run, 1);
+  given_a_dead_head_node(remembers);
+  wait_for_output(run, "..");  // it asks and asks
+  start_head_node();
+  job("cancel " + all);
+  wait_for_everything(run);
+  EXPECT_TRUE(contains(run.output, "Job 2 is Finished.")) << run.output;
+  EXPECT_EQ("2", only_start_of(mpiexec).variable("CCP_JOBID"));
+}
+
+TEST_F(FaultyCluster, SeesTheEndOfAJobThatEndedWhileTheHeadNodeWasAway) {
+  given_tool(mpiexec, "wait_file go\nout converged\\n\n");
+  auto run = start_launcher(without_job);
+  wait_for_output(run, "Job 1 is Running.");
+  given_a_dead_head_node(remembers);
+  given_file("ms\\go");
+  wait_for_text(share_on_drive() + "\\ZP1.1." + std::getenv("USERNAME") + ".o", "converged");
+  start_head_node();
+  wait_for_everything(run);
+  EXPECT_EQ(run.output.find("is Running."), run.output.rfind("is Running.")) << run.output;
+  EXPECT_TRUE(contains(run.output, "Job 1 is Finished.")) << run.output;
+  EXPECT_EQ(1U, starts_of(mpiexec).size());
+}
+
+// Nothing ends the watch of a job that nobody knows any more but its limit of polls.
+TEST_F(FaultyCluster, KeepsAskingForARunningJobThatTheHeadNodeHasForgotten) {
+  given_tool(mpiexec, "pause 600000\n");
+  auto run = start_launcher(without_job);
+  wait_for_output(run, "Job 1 is Running.");
+  given_a_dead_head_node(forgets);
+  start_head_node();
+  const auto before = run.output;
+  wait_for_calls(run, 12);  // six for each look at the job
+  EXPECT_TRUE(is_running(run));
+  EXPECT_EQ(before, run.output);
+  // The job's nodes are free again.
+  EXPECT_EQ(8U, words_of(view_value(given_running_job("/numnodes:8"), "Allocated nodes")).size());
+}
+
+TEST_F(FaultyCluster, AJobThatWasForgottenInTheQueueCanBeGivenUp) {
+  given_running_job("/numnodes:8");
+  given_box_left_alone();
+  auto run = start_launcher(with_new_job);
+  wait_for_boxes(run, 1);
+  given_a_dead_head_node(forgets);
+  start_head_node();
+  wait_for_calls(run, 2);
+  EXPECT_TRUE(is_running(run));
+  box_driver::press(run.boxes.at(0), cancel_button);
+  given_box_answer(yes_button);
+  wait_for_everything(run);
+  EXPECT_EQ(1U, run.status);
+  EXPECT_EQ("", job_state("2"));
 }
 
 TEST_F(FaultyCluster, KeepsWaitingWhenAQueryFailsOnce) {
@@ -79,25 +159,25 @@ TEST_F(FaultyCluster, ShowsThatTheCredentialsAreRefusedAndWaitsUntilTheUserCance
 
 // ---- The answers ----------------------------------------------------------------------------
 
-TEST_F(FaultyCluster, FindsTheIdentifierBehind100000Lines) {
+TEST_F(FaultyCluster, FindsTheIdentifierBehind10000Lines) {
   given_tool(mpiexec);
-  given_fault("lines@new", "100000");
+  given_fault("lines@new", "10000");
   given_box_left_alone();
   const auto run = run_launcher(with_new_job);
   const auto output = unix_lines(run.output);
   EXPECT_TRUE(output.starts_with("Line 1 before the answer.\nLine 2 before"))
       << output.substr(0, 99);
-  EXPECT_TRUE(contains(output, "\nLine 100000 before the answer.\nCreated job, ID: 1\n."));
+  EXPECT_TRUE(contains(output, "\nLine 10000 before the answer.\nCreated job, ID: 1\n."));
   EXPECT_EQ("1", only_start_of(mpiexec).variable("CCP_JOBID"));
 }
 
 TEST_F(FaultyCluster, FindsTheIdentifierBehindALineOfAMillionBytes) {
   given_tool(mpiexec);
-  given_fault("long_line@new", "1000000");
+  given_fault("long_line@new", "100000");
   given_box_left_alone();
   const auto run = run_launcher(with_new_job);
   EXPECT_TRUE(
-      unix_lines(run.output).starts_with(std::string(1000000, 'x') + "\nCreated job, ID: 1\n."));
+      unix_lines(run.output).starts_with(std::string(100000, 'x') + "\nCreated job, ID: 1\n."));
   EXPECT_EQ("1", only_start_of(mpiexec).variable("CCP_JOBID"));
 }
 

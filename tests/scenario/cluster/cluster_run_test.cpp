@@ -172,7 +172,7 @@ TEST_F(LauncherOnCluster, AddsToAJobThatRunsAlreadyAndLeavesItRunning) {
   wait_for_text(output_file(id, ".o"), "converged");
   wait_for_output(run, "Job " + id + " is Running.");
   EXPECT_EQ("Running", job_state(id));
-  job("finish " + id);
+  job("modify " + id + " /rununtilcanceled:false");
   wait_for_everything(run);
   EXPECT_TRUE(contains(run.output, "Task " + id + ".1 added."));
 }

@@ -8,12 +8,8 @@
 
 namespace head_node::unknown_facts {
 
-// ---- Exit codes ---------------------------------------------------------------------------
-
 // Callers of the real tools only tell 0 from everything else.
 constexpr int failure_status = 1;
-
-// ---- Grammar ------------------------------------------------------------------------------
 
 // An option that is given twice: the later one counts.
 // A word that begins with "-" and a digit is an identifier, not an option.
@@ -22,13 +18,11 @@ constexpr int failure_status = 1;
 // The words of a command are joined with one blank; a word that holds a blank or
 // nothing at all is put in double quotes again. One word alone is the whole command.
 
-// ---- Answers ------------------------------------------------------------------------------
-
-inline std::string task_added(const std::string &job, const std::string &task) {
-  return "Task " + job + "." + task + " added.";
+inline std::string task_added(const std::string &task) {
+  return "Task " + task + " added.";
 }
 
-inline std::string job_changed(const std::string &job, const std::string &what) {
+inline std::string job_changed(const std::string &job, const char *what) {
   return "Job " + job + " has been " + what + ".";
 }
 
@@ -37,7 +31,6 @@ inline std::string cannot_connect(const std::string &head_node) {
   return "Cannot connect to the head node " + head_node + ".";
 }
 
-constexpr const char *password_prompt = "Enter the password for ";
 constexpr const char *wrong_credentials = "The user name or password is incorrect.";
 
 // Keys of "job view" besides State, Status and Progress. The launcher reads the nodes
@@ -45,45 +38,30 @@ constexpr const char *wrong_credentials = "The user name or password is incorrec
 // taken to be the two generations' spellings; task listings have a capital N.
 constexpr const char *allocated_nodes_key = "Allocated nodes";
 constexpr const char *allocated_nodes_key_ccp = "AllocatedNodes";
-constexpr const char *allocated_nodes_key_capitals = "Allocated Nodes";
 constexpr const char *error_message_key = "Error message";
-constexpr const char *error_message_key_capitals = "Error Message";
 constexpr std::size_t ccp_key_width = 9;  // "Status   : Finished" was seen, nothing longer
 
-// The nodes of a job in one line, in the order of the allocation.
-constexpr char node_separator = ' ';
+// The nodes of a job stand in one line, divided by blanks, as they were allocated.
 
-// ---- Jobs and tasks -----------------------------------------------------------------------
-
-// The task's system identifier, the second half of CCP_TASKCONTEXT. The launcher
-// looks for the output of a job's first task in files named ZP<job>.1..., so it is
-// the task's number in its job.
-inline std::string task_system_id(const std::string &task) {
-  return task;
-}
+// The task's system identifier, the second half of CCP_TASKCONTEXT, is the task's
+// number in its job: the launcher looks for the output of a job's first task in files
+// named ZP<job>.1...
 
 // A command that Windows cannot start as a program is given to cmd.exe /c, and so is
 // one with <, > or | outside quotes: "md a\b" was seen as a task.
 
-// A task's standard input is empty when it has no /stdin.
-
-// A job that is submitted again runs those tasks again that did not finish.
 // A job with more than its minimum of processors still gets the minimum.
 // /requestednodes and /askednodes limit a job to these nodes; it need not use all.
-// A queued job may be changed in everything.
+// Behind "submit" a job changes in nothing but /rununtilcanceled.
 // A template is known when it is "Default" or in the setting "templates".
-constexpr const char *default_template = "Default";
 
 // What the cluster itself tells its tasks when nothing else is set.
 constexpr const char *mpi_netmask = "127.0.0.0/255.0.0.0";
-
-// ---- Error messages of jobs and tasks -------------------------------------------------------
 
 inline std::string task_failed(const std::string &task) {
   return "Task " + task + " failed.";
 }
 
-constexpr const char *run_time_exceeded = "The job ran longer than its run time.";
 constexpr const char *canceled_by_user = "Canceled by user.";
 constexpr const char *canceled_outside = "Canceled by the administrator.";
 constexpr const char *system_error = "The job failed because of a system error.";
