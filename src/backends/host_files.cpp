@@ -37,7 +37,7 @@ std::optional<std::string> temporary_name(const char *prefix) {
 // The name can be foreseen, so what stands there already is removed, not
 // followed: it could be a link that somebody planted.
 std::optional<text_writer> create_temporary(const std::string &name) {
-  platform::remove_file(name);
+  remove_text(name);
   return create_text(name, platform::open_mode::create);
 }
 
@@ -46,7 +46,7 @@ bool finish_temporary(text_writer &file, const std::string &name) {
   if (close_text(file)) {
     return true;
   }
-  platform::remove_file(name);
+  remove_text(name);
   return false;
 }
 

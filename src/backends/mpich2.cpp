@@ -33,7 +33,7 @@ void report_version(const std::string &smpd) {
   if (!file_is_readable(smpd)) {
     return;
   }
-  run_command(smpd + " -version", [](const std::string &line) {
+  run_command(smpd + " -version", asks(), [](const std::string &line) {
     if (contains(line, "smpd options")) {  // it does not know the question
       print("1.0.2 or older\n");
       return false;

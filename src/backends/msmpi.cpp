@@ -13,11 +13,13 @@
 #include "core/exit_status.h"
 #include "core/launch_state.h"
 #include "core/messages.h"
+#include "core/run_record.h"
 #include "core/text.h"
 #include "core/text_file.h"
 #include "core/trace.h"
 #include "core/user_defined.h"
 #include "install/mpi_directory.h"
+#include "scheduler/job_identifier.h"
 #include "scheduler/job_state.h"
 #include "scheduler/scheduler_options.h"
 
@@ -121,7 +123,7 @@ void check_cluster_environment(const std::optional<std::string> &head) {
   }
   constexpr std::string_view setting = "MPICH_SOCKET_SBUFFER_SIZE=";
   bool found = false;
-  run_command("cluscfg listenvs /scheduler:" + *head, [&](const std::string &line) {
+  run_command("cluscfg listenvs /scheduler:" + *head, asks(), [&](const std::string &line) {
     if (found) {
       return false;
     }
@@ -144,17 +146,21 @@ std::optional<std::string> write_allocated_machine_file(const std::string &head,
   // Opened, and so emptied, before the nodes are known.
   auto file = path ? create_text(*path, platform::open_mode::write) : std::nullopt;
   bool found = false;
-  run_command(job_view_command(head, job_id), [&](const std::string &line) {
-    if (state.ptrace_mode) {
-      print_text(platform::standard_stream::output, line);
-    }
-    const auto nodes = allocated_nodes(line);
-    if (nodes && file) {
-      write_nodes(*file, *nodes, processes, processes_per_node);
-    }
-    found = nodes.has_value();
-    return !found;
-  });
+  run_command(job_view_command(head, job_id), asks_about_job(job_id, ""),
+              [&](const std::string &line) {
+                if (state.ptrace_mode) {
+                  print_text(platform::standard_stream::output, line);
+                }
+                const auto nodes = allocated_nodes(line);
+                if (nodes && file) {
+                  write_nodes(*file, *nodes, processes, processes_per_node);
+                }
+                found = nodes.has_value();
+                return !found;
+              });
+  if (job_id == assumed_job_id) {
+    tell_unknown("the nodes that the scheduler gives to the job");
+  }
   if (file && !close_text(*file)) {
     fatal(exit_config_fault, "\n Error:  Failed to create host file %s\n", path->c_str());
   }

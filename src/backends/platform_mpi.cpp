@@ -162,7 +162,7 @@ int ensure_platform_mpi_password(const std::string &mpi_root, const std::string 
 
 int platform_mpi_password_is_cached(const std::string &mpi_root) {
   bool cached = false;
-  run_command(quote_path(mpi_root + "\\bin\\mpirun.exe") + " -pwcheck",
+  run_command(quote_path(mpi_root + "\\bin\\mpirun.exe") + " -pwcheck", asks(),
               [&](const std::string &line) {
                 cached = contains(line, "Cached password is valid");
                 return false;
@@ -178,7 +178,7 @@ int platform_mpi_cache_password(const std::string &mpi_root, const std::string &
     return 0;
   }
   // A harmless command behind the switch proves the password.
-  platform::run_in_console(program + " " + cache_switch + " cmd.exe /c ver");
+  run_in_console(program + " " + cache_switch + " cmd.exe /c ver");
   return 1;
 }
 

@@ -5,7 +5,9 @@
 #include <utility>
 
 #include "core/messages.h"
+#include "core/run_record.h"
 #include "core/trace.h"
+#include "platform/rehearsal.h"
 
 namespace {
 
@@ -25,6 +27,28 @@ void end_processes_of(const run_record &run) {
   platform::terminate_process(run.process.get(), 0);
   if (run.group) {
     platform::terminate_group(run.group.get(), 0);
+  }
+}
+
+constexpr const char *success = "success";
+
+// Nothing for a tool that still ran when its reader had read enough.
+std::optional<int> known_status(int status) {
+  return status == static_cast<int>(platform::process_still_active) ? std::nullopt
+                                                                    : std::optional(status);
+}
+
+// Hands the assumed output to the taker, line by line.
+void rehearse_command(const std::string &command, step_kind kind, const std::string &output,
+                      const line_taker &take_line) {
+  tell_step(kind, command,
+            output.empty() ? success : output.substr(0, output.find_last_not_of('\n') + 1));
+  text_reader reader;
+  reader.buffer = output;
+  reader.filled = output.size();
+  reader.ended = true;
+  std::string line;
+  while (read_line(reader, line) && take_line(line)) {
   }
 }
 
@@ -81,16 +105,74 @@ void stop_current_run() {
   close_current_run();
 }
 
-std::optional<int> run_command(const std::string &command, const line_taker &take_line) {
+tool_use asks() {
+  return {};
+}
+
+tool_use acts(const std::string &assumed_output) {
+  return {.changes_something = true, .assumed_output = assumed_output};
+}
+
+tool_use asks_about_the_assumed(const std::string &assumed_output) {
+  return {.changes_something = false, .assumed_output = assumed_output};
+}
+
+std::optional<int> run_command(const std::string &command, const tool_use &use,
+                               const line_taker &take_line) {
+  const step_kind kind = use.changes_something ? step_kind::action : step_kind::query;
+  if (rehearsal::is_on() && use.assumed_output) {
+    rehearse_command(command, kind, *use.assumed_output, take_line);
+    return 0;
+  }
+  const std::size_t step = begin_step(kind, command);
   text_reader *output = open_current_run(command);
   if (output == nullptr) {
     print_error("\nError in execute command %s\n", command.c_str());
     return std::nullopt;
   }
+  int lines = 0;
   std::string line;
-  while (read_line(*output, line) && take_line(line)) {
+  while (read_line(*output, line)) {
+    ++lines;
+    if (!take_line(line)) {
+      break;
+    }
   }
-  return close_current_run();
+  const int status = close_current_run();
+  end_step(step, {.exit_code = known_status(status), .lines = lines});
+  return status;
+}
+
+int run_in_console(const std::string &command) {
+  if (rehearsal::is_on()) {
+    tell_step(step_kind::action, command, success);
+    return 0;
+  }
+  const std::size_t step = begin_step(step_kind::action, command);
+  const int status = platform::run_in_console(command);
+  end_step(step, {.exit_code = status, .lines = {}});
+  return status;
+}
+
+void run_without_output(const std::string &command) {
+  if (rehearsal::is_on()) {
+    tell_step(step_kind::action, command, success);
+    return;
+  }
+  const std::size_t step = begin_step(step_kind::action, command);
+  platform::run_and_discard_output(command);
+  end_step(step, {});
+}
+
+bool start_and_leave(const std::string &command, const platform::start_settings &settings) {
+  if (rehearsal::is_on()) {
+    tell_step(step_kind::action, command, "started");
+    return true;
+  }
+  const std::size_t step = begin_step(step_kind::action, command);
+  const bool started = platform::start_process(command, settings).process != nullptr;
+  end_step(step, {});
+  return started;
 }
 
 unsigned long start_monitor(platform::thread_routine routine, void *argument) {

@@ -4,7 +4,12 @@
 // and standard error joined in one pipe and no standard input. One run at a time
 // is the current run; most callers only need run_command:
 //
-//   run_command("job view 12 /scheduler:head", [](const std::string &line) { ...; return true; });
+//   run_command("job view 12 /scheduler:head", asks(),
+//               [](const std::string &line) { ...; return true; });
+//
+// Its callers say whether the tool only tells something or changes something. A
+// rehearsal runs the first kind alone, and goes on with the answer that the
+// caller says the second kind would give.
 #pragma once
 
 #include <functional>
@@ -30,6 +35,21 @@ enum class stopping { never, possible };
 [[nodiscard]] std::unique_ptr<run_record> start_run(const std::string &command,
                                                     stopping stop = stopping::never);
 
+// What a tool is run for.
+struct tool_use {
+  bool changes_something = false;
+  std::optional<std::string> assumed_output;  // in a rehearsal; nothing: it is run there too
+};
+
+// It only tells something.
+tool_use asks();
+
+// It changes something. In a rehearsal it succeeds with this output.
+tool_use acts(const std::string &assumed_output = "");
+
+// It tells something about what a rehearsal did not do, and so cannot be asked there.
+tool_use asks_about_the_assumed(const std::string &assumed_output);
+
 // Ends a run without waiting for the command. Gives back the command's exit
 // code, 259 when it still runs, -1 when there is no run or no process.
 int close_run(std::unique_ptr<run_record> run);
@@ -54,7 +74,18 @@ using line_taker = std::function<bool(const std::string &line)>;
 // (lines longer than 1,023 characters in pieces) and closes the run. Gives back
 // the exit code; nothing when the command cannot be started, which is reported
 // on standard error.
-std::optional<int> run_command(const std::string &command, const line_taker &take_line);
+std::optional<int> run_command(const std::string &command, const tool_use &use,
+                               const line_taker &take_line);
+
+// Runs a command that changes something in the launcher's own console and waits
+// for it. Its status, -1 when the interpreter could not be started, 0 in a rehearsal.
+int run_in_console(const std::string &command);
+
+// The same, hidden and with its output dropped.
+void run_without_output(const std::string &command);
+
+// Starts a program that lives on by itself; false when it cannot be started.
+bool start_and_leave(const std::string &command, const platform::start_settings &settings);
 
 // Starts the monitor, which reads the current run's output on a thread of its own.
 // Gives back the thread's identifier, 0 when it could not be started.

@@ -3,15 +3,18 @@
 
 #include "core/launch_state.h"
 #include "core/messages.h"
+#include "core/run_record.h"
 #include "core/text.h"
 #include "platform/platform.h"
 
 std::optional<std::string> env_text(const char *name) {
-  return platform::get_variable(name);
+  auto value = platform::get_variable(name);
+  record_variable_read(name, value);
+  return value;
 }
 
 bool env_is_set(const char *name) {
-  return platform::get_variable(name).has_value();
+  return env_text(name).has_value();
 }
 
 int env_number(const char *name) {
@@ -35,6 +38,7 @@ void set_environment_text(const std::string &name_and_value) {
   // zero at the end. The new text goes where that last zero stands.
   state.env_pool.pop_back();
   state.env_pool.append(name_and_value).append(2, '\0');
+  record_variable_set(name_and_value);
 
   if (state.windows_version_class == 2) {
     return;  // Win32s has no environment of its own: children get the pool

@@ -5,8 +5,10 @@
 #include <cstdio>
 
 #include "core/launch_state.h"
+#include "core/run_record.h"
 #include "core/text_file.h"
 #include "core/timed_question.h"
+#include "platform/rehearsal.h"
 
 void print(const char *format, ...) {
   std::va_list values;
@@ -34,15 +36,19 @@ bool print_text(platform::standard_stream stream, std::string_view text) {
 void add_message(const char *format, ...) {
   std::va_list values;
   va_start(values, format);
-  state.message_buffer += format_list(format, values);
+  const std::string message = format_list(format, values);
   va_end(values);
+  state.message_buffer += message;
+  record_message(message);
 }
 
 void fatal(int status, const char *format, ...) {
   std::va_list values;
   va_start(values, format);
-  print_text(platform::standard_stream::error, format_list(format, values));
+  const std::string message = format_list(format, values);
   va_end(values);
+  (void)print_text(platform::standard_stream::error, message);
+  record_message(message);
   platform::exit_program(status);
 }
 
@@ -52,10 +58,12 @@ void flush_messages() {
   }
   const std::string text = std::move(state.message_buffer);
   state.message_buffer.clear();
-  if (!state.node_mode && !platform::get_variable("RSH_USER")) {
+  const std::size_t step = begin_step(step_kind::message, text);
+  if (!state.node_mode && !platform::get_variable("RSH_USER") && !rehearsal::is_on()) {
     platform::show_message_box(state.zephon_prod.value_or("Zephon"), text,
                                ok_button | information_icon);
   } else {
     print_text(platform::standard_stream::output, text + "\n");
   }
+  end_step(step, {});
 }

@@ -5,6 +5,9 @@
 #include <cstring>
 #include <utility>
 
+#include "core/run_record.h"
+#include "platform/rehearsal.h"
+
 namespace {
 
 constexpr std::size_t piece_size = 65536;  // bytes asked of the system at once
@@ -29,6 +32,37 @@ bool read_more(text_reader &reader) {
   return got > 0;
 }
 
+// Opens a file to be read, as a step of the run.
+platform::owned_handle open_to_read(const std::string &path, const char *what) {
+  const std::size_t step = begin_step(step_kind::file, what + path);
+  auto handle = platform::open_file(path, platform::open_mode::read);
+  end_step(step, {.exit_code = handle ? 0 : 1, .lines = {}});
+  return handle;
+}
+
+std::string doing(platform::open_mode mode) {
+  return mode == platform::open_mode::append ? "append to " : "write ";
+}
+
+// A file that a rehearsal would have written; it has no handle.
+std::optional<text_writer> rehearse_text(const std::string &path, platform::open_mode mode) {
+  if (!rehearsal::would_open(path, mode)) {
+    return std::nullopt;
+  }
+  text_writer writer(nullptr);
+  writer.told = std::make_unique<told_file>(told_file{path, mode});
+  return writer;
+}
+
+void tell_written(const told_file &file, const text_writer &writer) {
+  if (rehearsal::is_on()) {
+    tell_step(step_kind::file, doing(file.mode) + file.path, "written to its end", writer.pending);
+    rehearsal::write_file(file.path, file.mode, writer.pending);
+  } else {
+    end_step(file.step, {.exit_code = writer.failed ? 1 : 0, .lines = file.lines});
+  }
+}
+
 // Appends a text, each newline as CR LF.
 void append_with_line_ends(std::string &result, std::string_view text) {
   std::size_t start = 0;
@@ -51,7 +85,13 @@ void write_pending(text_writer &writer) {
 
 std::optional<text_reader> open_text(const std::string &path) {
   text_reader reader;
-  reader.handle = platform::open_file(path, platform::open_mode::read);
+  if (const auto written = rehearsal::written_file(path)) {
+    reader.buffer = *written;
+    reader.filled = written->size();
+    reader.ended = true;
+    return reader;
+  }
+  reader.handle = open_to_read(path, "read ");
   if (!reader.handle) {
     return std::nullopt;
   }
@@ -92,30 +132,54 @@ bool read_line(text_reader &reader, std::string &line, std::size_t limit) {
 text_writer::text_writer(platform::owned_handle file) : handle(std::move(file)) {}
 
 text_writer::~text_writer() {
-  if (handle) {
-    write_pending(*this);
+  if (handle || told) {
+    (void)close_text(*this);  // who wants to know has closed it
   }
 }
 
 std::optional<text_writer> create_text(const std::string &path, platform::open_mode mode) {
+  if (rehearsal::is_on()) {
+    return rehearse_text(path, mode);
+  }
+  const std::size_t step = begin_step(step_kind::file, doing(mode) + path);
   auto file = platform::open_file(path, mode);
   if (!file) {
+    end_step(step, {.exit_code = 1, .lines = {}});
     return std::nullopt;
   }
-  return text_writer(std::move(file));
+  text_writer writer(std::move(file));
+  if (run_is_recorded()) {
+    writer.told = std::make_unique<told_file>(told_file{path, mode, step});
+  }
+  return writer;
 }
 
 void write_text(text_writer &writer, std::string_view text) {
   append_with_line_ends(writer.pending, text);
-  if (writer.pending.size() >= piece_size) {
+  if (writer.told) {
+    writer.told->lines += static_cast<int>(std::count(text.begin(), text.end(), '\n'));
+  }
+  if (writer.handle && writer.pending.size() >= piece_size) {
     write_pending(writer);
   }
 }
 
 bool close_text(text_writer &writer) {
-  write_pending(writer);
+  if (writer.handle) {
+    write_pending(writer);
+  }
   writer.handle.reset();
+  if (const auto told = std::move(writer.told)) {
+    tell_written(*told, writer);
+  }
   return !writer.failed;
+}
+
+void remove_text(const std::string &path) {
+  rehearsal::remove_file(path);
+  if (!rehearsal::is_on()) {
+    platform::remove_file(path);
+  }
 }
 
 std::string with_line_ends(std::string_view text) {
@@ -126,5 +190,5 @@ std::string with_line_ends(std::string_view text) {
 }
 
 bool file_is_readable(const std::string &path) {
-  return platform::open_file(path, platform::open_mode::read) != nullptr;
+  return rehearsal::written_file(path) || open_to_read(path, "look for ") != nullptr;
 }

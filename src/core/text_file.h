@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -31,11 +32,20 @@ struct text_reader {
 // the rest of it comes with the next reads. False when there is nothing left.
 bool read_line(text_reader &reader, std::string &line, std::size_t limit = output_line_limit);
 
+// What a run record and a rehearsal tell of a file that is being written.
+struct told_file {
+  std::string path;
+  platform::open_mode mode = platform::open_mode::write;
+  std::size_t step = 0;
+  int lines = 0;
+};
+
 // A file that is being written. When it goes away it is closed, with all that it holds.
 struct text_writer {
   platform::owned_handle handle;
-  std::string pending;  // written, but not in the file yet
-  bool failed = false;  // something could not be written
+  std::string pending;              // written, but not in the file yet
+  bool failed = false;              // something could not be written
+  std::unique_ptr<told_file> told;  // null: nobody wants to know
 
   explicit text_writer(platform::owned_handle file);
   text_writer(text_writer &&) = default;
@@ -54,6 +64,9 @@ void write_text(text_writer &writer, std::string_view text);
 // got into the file, for example because the disk is full. For a file that must be
 // complete; another one closes itself.
 [[nodiscard]] bool close_text(text_writer &writer);
+
+// Removes a file or the link of that name; a rehearsal removes only what it kept.
+void remove_text(const std::string &path);
 
 // The text as it stands in a file: each newline as CR LF.
 std::string with_line_ends(std::string_view text);

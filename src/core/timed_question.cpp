@@ -8,12 +8,15 @@
 #include <atomic>
 
 #include "core/launch_state.h"
+#include "core/run_record.h"
 #include "core/text_file.h"
 #include "platform/platform.h"
+#include "platform/rehearsal.h"
 
 namespace {
 
 constexpr unsigned long poll_interval = 100;  // milliseconds
+constexpr unsigned button_set = 0xF;  // the part of a style that says which buttons there are
 
 // How often, and how many milliseconds apart, a box is asked to close before its
 // thread is ended. A thread ended while its box comes up would leave locks behind.
@@ -22,7 +25,17 @@ constexpr unsigned long close_wait = 25;
 
 enum question_phase : int { closed, shown, answered };
 
+// In a rehearsal the user lets the run go on.
+int rehearsed_answer(unsigned style) {
+  return (style & button_set) == yes_no_buttons ? answer_yes : answer_ok;
+}
+
+step_kind kind_of(unsigned style) {
+  return (style & button_set) == ok_button ? step_kind::message : step_kind::question;
+}
+
 platform::started_thread dialog_thread;
+std::size_t dialog_step = 0;  // in the run's record
 std::string dialog_text;
 std::atomic<unsigned> dialog_style = 0;
 std::atomic<int> dialog_answer = answer_ok;  // what counts as the answer
@@ -43,6 +56,13 @@ void show_question(void *) {
 
 unsigned long start_question(const std::string &text, unsigned style, int assumed_answer) {
   stop_question();
+  if (rehearsal::is_on()) {
+    tell_step(kind_of(style), text, rehearsed_answer(style) == answer_yes ? "Yes" : "OK");
+    dialog_answer = rehearsed_answer(style);
+    dialog_phase = closed;
+    return 0;
+  }
+  dialog_step = begin_step(kind_of(style), text);
   dialog_text = text;
   dialog_style = style;
   dialog_answer = assumed_answer;
@@ -51,6 +71,7 @@ unsigned long start_question(const std::string &text, unsigned style, int assume
   dialog_thread = platform::start_thread(show_question, nullptr);
   if (!dialog_thread.thread) {
     dialog_phase = closed;
+    end_step(dialog_step, {});
     return 0;
   }
   return dialog_thread.id;
@@ -81,6 +102,7 @@ void stop_question() {
     platform::terminate_thread(dialog_thread.thread.get());
   }
   dialog_thread.thread.reset();
+  end_step(dialog_step, {.exit_code = dialog_answer, .lines = {}});
 }
 
 namespace {
@@ -96,12 +118,14 @@ void say_question(const std::string &text) {
 }  // namespace
 
 int timed_question(const std::string &text, int seconds, unsigned style) {
-  if (state.attended) {
+  if (state.attended && !rehearsal::is_on()) {
+    const std::size_t step = begin_step(kind_of(style), text);
     say_question(text);
+    end_step(step, {.exit_code = answer_ok, .lines = {}});
     return answer_ok;  // as when nobody answers
   }
   if (start_question(text, style, answer_ok) == 0) {
-    return answer_ok;
+    return question_answer();
   }
   const unsigned long limit = static_cast<unsigned long>(seconds) * 1000;
   for (unsigned long waited = 0; waited < limit && dialog_phase == shown; waited += poll_interval) {

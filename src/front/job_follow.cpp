@@ -47,7 +47,7 @@ job_view view_job(const std::string &head, int job_id) {
   job_view view;
   (void)run_command(
       format_text("%s view %d /scheduler:%s", state.ccp_job_command.c_str(), job_id, head.c_str()),
-      [&](const std::string &line) {
+      asks(), [&](const std::string &line) {
         for (const char *key : {"State", "Status"}) {
           view.job_state = value_of(line, key).value_or(view.job_state);
         }

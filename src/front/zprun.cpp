@@ -221,7 +221,7 @@ bool goes_to_scheduler() {
 
   discover_installation();
   select_backend();
-  std::string command = join_solver_arguments();
+  command_line command = join_solver_arguments();
   if (goes_to_scheduler()) {
     (void)submit_scheduler_job(command);
     something_was_started = true;

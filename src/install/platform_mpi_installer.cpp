@@ -35,7 +35,7 @@ void install_platform_mpi() {
   // "plaformmpi" is how the setup program spells its component.
   const std::string command = setup + " /verysilent /components=\"plaformmpi\"";
   std::string first_line;
-  const auto status = run_command(command, [&](const std::string &line) {
+  const auto status = run_command(command, acts(), [&](const std::string &line) {
     first_line = line;
     return false;
   });

@@ -83,7 +83,7 @@ std::string missing_program_message(const std::string &program) {
   const std::string command = program + " -install";
   std::string last_line;
   bool failed = false;
-  const auto status = run_command(command, [&](const std::string &line) {
+  const auto status = run_command(command, acts(), [&](const std::string &line) {
     last_line = line;
     failed = contains(line, "fail") || contains(line, "error");
     return !failed;

@@ -6,6 +6,7 @@
 #include "core/exit_status.h"
 #include "core/launch_state.h"
 #include "core/messages.h"
+#include "core/run_record.h"
 #include "launch/backend_selection.h"
 #include "launch/discovery.h"
 #include "launch/options.h"
@@ -53,7 +54,7 @@ void run_phases(int count, char **arguments) {
   install_on_request();
   discover_installation();
   select_backend();
-  std::string command = join_solver_arguments();
+  command_line command = join_solver_arguments();
   if (!submit_scheduler_job(command)) {
     launch_solver(command);
   }
@@ -62,16 +63,20 @@ void run_phases(int count, char **arguments) {
 }  // namespace
 
 void start_from_window(void *instance, int show_command, int count, char **arguments) {
+  begin_run_record(count, arguments);
   state.windows_version_class = classify_windows(platform::windows_version());
   state.instance_handle = instance;
   state.show_command = show_command;
   state.message_buffer.clear();
   platform::at_exit(flush_messages);
   run_phases(count, arguments);
-  platform::exit_program(exit_normal);  // whatever the solver returned
+  platform::exit_program(status_at_the_end());
 }
 
 int start_from_console(int count, char **arguments) {
+  begin_run_record(count, arguments);
   run_phases(count, arguments);
-  return exit_normal;
+  const int status = status_at_the_end();
+  finish_run_record(status);
+  return status;
 }

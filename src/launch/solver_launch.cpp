@@ -1,7 +1,6 @@
 // solver_launch.cpp: from the finished command line to the timing report.
 #include "launch/solver_launch.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
@@ -11,9 +10,11 @@
 #include "core/exit_status.h"
 #include "core/launch_state.h"
 #include "core/messages.h"
+#include "core/run_record.h"
 #include "core/text.h"
 #include "core/text_file.h"
 #include "platform/platform.h"
+#include "platform/rehearsal.h"
 #include "scheduler/job_exit.h"
 
 namespace {
@@ -31,7 +32,7 @@ void warn_without_launch_command() {
 
 platform::start_settings child_settings() {
   platform::start_settings settings;
-  settings.grouped = state.attended;
+  settings.grouped = state.attended || run_is_recorded();  // to end it, or for its times
   if (env_text("STDOUT_FLUSH") == "1") {
     settings.give_standard_handles = true;
     settings.output = platform::standard_handle(platform::standard_stream::output);
@@ -44,16 +45,17 @@ platform::start_settings child_settings() {
   return settings;
 }
 
-platform::started_process start_child(const std::string &command) {
-  // Windows starts nothing behind a blank.
-  const std::size_t start = std::min(command.find_first_not_of(' '), command.size());
-  platform::started_process child =
-      platform::start_process(command.substr(start), child_settings());
+platform::started_process start_child(const command_line &command) {
+  command_line started = command;
+  remove_leading_blanks(started);  // Windows starts nothing behind one
+  record_launch(started);
+  platform::started_process child = platform::start_process(started.text, child_settings());
   if (!child.process) {
-    add_message("Unable to execute %s %s\n", "(null)", command.c_str());
+    add_message("Unable to execute %s %s\n", "(null)", command.text.c_str());
     add_message("%s\n", platform::system_message(child.error).c_str());
     platform::exit_program(exit_cannot_launch);
   }
+  record_launch_started(child.id);
   return child;
 }
 
@@ -101,15 +103,38 @@ void write_timing_file(std::time_t start, std::time_t end, void *child) {
   }
 }
 
-}  // namespace
-
-std::string join_solver_arguments() {
-  warn_without_launch_command();
-  return state.launch_command + " " + state.solver_args_line;
+// The end of a local run, told and not done.
+void rehearse_launch(command_line command) {
+  remove_leading_blanks(command);
+  record_launch(command);
+  tell_step(step_kind::action, command.text, "started");
+  if (state.wait_mode || state.zephon_prod != "zephon") {
+    tell_unknown("how long the program runs and how it ends");
+    if (state.timing_file) {
+      tell_step(step_kind::file, "write " + *state.timing_file, "start, end and times of the run");
+    }
+  }
+  if (!state.mpi_selected) {
+    run_job_exit_command();
+  }
 }
 
-void launch_solver(const std::string &command) {
-  attended_process = nullptr;
+}  // namespace
+
+command_line join_solver_arguments() {
+  warn_without_launch_command();
+  command_line command;
+  append(command, state.launch_command, "launch command of the MPI");
+  append(command, " ", "between the launch command and the solver's arguments");
+  append(command, state.solver_args_line, "the solver's arguments");
+  return command;
+}
+
+void launch_solver(const command_line &command) {
+  if (rehearsal::is_on()) {
+    rehearse_launch(command);
+    return;
+  }
   platform::started_process child = start_child(command);
   announce_child(child.id);
   if (state.attended) {
@@ -121,8 +146,12 @@ void launch_solver(const std::string &command) {
   if (must_wait()) {
     const std::time_t start = platform::current_time();
     platform::wait_for(child.process.get(), platform::wait_forever);
+    record_launch_ended(child.process.get(),
+                        state.attended ? attended_group.load() : child.group.get());
     write_timing_file(start, platform::current_time(), child.process.get());
-    state.solver_status = static_cast<int>(platform::exit_code(child.process.get()));
+    if (state.attended || solver_status_is_wanted()) {
+      state.solver_status = static_cast<int>(platform::exit_code(child.process.get()));
+    }
   }
   if (state.attended) {
     (void)child.process.release();

@@ -1,15 +1,15 @@
 // solver_launch.h: starts the launch command, waits for it and reports the times.
 #pragma once
 
-#include <string>
+#include "core/command_line.h"
 
 // The launch command with the solver's arguments behind it. Warns of an MPI that
 // was asked for by name and has no launch command.
-std::string join_solver_arguments();
+command_line join_solver_arguments();
 
 // Starts the command, waits for it where that is wanted and writes the timing file.
 // Ends the program with status 255 when it cannot be started.
-void launch_solver(const std::string &command);
+void launch_solver(const command_line &command);
 
 // For an attended run, from any thread: whether its program runs; waits for its end,
 // true when it came; ends it and all that it started on this computer.

@@ -33,6 +33,7 @@ constexpr unsigned long process_still_active = 259UL;  // exit code of a process
 unsigned long windows_version();  // the number that GetVersion gives
 unsigned long process_id();
 std::time_t current_time();
+std::int64_t current_microseconds();  // since the first moment of 1970, UTC
 
 // Has the function called on every normal end of the program.
 void at_exit(void (*function)());
@@ -50,6 +51,10 @@ interrupt_handler set_interrupt_handler(interrupt_handler handler);
 
 // Windows' own text for an error code, its line end included; empty if it has none.
 std::string system_message(unsigned long error);
+
+// A text of the ANSI code page in UTF-8. What is no text there becomes U+FFFD or
+// the code page's own default character: the result is valid UTF-8 whatever comes in.
+std::string utf8_of(const std::string &text);
 
 // ---- Environment --------------------------------------------------------------------------
 
@@ -81,6 +86,10 @@ bool write_all(void *handle, const char *text, std::size_t size);
 
 // Removes a file or the link of that name, not what a link points to.
 void remove_file(const std::string &path);
+
+// Gives a file another name in the same folder, in one move, whether or not there
+// is a file of that name; false when Windows refuses.
+bool replace_file(const std::string &path, const std::string &new_path);
 
 // The current directory; nothing when Windows does not tell.
 std::optional<std::string> current_directory();
@@ -143,6 +152,9 @@ void terminate_group(void *group, unsigned long code);
 
 // Kernel and user time of a process in units of 100 ns; nothing when Windows does not tell.
 std::optional<std::uint64_t> processor_time(void *process);
+
+// The same of all processes of a group, those that have ended included.
+std::optional<std::uint64_t> group_processor_time(void *group);
 
 // Runs a command through the command interpreter in the launcher's own console
 // and waits for it. Its status, or -1 when the interpreter could not be started.

@@ -55,6 +55,14 @@ std::time_t current_time() {
   return std::time(nullptr);
 }
 
+std::int64_t current_microseconds() {
+  constexpr std::int64_t from_1601_to_1970 = 11'644'473'600'000'000;
+  FILETIME time;
+  GetSystemTimeAsFileTime(&time);
+  const auto ticks = (static_cast<std::uint64_t>(time.dwHighDateTime) << 32U) | time.dwLowDateTime;
+  return static_cast<std::int64_t>(ticks / 10) - from_1601_to_1970;
+}
+
 namespace {
 
 std::vector<void (*)()> exit_functions;
@@ -101,6 +109,19 @@ std::string system_message(unsigned long error) {
   std::string message(length > 0 ? text : "");
   (void)LocalFree(text);
   return message;
+}
+
+std::string utf8_of(const std::string &text) {
+  const int size = static_cast<int>(std::min<std::size_t>(text.size(), 1U << 24U));
+  const int wide_size = MultiByteToWideChar(CP_ACP, 0, text.data(), size, nullptr, 0);
+  std::wstring wide(static_cast<std::size_t>(wide_size), L'\0');
+  (void)MultiByteToWideChar(CP_ACP, 0, text.data(), size, wide.data(), wide_size);
+  const int bytes =
+      WideCharToMultiByte(CP_UTF8, 0, wide.data(), wide_size, nullptr, 0, nullptr, nullptr);
+  std::string result(static_cast<std::size_t>(bytes), '\0');
+  (void)WideCharToMultiByte(CP_UTF8, 0, wide.data(), wide_size, result.data(), bytes, nullptr,
+                            nullptr);
+  return result;
 }
 
 // ---- Environment --------------------------------------------------------------------------
@@ -172,6 +193,10 @@ bool write_all(void *handle, const char *text, std::size_t size) {
 
 void remove_file(const std::string &path) {
   (void)DeleteFileA(path.c_str());  // what is not there need not be removed
+}
+
+bool replace_file(const std::string &path, const std::string &new_path) {
+  return MoveFileExA(path.c_str(), new_path.c_str(), MOVEFILE_REPLACE_EXISTING) != 0;
 }
 
 std::optional<std::string> current_directory() {
@@ -348,6 +373,16 @@ std::optional<std::uint64_t> processor_time(void *process) {
     return (static_cast<std::uint64_t>(time.dwHighDateTime) << 32U) | time.dwLowDateTime;
   };
   return ticks(kernel) + ticks(user);
+}
+
+std::optional<std::uint64_t> group_processor_time(void *group) {
+  JOBOBJECT_BASIC_ACCOUNTING_INFORMATION spent{};
+  if (!QueryInformationJobObject(group, JobObjectBasicAccountingInformation, &spent, sizeof spent,
+                                 nullptr)) {
+    return std::nullopt;
+  }
+  return static_cast<std::uint64_t>(spent.TotalKernelTime.QuadPart) +
+         static_cast<std::uint64_t>(spent.TotalUserTime.QuadPart);
 }
 
 int run_in_console(const std::string &command) {

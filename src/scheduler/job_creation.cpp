@@ -9,6 +9,7 @@
 #include "core/exit_status.h"
 #include "core/launch_state.h"
 #include "core/messages.h"
+#include "core/run_record.h"
 #include "core/timed_question.h"
 #include "core/trace.h"
 #include "platform/platform.h"
@@ -43,7 +44,7 @@ bool submit_job(const std::string &head, int job_id) {
   const std::string command = format_text("%s submit /scheduler:%s /id:%d",
                                           state.ccp_job_command.c_str(), head.c_str(), job_id);
   trace("buf", command, submit_trace_line);
-  return run_command(command, [](const std::string &) { return true; }).has_value();
+  return run_command(command, acts(), [](const std::string &) { return true; }).has_value();
 }
 
 void show_wait_box(const std::string &head, int job_id) {
@@ -62,7 +63,10 @@ void confirm_cancel(const std::string &head, int job_id) {
   const std::string text =
       format_text("\nDo you want to cancel your submitted job %d to the scheduler on %s?", job_id,
                   head.c_str());
-  if (platform::show_message_box("Zephon", text, yes_no_buttons | topmost_box) == answer_yes) {
+  const std::size_t step = begin_step(step_kind::question, text);
+  const int answer = platform::show_message_box("Zephon", text, yes_no_buttons | topmost_box);
+  end_step(step, {.exit_code = answer, .lines = {}});
+  if (answer == answer_yes) {
     cancel_scheduler_job(SIGINT);
   }
   show_wait_box(head, job_id);
@@ -84,7 +88,7 @@ void wait_for_nodes(const std::string &head, int job_id) {
 
 int run_job_new(const std::string &command) {
   int job_id = -1;
-  run_command(command, [&](const std::string &line) {
+  run_command(command, acts(assumed_new_job()), [&](const std::string &line) {
     print_text(platform::standard_stream::output, line);
     if (job_id < 0) {
       job_id = parse_new_job_id(line);
@@ -124,9 +128,9 @@ void cancel_scheduler_job(int) {
   const int job_id = job ? to_number(*job) : -1;
   if (job_id >= 0) {
     print("\nCancelling job %d ... ", job_id);
-    platform::run_and_discard_output(format_text("%s cancel %d /scheduler:%s",
-                                                 state.ccp_job_command.c_str(), job_id,
-                                                 chars_of(head_node())));
+    run_without_output(format_text("%s cancel %d /scheduler:%s", state.ccp_job_command.c_str(),
+                                   job_id, chars_of(head_node())));
+    record_job_released();
     print("done!\nPress Ctrl-C to stop after done!\n");
   }
   platform::exit_program(exit_job_cancelled);

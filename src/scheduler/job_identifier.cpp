@@ -7,6 +7,8 @@
 
 namespace {
 
+constexpr const char *created_job = "Created job, ID:";
+
 // The number behind a prefix; -1 when the line does not begin with it or holds none.
 int id_after(const std::string &line, std::string_view prefix) {
   int id = -1;
@@ -18,9 +20,17 @@ int id_after(const std::string &line, std::string_view prefix) {
 
 }  // namespace
 
+std::string assumed_new_job() {
+  return created_job + (" " + std::to_string(assumed_job_id)) + "\n";
+}
+
+tool_use asks_about_job(int job_id, const std::string &assumed_output) {
+  return job_id == assumed_job_id ? asks_about_the_assumed(assumed_output) : asks();
+}
+
 int parse_new_job_id(const std::string &line) {
   const int queued = id_after(line, "Job queued, ID:");
-  return queued >= 0 ? queued : id_after(line, "Created job, ID:");
+  return queued >= 0 ? queued : id_after(line, created_job);
 }
 
 int parse_job_id(const std::string &line) {

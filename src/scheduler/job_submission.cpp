@@ -10,9 +10,11 @@
 #include "core/environment.h"
 #include "core/launch_state.h"
 #include "core/messages.h"
+#include "core/run_record.h"
 #include "core/text_file.h"
 #include "core/trace.h"
 #include "platform/platform.h"
+#include "platform/rehearsal.h"
 #include "scheduler/job_exit.h"
 #include "scheduler/job_identifier.h"
 #include "scheduler/job_watch.h"
@@ -43,7 +45,7 @@ void log_run_command(const std::string &command) {
 }
 
 void run_and_echo(const std::string &command) {
-  run_command(command, [](const std::string &line) {
+  run_command(command, acts(), [](const std::string &line) {
     print_text(platform::standard_stream::output, line);
     return true;
   });
@@ -119,6 +121,13 @@ bool wait_for_submit_answer(text_reader *output, void *event) {
 }
 
 void submit_and_watch(const std::string &command) {
+  if (rehearsal::is_on()) {
+    tell_step(step_kind::action, command, "the task was taken");
+    run_job_exit_command();
+    tell_unknown("how long the job waits and runs, and how it ends");
+    return;
+  }
+  const std::size_t step = begin_step(step_kind::action, command);
   // Stopped with the tool behind it, or a job would be submitted twice.
   text_reader *output = open_current_run(command, stopping::possible);
   if (output == nullptr) {
@@ -130,8 +139,8 @@ void submit_and_watch(const std::string &command) {
     } else {
       if (!wait_for_submit_answer(output, created.event.get())) {
         // In the console, so that the tool can ask for what it seems to wait for.
-        platform::run_in_console(
-            command + (state.attended ? "" : " -ccp_job %CCP_TASKCONTEXT%@%CCP_CLUSTER_NAME% "));
+        run_in_console(command +
+                       (state.attended ? "" : " -ccp_job %CCP_TASKCONTEXT%@%CCP_CLUSTER_NAME% "));
       }
       // The MPI's name stands where a count might be expected: scripts match this line.
       print_error("Waiting for CCP scheduler@%s to start %s nodes ...\n", chars_of(head_node()),
@@ -139,6 +148,7 @@ void submit_and_watch(const std::string &command) {
     }
     close_current_run();
   }
+  end_step(step, {});
   run_job_exit_command();
   watch_scheduler_job();
 }
@@ -160,29 +170,33 @@ void add_and_submit(const std::string &command) {
 
 }  // namespace
 
-bool submit_scheduler_job(std::string &command) {
-  if (command.size() <= shortened_command_limit) {
-    command.erase(0, command.find_first_not_of(' '));
+bool submit_scheduler_job(command_line &command) {
+  if (command.text.size() <= shortened_command_limit) {
+    remove_leading_blanks(command);
   }
-  log_run_command(command);
+  log_run_command(command.text);
   const auto head = head_node();
   if (!head || host_file()) {
     return false;
   }
-  if (state.mpi_name == "ibmmpi" && contains(command, state.ccp_job_command + " add")) {
-    add_and_submit(command);
+  if (state.mpi_name == "ibmmpi" && contains(command.text, state.ccp_job_command + " add")) {
+    record_launch(command);
+    add_and_submit(command.text);
     return true;
   }
   // A front follows the job of Intel MPI as well, so it has to learn its number.
   const bool answers = state.mpi_name == "msmpi" ||
                        (state.attended && state.mpi_name == "intel" && *head != inside_job);
-  if (answers && contains(command, "mpiexec")) {
+  if (answers && contains(command.text, "mpiexec")) {
+    record_launch(command);
     if (*head == inside_job) {
-      trace("args", command, inside_job_trace_line);
-      state.solver_status = platform::run_in_console(command);
+      trace("args", command.text, inside_job_trace_line);
+      record_launch_started(std::nullopt);
+      state.solver_status = run_in_console(command.text);
+      record_launch_status(*state.solver_status);
       watch_scheduler_job();
     } else {
-      submit_and_watch(command);
+      submit_and_watch(command.text);
     }
     return true;
   }

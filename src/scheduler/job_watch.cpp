@@ -7,10 +7,13 @@
 #include <string>
 
 #include "core/environment.h"
+#include "core/exit_status.h"
 #include "core/launch_state.h"
 #include "core/messages.h"
+#include "core/run_record.h"
 #include "core/text_file.h"
 #include "platform/platform.h"
+#include "platform/rehearsal.h"
 #include "scheduler/job_state.h"
 #include "scheduler/scheduler_options.h"
 
@@ -58,6 +61,10 @@ void watch_scheduler_job() {
   if (!head || job_id < 1 || state.attended) {
     return;
   }
+  if (rehearsal::is_on()) {
+    tell_unknown("how long the job waits and runs, and how it ends");
+    return;
+  }
   std::size_t last = queued;
   std::string detail;
   for (int polls = 0; last == queued || (last == running && polls < running_polls);) {
@@ -66,9 +73,11 @@ void watch_scheduler_job() {
       print("Job %d is %s.%s%s\n", job_id, state_names[*now], detail.empty() ? "" : " ",
             detail.c_str());
       last = *now;
+      record_job_state(state_names[last]);
     }
     if (last != queued && last != running && last != finished) {
       print_job_output_files(job_id);
+      state.solver_status = exit_job_failed;
     }
     platform::sleep_ms(poll_interval);
     ++polls;

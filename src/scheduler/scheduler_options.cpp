@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "core/command_runner.h"
 #include "core/environment.h"
 #include "core/launch_state.h"
 #include "core/messages.h"
@@ -82,7 +83,7 @@ int check_scheduler_credentials() {
   append_scheduler_options(command, scheduled::job);
   command += " cmd.exe /C ver";
   trace("buf", command, credential_trace_line);
-  return platform::run_in_console(command);
+  return run_in_console(command);
 }
 
 void append_output_options(std::string &command) {

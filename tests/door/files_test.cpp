@@ -51,6 +51,21 @@ TEST_F(DoorFiles, AreWrittenReadAndAppendedTo) {
   EXPECT_EQ("3", content(path));
 }
 
+TEST_F(DoorFiles, TakeAnotherNameAndTheOtherFilesPlaceWithIt) {
+  write(in_folder("new"), open_mode::write, "new");
+  EXPECT_TRUE(platform::replace_file(in_folder("new"), in_folder("name")));
+  EXPECT_EQ("new", content(in_folder("name")));
+  EXPECT_EQ("(cannot be opened)", content(in_folder("new")));
+  write(in_folder("newer"), open_mode::write, "newer");
+  EXPECT_TRUE(platform::replace_file(in_folder("newer"), in_folder("name")));
+  EXPECT_EQ("newer", content(in_folder("name")));
+
+  EXPECT_FALSE(platform::replace_file(in_folder("missing"), in_folder("name")));
+  door::make_directory(in_folder("directory"));
+  EXPECT_FALSE(platform::replace_file(in_folder("name"), in_folder("directory")));
+  EXPECT_EQ("newer", content(in_folder("name")));
+}
+
 TEST_F(DoorFiles, ArriveWholeHoweverLarge) {
   std::string text;
   for (int line = 0; line < 100'000; ++line) {

@@ -113,6 +113,19 @@ TEST(DoorProcesses, HaveAGroupOnlyWhenAsked) {
   EXPECT_FALSE(platform::start_process(command_of({}), {}).group);
 }
 
+TEST(DoorProcesses, HaveAProcessorTimeWithAllThatTheyStarted) {
+  start_settings settings;
+  settings.grouped = true;
+  const auto started = platform::start_process("cmd.exe /c " + command_of({}), settings);
+  ASSERT_TRUE(started.group);
+  EXPECT_TRUE(platform::wait_for(started.process.get(), long_enough));
+  const auto own = platform::processor_time(started.process.get());
+  const auto all = platform::group_processor_time(started.group.get());
+  ASSERT_TRUE(own && all);
+  EXPECT_TRUE(*own <= *all || *all == 0);  // Wine counts nothing
+  EXPECT_FALSE(platform::group_processor_time(platform::create_event(nullptr).event.get()));
+}
+
 TEST(DoorProcesses, HaveAProcessorTimeAndOthersHaveNone) {
   const auto started = platform::start_process(command_of({}), {});
   EXPECT_TRUE(platform::wait_for(started.process.get(), long_enough));

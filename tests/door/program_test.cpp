@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <ctime>
 #include <string>
 
@@ -17,7 +18,7 @@ void say(const std::string &text) {
 
 void end_after_functions() {
   platform::at_exit([] { say("first registered\n"); });
-  platform::at_exit([] { say("last registered\n"); });
+  platform::at_exit([] { say(std::to_string(platform::status_at_exit()) + "\nlast registered\n"); });
   platform::exit_program(255);
 }
 
@@ -83,9 +84,17 @@ TEST(DoorProgram, KnowsTheTimeWhichDoesNotRunBack) {
   EXPECT_LE(before, platform::current_time());
 }
 
+TEST(DoorProgram, KnowsTheTimeInMicrosecondsOfTheSameClock) {
+  const std::int64_t before = platform::current_microseconds();
+  platform::sleep_ms(40);
+  const std::int64_t after = platform::current_microseconds();
+  EXPECT_LE(before + 20'000, after);
+  EXPECT_LE(std::abs(after / 1'000'000 - platform::current_time()), 1);
+}
+
 TEST(DoorProgram, EndsWithItsStatusAfterTheFunctionsAtExit) {
   const door::outcome ended = door::run_program("end_after_functions");
-  EXPECT_EQ("last registered\nfirst registered\n", ended.output);
+  EXPECT_EQ("255\nlast registered\nfirst registered\n", ended.output);
   EXPECT_EQ(255U, ended.status);
 }
 
@@ -120,6 +129,41 @@ TEST(DoorMessages, EndTheirLineAndAreEmptyForAnUnknownError) {
 }
 
 // ---- Environment --------------------------------------------------------------------------
+
+// Whether the bytes are UTF-8: no lone, overlong or missing byte, no half of a pair.
+bool is_utf8(const std::string &text) {
+  for (std::size_t i = 0; i < text.size();) {
+    const auto byte = [&](std::size_t at) {
+      return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U;
+    };
+    const unsigned lead = byte(i);
+    const std::size_t more = lead < 0x80 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+    if ((lead >= 0x80 && lead < 0xC2) || lead > 0xF4 || (lead == 0xE0 && byte(i + 1) < 0xA0) ||
+        (lead == 0xED && byte(i + 1) > 0x9F) || (lead == 0xF0 && byte(i + 1) < 0x90)) {
+      return false;
+    }
+    for (std::size_t next = 1; next <= more; ++next) {
+      if ((byte(i + next) & 0xC0U) != 0x80U) {
+        return false;
+      }
+    }
+    i += more + 1;
+  }
+  return true;
+}
+
+TEST(DoorText, IsUtf8WhateverComesIn) {
+  EXPECT_EQ("", platform::utf8_of(""));
+  EXPECT_EQ(std::string("D:\a b\\c\n\0d", 11),
+            platform::utf8_of(std::string("D:\a b\\c\n\0d", 11)));
+  for (int first = 0; first < 256; ++first) {
+    for (const int second : {0x20, 0x41, 0x7F, 0x80, 0xA0, 0xC3, 0xED, 0xFF}) {
+      const std::string bytes = {static_cast<char>(first), static_cast<char>(second)};
+      ASSERT_TRUE(is_utf8(platform::utf8_of(bytes))) << first << " " << second;
+      ASSERT_TRUE(is_utf8(platform::utf8_of(bytes.substr(0, 1)))) << first;
+    }
+  }
+}
 
 TEST(DoorVariables, AreReplacedWhenSetAgainWhateverTheLetters) {
   EXPECT_EQ(0U, platform::put_variable("DOOR_TEST=1"));

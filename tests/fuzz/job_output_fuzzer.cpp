@@ -94,13 +94,13 @@ void fuzz_creation(const std::vector<std::string> &sections, const manner &how) 
 void fuzz_submission(const std::vector<std::string> &sections, const manner &how) {
   begin(sections, how, "msmpi");
   stand_in::given_variable("CCP_JOB_SUBMIT_WAIT_TIME", "2");
-  std::string command = "job submit /scheduler:head mpiexec solver";
+  command_line command{"job submit /scheduler:head mpiexec solver", {}};
   const auto result = fuzz::run([&] { (void)submit_scheduler_job(command); });
   fuzz::check_run(result);
 
   begin(sections, how, "ibmmpi");
   state.scheduler_job_id = 7;
-  command = "job add 7 mpirun solver";
+  command.text = "job add 7 mpirun solver";
   const auto second = fuzz::run([&] { (void)submit_scheduler_job(command); });
   fuzz::check_run(second);
   fuzz::require(echoes(second, sections.front()), "what `job add` printed is echoed");

@@ -41,7 +41,7 @@ void fuzz_tool(const std::string &content) {
   stand_in::given_tool("tool", stand_in::prints(content));
   std::vector<std::string> lines;
   const auto result = fuzz::run([&] {
-    (void)run_command("tool", [&](const std::string &line) {
+    (void)run_command("tool", asks(), [&](const std::string &line) {
       lines.push_back(line);
       return true;
     });

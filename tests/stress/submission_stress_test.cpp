@@ -31,10 +31,10 @@ std::string submit_command(const std::string &answer, int round) {
 void submit_in_vain(const std::string &answer, int round, const std::string &seconds) {
   given_variable("CCP_JOB_SUBMIT_WAIT_TIME", seconds);
   given_variable("CANCEL_CCP_JOB_EXIT1", "stress_job exit " + std::to_string(round));
-  std::string command = submit_command(answer, round);
+  command_line command{submit_command(answer, round), {}};
   ASSERT_TRUE(submit_scheduler_job(command));
   const std::string in_console = file_text("fallback").value_or("");
-  ASSERT_TRUE(in_console.starts_with(command + " -ccp_job ")) << in_console;
+  ASSERT_TRUE(in_console.starts_with(command.text + " -ccp_job ")) << in_console;
   ASSERT_EQ(std::to_string(round), file_text("released"));
   ASSERT_EQ(std::nullopt, platform::get_variable("CANCEL_CCP_JOB_EXIT1"));
   ASSERT_TRUE(all_have_ended("stress_job.exe"));

@@ -2,6 +2,7 @@
 #include "support/fresh_launch.h"
 
 #include "core/command_runner.h"
+#include "core/run_record.h"
 #include "core/timed_question.h"
 #include "install/install_log.h"
 
@@ -15,6 +16,7 @@ void fresh_launch() {
   (void)close_current_run();
   install_log_close();
   state = launch_state{};
+  forget_run_record();
   fresh_world();
 }
 

@@ -398,6 +398,26 @@ void at_exit(void (*function)()) {
   the_world().at_exit_functions.push_back(function);
 }
 
+std::int64_t current_microseconds() {
+  return static_cast<std::int64_t>(the_world().time_at_begin) * 1'000'000 +
+         static_cast<std::int64_t>(the_world().now) * 1'000;
+}
+
+// A code page whose letters are those of the first 256 of Unicode.
+std::string utf8_of(const std::string &text) {
+  std::string result;
+  for (const char letter : text) {
+    const auto number = static_cast<unsigned char>(letter);
+    if (number < 0x80) {
+      result += letter;
+    } else {
+      result += static_cast<char>(0xC0U | (number >> 6U));
+      result += static_cast<char>(0x80U | (number & 0x3FU));
+    }
+  }
+  return result;
+}
+
 void exit_program(int status) {
   stand_in::world &here = the_world();
   here.status_at_exit = status;

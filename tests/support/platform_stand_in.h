@@ -184,14 +184,16 @@ struct tool_answer {
   milliseconds output_stays_open = 0;               // after the last piece
   milliseconds lives_without_output = 0;            // after its output is closed
   std::optional<std::uint64_t> processor_time = 0;  // nothing: Windows does not tell
-  std::function<void()> deed;                       // done when it is started
+  std::optional<std::uint64_t> group_time;  // of it and of all that it started; nothing: the same
+  std::function<void()> deed;               // done when it is started
 
   tool_answer then_prints(const std::string &text, milliseconds delay = 0) const;
   tool_answer then_prints_error(const std::string &text, milliseconds delay = 0) const;
   tool_answer exits_with(unsigned long code) const;
   tool_answer stays(milliseconds time = never) const;     // its output stays open
   tool_answer lives_on(milliseconds time = never) const;  // its output is closed
-  tool_answer used_time(std::optional<std::uint64_t> hundred_ns) const;
+  tool_answer used_time(std::optional<std::uint64_t> hundred_ns,
+                        std::optional<std::uint64_t> with_all_it_started = {}) const;
   tool_answer does(std::function<void()> something) const;
 };
 

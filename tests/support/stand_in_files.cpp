@@ -429,6 +429,21 @@ void remove_file(const std::string &path) {
   }
 }
 
+bool replace_file(const std::string &path, const std::string &new_path) {
+  const std::string compared = stand_in::compared_path(path);
+  const std::string target = stand_in::compared_path(new_path);
+  const auto entry = stand_in::find_file(compared);
+  const auto replaced = stand_in::find_file(target);
+  if (entry == nullptr || the_world().unwritable.contains(target) ||
+      (replaced != nullptr && replaced->is_directory)) {
+    return false;
+  }
+  the_world().files.erase(compared);
+  entry->path = stand_in::full_path(new_path);
+  the_world().files[target] = entry;
+  return true;
+}
+
 std::optional<std::string> current_directory() {
   return the_world().current_directory;
 }

@@ -170,6 +170,7 @@ std::shared_ptr<process> new_process(const started_command &started, const tool_
   one->command = started.command;
   one->exit_code = answer.exit_code;
   one->processor_time = answer.processor_time;
+  one->group_time = answer.group_time ? answer.group_time : answer.processor_time;
   add_steps(*one, answer);
   here.processes.push_back(one);
   if (answer.deed) {
@@ -324,9 +325,11 @@ tool_answer tool_answer::lives_on(milliseconds time) const {
   return other;
 }
 
-tool_answer tool_answer::used_time(std::optional<std::uint64_t> hundred_ns) const {
+tool_answer tool_answer::used_time(std::optional<std::uint64_t> hundred_ns,
+                                   std::optional<std::uint64_t> with_all_it_started) const {
   tool_answer other = *this;
   other.processor_time = hundred_ns;
+  other.group_time = with_all_it_started;
   return other;
 }
 
@@ -535,6 +538,11 @@ void terminate_group(void *group, unsigned long code) {
 std::optional<std::uint64_t> processor_time(void *process) {
   const auto one = stand_in::handle_as<stand_in::process>(process, "processor_time");
   return one == nullptr ? std::nullopt : one->processor_time;
+}
+
+std::optional<std::uint64_t> group_processor_time(void *group) {
+  const auto one = stand_in::handle_as<stand_in::process>(group, "group_processor_time");
+  return one == nullptr ? std::nullopt : one->group_time;
 }
 
 int run_in_console(const std::string &command) {

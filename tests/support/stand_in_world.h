@@ -83,6 +83,7 @@ struct process {
   output_target error;
   std::vector<std::shared_ptr<pipe>> held;  // pipes whose write end it holds
   std::optional<std::uint64_t> processor_time;
+  std::optional<std::uint64_t> group_time;
   std::optional<unsigned long> terminated_with;
   unsigned long exit_code = 0;
   bool interpreted = false;  // the command interpreter, and the tool behind it

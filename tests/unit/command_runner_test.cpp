@@ -16,7 +16,7 @@ using texts = std::vector<std::string>;
 
 // All lines of a command's output; its exit code.
 std::optional<int> run(const std::string &command, texts &lines) {
-  return run_command(command, [&](const std::string &line) {
+  return run_command(command, asks(), [&](const std::string &line) {
     lines.push_back(line);
     return true;
   });
@@ -76,7 +76,7 @@ TEST(RunCommand, HandsOverALongLineInPieces) {
 TEST(RunCommand, ReadsMegabytesToTheirEnd) {
   given_tool("t", prints(std::string(1'000'000, 'x')));
   std::size_t size = 0;
-  EXPECT_EQ(0, run_command("t", [&](const std::string &line) {
+  EXPECT_EQ(0, run_command("t", asks(), [&](const std::string &line) {
               size += line.size();
               return true;
             }));
@@ -106,7 +106,7 @@ TEST(RunCommand, GivesACodeAboveTheLargestNumber) {
 TEST(RunCommand, StopsReadingWhenTheTakerHasEnough) {
   given_tool("t", prints("1\n2\n3\n"));
   texts lines;
-  (void)run_command("t", [&](const std::string &line) {
+  (void)run_command("t", asks(), [&](const std::string &line) {
     lines.push_back(line);
     return lines.size() < 2;
   });

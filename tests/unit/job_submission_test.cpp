@@ -19,13 +19,15 @@ using texts = std::vector<std::string>;
 constexpr const char *view_command = "job view 42 /scheduler:head";
 constexpr const char *exit_command = "job modify 42 /rununtilcanceled:false /scheduler:head";
 
-bool submit(std::string command) {
+bool submit(const std::string &text) {
+  command_line command{text, {{text, ""}}};
   return submit_scheduler_job(command);
 }
 
-std::string rewritten(std::string command) {
+std::string rewritten(const std::string &text) {
+  command_line command{text, {{text, ""}}};
   (void)submit_scheduler_job(command);
-  return command;
+  return command.text;
 }
 
 texts first_commands(std::size_t count) {

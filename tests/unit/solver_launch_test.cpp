@@ -27,7 +27,7 @@ void given_launch(const std::string &launch_command, const std::string &argument
 }
 
 void launch() {
-  std::string command = join_solver_arguments();
+  command_line command = join_solver_arguments();
   if (!submit_scheduler_job(command)) {
     launch_solver(command);
   }
