@@ -3,6 +3,12 @@
 # cluster of eight nodes. Each creates a job of its own for four processors, so that
 # four of them run at a time, and follows it to its end.
 #
+# CLUSTER_CORES=16 makes the nodes larger, for more launchers: then 32 run at a time.
+#
+# The launchers have a console each, as one has that is started from a prompt: without
+# it Wine starts a console host for each of their commands. They come from as many
+# machines as this one has processors: Wine prefixes, each bound to one of them.
+#
 # Checks that every job ran exactly once, that none was lost and that none holds
 # nodes, and tells how long it took beside the same jobs given to Slurm bare. Ends
 # with 0 when all of that holds.
@@ -20,22 +26,42 @@ build=${BENCH_BUILD:-$root/build/mingw}
 place=$root/build/bench/cluster
 share=$place/share
 
+machine_prefix=()
+machine_display=()
+
 end_of_load() {
   stop_cluster
   wine_stop
+}
+
+# Wine's processes talk to their server all the time: on one processor that costs half.
+start_machines() {
+  local number started
+  for ((number = 0; number < $(nproc); ++number)); do
+    started=${#wine_helpers[@]}
+    wine_start
+    for helper in "${wine_helpers[@]:started}"; do
+      taskset -cp "$number" "$helper" >/dev/null
+    done
+    machine_prefix+=("$WINEPREFIX")
+    machine_display+=("$DISPLAY")
+  done
 }
 
 # A release with an MPI that says one line, and the share that the jobs work on.
 lay_out() {
   rm -rf "$place"
   mkdir -p "$place"/{bin,ms,release/netweave/mpi_wrapper/win64/msmpi,outputs} "$share"
-  cp "$build/mpirun.exe" "$build"/tests/tools/head_node/{job,cluscfg,run_task}.exe "$place/bin"
+  cp "$build/mpirun_console.exe" "$build"/tests/tools/head_node/{job,cluscfg,run_task}.exe "$place/bin"
   cp "$build/tests/tools/scripted_tool/scripted_tool.exe" "$place/ms/mpiexec.exe"
   printf 'out converged\\n\n' >"$place/ms/mpiexec.script"
   : >"$place/release/netweave/mpi_wrapper/win64/msmpi/mpi_wrapper.dll"
-  ln -sfn "$place" "$WINEPREFIX/dosdevices/l:"
-  mkdir -p "$WINEPREFIX/dosdevices/unc/fileserver"
-  ln -sfn "$share" "$WINEPREFIX/dosdevices/unc/fileserver/load"
+  local prefix
+  for prefix in "${machine_prefix[@]}"; do
+    ln -sfn "$place" "$prefix/dosdevices/l:"
+    mkdir -p "$prefix/dosdevices/unc/fileserver"
+    ln -sfn "$share" "$prefix/dosdevices/unc/fileserver/load"
+  done
 }
 
 set_environment() {
@@ -51,11 +77,16 @@ seconds_since() {
 }
 
 launch_all() {
-  local number started=()
+  local number machine started=()
   for ((number = 1; number <= count; ++number)); do
-    (cd "$share" && wine_run "$place/bin/mpirun.exe" --mpi=msmpi --np=4 --ccp HEADNODE \
-      --jobid=-1 solver.exe </dev/null >"$place/outputs/$number" 2>&1
-      echo $? >"$place/outputs/$number.status") &
+    machine=$((number % ${#machine_prefix[@]}))
+    (
+      export WINEPREFIX=${machine_prefix[machine]} DISPLAY=${machine_display[machine]}
+      cd "$share" && taskset -c "$machine" "${wine_personality[@]}" "$wine_loader" \
+        "$place/bin/mpirun_console.exe" --mpi=msmpi --np=4 --ccp HEADNODE --jobid=-1 solver.exe \
+        </dev/null >"$place/outputs/$number" 2>&1
+      echo $? >"$place/outputs/$number.status"
+    ) &
     started+=("$!")
   done
   wait "${started[@]}"
@@ -96,16 +127,16 @@ check_launches() {
 
 install_packages "${build_packages[@]}" "${wine_packages[@]}"
 if [ -z "${BENCH_BUILD-}" ]; then
-  build_preset mingw mpirun scripted_tool head_node_job head_node_cluscfg head_node_run_task || exit 1
+  build_preset mingw mpirun_console scripted_tool head_node_job head_node_cluscfg head_node_run_task || exit 1
 fi
 trap end_of_load EXIT
 trap 'exit 130' INT TERM HUP
-wine_start
+start_machines
 start_cluster || give_up "the cluster does not start"
 lay_out
 set_environment
 
-echo "$count launchers at once on eight nodes, four jobs at a time"
+echo "$count launchers at once on eight nodes, $((8 * cluster_cores / 4)) jobs at a time"
 began=$EPOCHREALTIME
 launch_all
 launched=$(seconds_since "$began")

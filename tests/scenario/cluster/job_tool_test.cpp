@@ -146,9 +146,9 @@ TEST_F(JobTool, ATaskFindsItsJobAndTheClustersVariablesInItsEnvironment) {
 TEST_F(JobTool, VariablesAreExpandedWhenTheTaskStarts) {
   const auto folder = share();
   const auto id = given_running_job();
-  job("add " + id + " /env:NAME=value /workdir:" + in_quotes(folder) +
-      " /stdout:ZP%CCP_TASKCONTEXT%.jdoe.o cmd.exe /c echo %NAME% %CCP_JOBID% %NOBODY%");
-  wait_for_text(share_on_drive() + "\\ZP" + id + ".1.jdoe.o", "value " + id + " %NOBODY%");
+  job("add " + id + " /workdir:" + in_quotes(folder) +
+      " /stdout:ZP%CCP_TASKCONTEXT%.jdoe.o cmd.exe /c echo %CCP_JOBID% %NOBODY%");
+  wait_for_text(share_on_drive() + "\\ZP" + id + ".1.jdoe.o", id + " %NOBODY%");
 }
 
 TEST_F(JobTool, OutputAndErrorsGoToTheirFilesInTheWorkingDirectoryOrToOneFile) {

@@ -37,7 +37,7 @@ constexpr std::array<sub_command, 7> sub_commands = {{{"job", "new", on_new},
                                                       {"job", "cancel", on_cancel},
                                                       {"cluscfg", "listenvs", on_listenvs}}};
 
-enum class value_kind { text, boolean, count, identifier, environment };
+enum class value_kind { text, boolean, count, identifier };
 
 struct option_rule {
   const char *name;
@@ -49,9 +49,8 @@ struct option_rule {
 
 constexpr std::size_t name_limit = 80;
 constexpr std::size_t path_limit = 160;
-constexpr std::size_t environment_limit = 2048;
 
-constexpr std::array<option_rule, 20> option_rules = {{
+constexpr std::array<option_rule, 19> option_rules = {{
     {"scheduler", value_kind::text, 0, on_all, true},
     {"jobname", value_kind::text, name_limit, on_job, true},
     {"name", value_kind::text, name_limit, on_task, true},
@@ -69,7 +68,6 @@ constexpr std::array<option_rule, 20> option_rules = {{
     {"workdir", value_kind::text, path_limit, on_task, true},
     {"stdout", value_kind::text, path_limit, on_task, true},
     {"stderr", value_kind::text, path_limit, on_task, true},
-    {"env", value_kind::environment, environment_limit, on_task, true},
     {"id", value_kind::identifier, 0, on_submit, true},
     {"detailed", value_kind::boolean, 0, on_view, true},
 }};
@@ -148,24 +146,6 @@ bool take_count(call_reader &reader, const std::string &name, const std::string 
   return true;
 }
 
-// A=1;B=2
-bool take_environment(call_reader &reader, const std::string &text) {
-  auto &all = reader.call["env"];
-  for (std::size_t start = 0; start <= text.size();) {
-    const auto end = std::min(text.find(';', start), text.size());
-    const auto setting = text.substr(start, end - start);
-    const auto equals = setting.find('=');
-    if (!setting.empty() && (equals == std::string::npos || equals == 0)) {
-      return refuse(reader, "The value of /env is not NAME=VALUE: \"" + setting + "\".");
-    }
-    all += setting.empty() ? "" : setting_divider + setting;
-    start = end + 1;
-  }
-  return all.size() <= environment_limit + 1 ||
-         refuse(reader, "The environment is longer than " + std::to_string(environment_limit) +
-                            " characters.");
-}
-
 bool take_value(call_reader &reader, const option_rule &rule, const std::string &text) {
   switch (rule.kind) {
     case value_kind::boolean:
@@ -174,8 +154,6 @@ bool take_value(call_reader &reader, const option_rule &rule, const std::string 
       return take_count(reader, rule.name, text);
     case value_kind::identifier:
       return take_identifier(reader, text);
-    case value_kind::environment:
-      return take_environment(reader, text);
     case value_kind::text:
       break;
   }
@@ -256,7 +234,7 @@ bool check_submit(call_reader &reader) {
   if (reader.call.contains("job") == reader.call.contains("command")) {
     return refuse(reader, "\"submit\" needs either /id or a command.");
   }
-  for (const char *option : {"name", "workdir", "stdout", "stderr", "env"}) {
+  for (const char *option : {"name", "workdir", "stdout", "stderr"}) {
     if (reader.call.contains("job") && reader.call.contains(option)) {
       return refuse(reader, std::string("The option /") + option + " needs a command.");
     }

@@ -10,14 +10,11 @@ namespace head_node {
 //   verb          the sub-command        job         the identifier
 //   scheduler     the head node          command     the task's command line
 //   unit, minimum, maximum               of the num... options; maximum may be *
-//   env           NAME=VALUE texts, each behind a setting_divider
 // and every other option under its own name; or "refused", one line that names the cause.
 //
 // settings: "generation" (ccp: the oldest tools) and "command_limit"; CCP_SCHEDULER is
 // the head node when the arguments name none.
 fields read_call(const std::string &tool, const texts &arguments, const fields &settings);
-
-constexpr char setting_divider = '\x1f';  // no argument can hold it
 
 std::string lower_case(std::string_view text);
 

@@ -262,7 +262,7 @@ task made_task(const fields &event) {
   task made;
   made.options = {{"exclusive", "false"}, {"unit", "cores"}, {"minimum", "1"}, {"maximum", "1"}};
   for (const char *name : {"name", "exclusive", "unit", "minimum", "maximum", "workdir", "stdout",
-                           "stderr", "command", "env", "user", "agent"}) {
+                           "stderr", "command", "user", "agent"}) {
     if (event.contains(name)) {
       made.options[name] = value(event, name);
     }
@@ -638,9 +638,6 @@ texts start_of(const job_list &list, int job_id, std::size_t task_number, const 
   const auto name = value(one.options, "jobtemplate");
   texts start = {value(options, "command"), value(options, "workdir"), value(options, "stdout"),
                  value(options, "stderr")};
-  for (const auto &setting : divided(value(options, "env"), setting_divider)) {
-    start.push_back(setting);
-  }
   const fields variables = {{"CCP_JOBID", std::to_string(job_id)},
                             {"CCP_JOBNAME", value(one.options, "jobname")},
                             {"CCP_JOBTEMPLATE", name.empty() ? "Default" : name},
