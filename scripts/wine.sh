@@ -70,7 +70,7 @@ start_display() {
   rm -f "$answer"
   mkfifo "$answer"
   # shellcheck disable=SC2016  # expanded by the inner shell
-  start_helper sh -c 'exec Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp -noreset 3>"$0"' "$answer"
+  start_helper sh -c 'exec Xvfb -displayfd 3 -screen 0 1024x768x24 -maxclients 2048 -nolisten tcp -noreset 3>"$0"' "$answer"
   DISPLAY=
   read -r -t 30 DISPLAY <"$answer" || true
   rm -f "$answer"
