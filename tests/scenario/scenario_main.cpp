@@ -5,13 +5,27 @@
 
 #include <string>
 
+#include "case_player.h"
 #include "scenario_bench.h"
 
 namespace {
 
 class world_per_test : public testing::EmptyTestEventListener {
-  void OnTestStart(const testing::TestInfo &) override { scenario::make_world(); }
-  void OnTestEnd(const testing::TestInfo &) override { scenario::end_world(); }
+  // A row makes its world itself, on the thread that plays it.
+  static bool is_row(const testing::TestInfo &test) {
+    return std::string(test.test_suite_name()).ends_with(cases::case_suite_ending);
+  }
+
+  void OnTestStart(const testing::TestInfo &test) override {
+    if (!is_row(test)) {
+      scenario::make_world();
+    }
+  }
+  void OnTestEnd(const testing::TestInfo &test) override {
+    if (!is_row(test)) {
+      scenario::end_world();
+    }
+  }
 };
 
 // Under Wine a message box takes two seconds to go away when no window manager
@@ -38,6 +52,7 @@ void prepare_wine() {
 int main(int argc, char **argv) {
   testing::InitGoogleTest(&argc, argv);
   testing::UnitTest::GetInstance()->listeners().Append(new world_per_test);
+  scenario::register_rows();
   prepare_wine();
   // Under Wine the first window of all starts the desktop. It must not be started
   // by a launcher: what a launcher starts is ended with its test.

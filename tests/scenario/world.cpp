@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 
@@ -14,8 +15,10 @@ namespace scenario {
 
 namespace {
 
-// The world lives on the heap so that all of its values start anew with each test.
-std::unique_ptr<world_state> current_world;
+// The world lives on the heap so that all of its values start anew with each test. Rows of
+// tests/cases are played beside each other, each on a thread of its own. (A plain pointer:
+// the destructors of a thread's variables are not safe with every Windows compiler.)
+thread_local world_state *current_world = nullptr;
 
 std::string own_folder() {
   std::string path(32768, '\0');
@@ -30,7 +33,7 @@ std::string variable_or(const char *name, const std::string &otherwise) {
 
 // A folder that no other test has, also not one of another process that runs beside.
 std::string new_folder() {
-  static int count = 0;
+  static std::atomic<int> count = 0;
   std::string folder(MAX_PATH + 1, '\0');
   folder.resize(GetTempPathA(static_cast<DWORD>(folder.size()), folder.data()));
   folder += "zephon world " + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++count);
@@ -134,7 +137,7 @@ std::string built_mpr_without_names() {
 }
 
 void make_world() {
-  current_world = std::make_unique<world_state>();
+  current_world = new world_state;
   world().folder = new_folder();
   world().job = new_job();
   world().current_folder = in_world("work");
@@ -149,7 +152,7 @@ void end_world() {
   report_script_faults();
   TerminateJobObject(world().job.get(), 1);
   const auto folder = world().folder;
-  current_world.reset();
+  delete current_world;
   if (std::getenv("SCENARIO_KEEP") == nullptr) {
     remove_folder(folder);
   }

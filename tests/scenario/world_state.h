@@ -34,7 +34,7 @@ struct world_state {
   owned_handle job;  // everything that the test starts is in it
 };
 
-// The world of the running test.
+// The world of the running test, on the thread that runs it.
 world_state &world();
 
 // The folder from which this build's programs are found, without a backslash at its end.

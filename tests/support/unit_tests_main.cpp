@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "support/fresh_launch.h"
+#ifdef WITH_ROWS
+#include "unit/case_player.h"
+#endif
 
 namespace {
 
@@ -24,5 +27,8 @@ int main(int argc, char **argv) {
   testing::InitGoogleTest(&argc, argv);
   stand_in::report_failures_to(fail_the_test);
   testing::UnitTest::GetInstance()->listeners().Append(new world_keeper);  // owned by the list
+#ifdef WITH_ROWS
+  cases::register_rows();
+#endif
   return RUN_ALL_TESTS();
 }

@@ -11,6 +11,8 @@
 //   when TEXT          begins an answer; it fits when TEXT stands in the command
 //                      line ("when" alone: always)
 //   and TEXT           ... and this text as well
+//   asked PROGRAM      begins an answer of a cmd.exe; it fits when the command behind
+//                      "/c " starts that program
 //   times N            ... and it was played fewer than N times before
 //   out TEXT           writes TEXT to standard output; no line end is added
 //   err TEXT           writes TEXT to standard error
@@ -23,6 +25,7 @@
 //   run COMMAND        starts a program with the same handles and waits for it;
 //                      its exit code becomes the tool's
 //   start COMMAND      starts a program with the same handles and goes on
+//   not_found          says that its command is not found, as cmd.exe does, with code 1
 //   handle N           writes down, already at the start, whether handle number N
 //                      is there and what it is
 //   exit N             ends the tool with any 32-bit code (default: see "run", else 0)
@@ -261,16 +264,18 @@ std::string_view own_arguments() {
   return line;
 }
 
-std::string_view passed_command() {
-  const std::string_view line = GetCommandLineA();
-  const auto at = line.find("/c ");
-  return at == std::string_view::npos ? "" : line.substr(at + 3);
+// What the command interpreter says of a program that it does not find.
+void report_not_found() {
+  const auto command = scripted_tool::interpreted(GetCommandLineA());
+  write_bytes(STD_ERROR_HANDLE, "'" + std::string(command.substr(0, command.find(' '))) +
+                                    "' is not recognized as an internal or external command,\r\n"
+                                    "operable program or batch file.\r\n");
 }
 
 // Starts a program with the tool's own handles; gives back its process.
 HANDLE start_program(std::string command) {
   replace_all(command, "{arguments}", own_arguments());
-  replace_all(command, "{command}", passed_command());
+  replace_all(command, "{command}", scripted_tool::interpreted(GetCommandLineA()));
   STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
@@ -311,6 +316,9 @@ DWORD play(const script_step &step, DWORD code) {
     scripted_tool::write_file(resolved(step.text), "");
   } else if (step.verb == "close") {
     close_output();
+  } else if (step.verb == "not_found") {
+    report_not_found();
+    return 1;
   } else if (step.verb == "ignore_ctrl_c") {
     (void)SetConsoleCtrlHandler(nullptr, TRUE);
   } else if (step.verb == "run") {

@@ -1,0 +1,272 @@
+// launch_case.cpp: completes rows and holds them against what was seen.
+#include "cases/launch_case.h"
+
+#include <algorithm>
+#include <sstream>
+
+namespace cases {
+
+const texts none = {"(none)"};
+
+namespace {
+
+// The folders that every row may name.
+std::vector<word> words_of_world(const std::string &world) {
+  return {{"world", world},
+          {"work", world + "\\work"},
+          {"path", "C:\\windows\\system32;C:\\windows"},
+          {"launcher", world + "\\mpirun.exe"},
+          {"solver", world + "\\solver.exe"},
+          {"prod", world + "\\prod"},
+          {"inc", world + "\\inc"},
+          {"wrappers", world + "\\prod\\netweave\\mpi_wrapper\\win64"},
+          {"release", world + "\\inc\\zephon1.2.3"},
+          {"mpi", world + "\\inc\\zephon1.2.3\\netweave\\mpi\\win64"},
+          {"ntbin", world + "\\inc\\ntbin\\win64"}};
+}
+
+// The variables of a start script, over the folders of an installed release.
+const std::vector<variable> start_script = {
+    {"ZEPHON_PROD", "zephon"}, {"ZEPHON_PROD_DIR", "{prod}"},
+    {"ZEPHON_INC", "{inc}"},   {"ZEPHON_ARCH", "win64"},
+    {"PATH", "{path}"},        {"STDOUT_FLUSH", "1"}};
+
+// The row's values stand behind those of the family, so that they count.
+void put_before(std::vector<variable> &row, const std::vector<variable> &given) {
+  row.insert(row.begin(), given.begin(), given.end());
+}
+
+template <typename list>
+list or_given(const list &row, const list &given) {
+  const list &chosen = row.empty() ? given : row;
+  return chosen == none ? list{} : chosen;
+}
+
+void add_family(launch_case &row, const launch_case &given) {
+  put_before(row.variables, given.variables);
+  row.files.insert(row.files.begin(), given.files.begin(), given.files.end());
+  row.tools.insert(row.tools.end(), given.tools.begin(), given.tools.end());
+  row.arguments.insert(row.arguments.begin(), given.arguments.begin(), given.arguments.end());
+  row.then.asks = or_given(row.then.asks, given.then.asks);
+  row.then.starts = or_given(row.then.starts, given.then.starts);
+}
+
+// A row's file takes the place of the family's.
+void keep_last_of_each_path(std::vector<file> &files) {
+  std::vector<file> kept;
+  for (const file &one : files) {
+    std::erase_if(kept, [&](const file &other) { return other.path == one.path; });
+    kept.push_back(one);
+  }
+  files = kept;
+}
+
+template <typename change>
+void change_texts(launch_case &row, const change &changed) {
+  const auto change_all = [&](auto &list, auto first, auto second) {
+    for (auto &one : list) {
+      changed(one.*first);
+      if (one.*second) {
+        changed(*(one.*second));
+      }
+    }
+  };
+  change_all(row.variables, &variable::name, &variable::value);
+  change_all(row.then.variables, &variable::name, &variable::value);
+  change_all(row.files, &file::path, &file::text);
+  change_all(row.then.files, &file::path, &file::text);
+  for (tool &one : row.tools) {
+    changed(one.command);
+    changed(one.prints);
+    changed(one.complains);
+  }
+  for (texts *list : {&row.arguments, &row.then.asks, &row.then.starts}) {
+    std::for_each(list->begin(), list->end(), changed);
+  }
+  for (box &one : row.then.boxes) {
+    changed(one.text);
+    changed(one.caption);
+  }
+  changed(row.then.output);
+  changed(row.then.errors);
+}
+
+// ---- Differences --------------------------------------------------------------------------
+
+// A text with its line ends and the like to be seen, one line of it a line.
+std::string shown(std::string_view text) {
+  std::string result = "|";
+  for (const char letter : text) {
+    if (letter == '\r') {
+      result += "\\r";
+    } else if (letter == '\0') {
+      result += "\\0";
+    } else if (letter == '\n') {
+      result += "\\n|\n    |";
+    } else {
+      result += letter;
+    }
+  }
+  return result + "|";
+}
+
+std::string in_text_mode(const std::string &text) {
+  std::string result;
+  for (const char letter : text) {
+    result += letter == '\n' ? "\r\n" : std::string(1, letter);
+  }
+  return result;
+}
+
+void compare(std::ostream &faults, const std::string &what, const std::string &wanted,
+             const std::string &found) {
+  if (wanted != found) {
+    faults << what << ":\n  wanted\n    " << shown(wanted) << "\n  seen\n    " << shown(found)
+           << "\n";
+  }
+}
+
+void compare(std::ostream &faults, const std::string &what, const texts &wanted,
+             const texts &found) {
+  for (std::size_t i = 0; i < std::max(wanted.size(), found.size()); ++i) {
+    compare(faults, what + " " + std::to_string(i + 1), i < wanted.size() ? wanted[i] : "(nothing)",
+            i < found.size() ? found[i] : "(nothing)");
+  }
+}
+
+texts boxes_as_texts(const std::vector<box> &boxes) {
+  texts result;
+  for (const box &one : boxes) {
+    result.push_back(one.caption + ": " + one.text);
+  }
+  return result;
+}
+
+std::string small_letters(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](char letter) {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+  });
+  return text;
+}
+
+void compare_files(std::ostream &faults, const std::vector<file> &wanted, const seen &what) {
+  std::map<std::string, std::string> expected;
+  std::map<std::string, std::string> found;
+  for (const file &one : wanted) {
+    expected[small_letters(one.path)] = one.text ? in_text_mode(*one.text) : "(removed)";
+  }
+  for (const auto &[path, text] : what.files) {
+    found[small_letters(path)] = text.value_or("(removed)");
+  }
+  for (const auto &[path, text] : expected) {
+    compare(faults, "file " + path, text,
+            found.count(path) == 0 ? "(not written)" : found.at(path));
+  }
+  for (const auto &[path, text] : found) {
+    if (expected.count(path) == 0) {
+      compare(faults, "file " + path, "(not written)", text);
+    }
+  }
+}
+
+void compare_variables(std::ostream &faults, const std::vector<variable> &wanted,
+                       const std::vector<variable> &found) {
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    compare(faults, "variable " + wanted[i].name, wanted[i].value.value_or("(not set)"),
+            found[i].value.value_or("(not set)"));
+  }
+}
+
+std::size_t end_of_program(const std::string &command) {
+  const auto ending = command.find(".exe");
+  return ending == std::string::npos ? command.size() : ending + 4;
+}
+
+// A command line as the program finds it when Windows has put quotes around its path.
+//   C:\my mpi\mpiexec.exe -np 4  ->  "C:\my mpi\mpiexec.exe" -np 4
+texts with_programs_in_quotes(texts lines) {
+  for (std::string &line : lines) {
+    const auto program = line.substr(0, end_of_program(line));
+    if (!line.starts_with('"') && program.find(' ') != std::string::npos) {
+      line = "\"" + program + "\"" + line.substr(program.size());
+    }
+  }
+  return lines;
+}
+
+}  // namespace
+
+std::string write_out(const std::vector<word> &words, std::string_view text) {
+  std::string result;
+  for (auto open = text.find('{'); open != std::string_view::npos; open = text.find('{')) {
+    const auto close = text.find('}', open);
+    auto name = text.substr(open + 1, close == std::string_view::npos ? close : close - open - 1);
+    const bool in_quotes = name.size() > 2 && name.front() == '"' && name.back() == '"';
+    if (in_quotes) {
+      name = name.substr(1, name.size() - 2);
+    }
+    const auto found = std::find_if(words.rbegin(), words.rend(),
+                                    [&](const word &one) { return one.first == name; });
+    if (found == words.rend() || close == std::string_view::npos) {
+      result += text.substr(0, open + 1);  // a brace of the text's own
+      text.remove_prefix(open + 1);
+      continue;
+    }
+    const bool quoted = in_quotes && found->second.find(' ') != std::string::npos;
+    result += text.substr(0, open);
+    result += quoted ? "\"" + found->second + "\"" : found->second;
+    text.remove_prefix(close + 1);
+  }
+  return result += text;
+}
+
+launch_case complete_row(const launch_family &family, const launch_case &row,
+                         const std::string &world, const message_maker &system_message) {
+  auto words = words_of_world(world);
+  for (const unsigned long error : {2UL, 3UL, 5UL, 87UL, 206UL}) {
+    words.emplace_back("error " + std::to_string(error), system_message(error));
+  }
+  for (const auto &[name, meaning] : family.words) {
+    words.emplace_back(name, write_out(words, meaning));
+  }
+  launch_case complete = row;
+  complete.world = world;
+  add_family(complete, family.given);
+  put_before(complete.variables, start_script);
+  change_texts(complete, [&](std::string &text) { text = write_out(words, text); });
+  keep_last_of_each_path(complete.files);
+  return complete;
+}
+
+std::string differences(const launch_case &row, const seen &what) {
+  std::ostringstream faults;
+  compare(faults, "command for the interpreter", row.then.asks, what.asks);
+  compare(faults, "started program",
+          what.programs_in_quotes ? with_programs_in_quotes(row.then.starts) : row.then.starts,
+          what.starts);
+  compare(faults, "standard output", in_text_mode(row.then.output), what.output);
+  compare(faults, "standard error", in_text_mode(row.then.errors), what.errors);
+  compare(faults, "message box", boxes_as_texts(row.then.boxes), boxes_as_texts(what.boxes));
+  compare_files(faults, row.then.files, what);
+  if (what.variables) {
+    compare_variables(faults, row.then.variables, *what.variables);
+  }
+  compare(faults, "exit status", std::to_string(row.then.status), std::to_string(what.status));
+  return faults.str();
+}
+
+tool_command split_command(const std::string &command, const std::string &world) {
+  const auto end = end_of_program(command);
+  const auto behind = command.find_first_not_of(' ', end);
+  const auto start = command.starts_with("..\\")  ? 2
+                     : command.starts_with(world) ? world.size()
+                                                  : 0;
+  return {command.substr(start, end - start),
+          behind == std::string::npos ? "" : command.substr(behind)};
+}
+
+std::string as_written(const std::string &text) {
+  return text.find('\r') == std::string::npos ? in_text_mode(text) : text;
+}
+
+}  // namespace cases

@@ -1,0 +1,87 @@
+// cases_test.cpp: plays every row of tests/cases with the real launcher. Most of a launch is
+// waiting for Windows, so several rows are played at once, each in a world of its own.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <thread>
+#include <vector>
+
+#include "case_player.h"
+#include "world_state.h"
+
+namespace scenario {
+
+namespace {
+
+constexpr std::size_t rows_at_once = 6;
+
+struct played_row {
+  const cases::launch_family *family = nullptr;
+  const cases::launch_case *row = nullptr;
+  const testing::TestInfo *test = nullptr;
+  bool done = false;
+  std::string differences = {};
+};
+
+std::vector<played_row> &all_rows() {
+  static std::vector<played_row> rows;
+  return rows;
+}
+
+void play(played_row &one) {
+  make_world();
+  const auto complete = cases::complete_row(*one.family, *one.row, world().folder, windows_message);
+  one.differences = cases::differences(complete, play_for_real(complete));
+  end_world();
+  one.done = true;
+}
+
+// Plays this row and those behind it that this process has to play as well.
+void play_from(std::size_t first) {
+  auto &rows = all_rows();
+  std::vector<std::thread> players;
+  for (std::size_t i = first; i < rows.size() && players.size() < rows_at_once; ++i) {
+    if (!rows[i].done && rows[i].test->should_run()) {
+      players.emplace_back([&one = rows[i]] { play(one); });
+    }
+  }
+  for (auto &player : players) {
+    player.join();
+  }
+}
+
+class row_scenario : public testing::Test {
+ public:
+  explicit row_scenario(std::size_t index) : index_(index) {}
+
+ private:
+  void TestBody() override {
+    if (!all_rows()[index_].done) {
+      play_from(index_);
+    }
+    EXPECT_EQ("", all_rows()[index_].differences);
+  }
+
+  std::size_t index_;
+};
+
+}  // namespace
+
+void register_rows() {
+  static const auto families = cases::all_families();
+  for (const auto &family : families) {
+    for (const auto &row : family.rows) {
+      if (row.only_scripted.empty() && family.given.only_scripted.empty()) {
+        const auto index = all_rows().size();
+        all_rows().push_back({.family = &family, .row = &row});
+        all_rows().back().test = testing::RegisterTest(
+            (family.name + cases::case_suite_ending).c_str(), row.name.c_str(), nullptr, nullptr,
+            __FILE__, __LINE__, [index]() -> testing::Test * { return new row_scenario(index); });
+      }
+    }
+  }
+}
+
+}  // namespace scenario
