@@ -4,7 +4,15 @@
 namespace cases {
 
 std::vector<launch_family> all_families() {
-  return {mpich_family()};
+  return {discovery_family(),
+          mpi_choice_family(),
+          mpich_family(),
+          msmpi_family(),
+          msmpi_task_family(),
+          msmpi_machines_family(),
+          platform_mpi_family(),
+          platform_mpi_password_family(),
+          platform_mpi_task_family()};
 }
 
 }  // namespace cases

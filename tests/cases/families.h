@@ -5,6 +5,14 @@
 
 namespace cases {
 
+launch_family discovery_family();
+launch_family mpi_choice_family();
 launch_family mpich_family();
+launch_family msmpi_family();
+launch_family msmpi_task_family();
+launch_family msmpi_machines_family();
+launch_family platform_mpi_family();
+launch_family platform_mpi_password_family();
+launch_family platform_mpi_task_family();
 
 }  // namespace cases

@@ -187,7 +187,9 @@ std::size_t end_of_program(const std::string &command) {
 texts with_programs_in_quotes(texts lines) {
   for (std::string &line : lines) {
     const auto program = line.substr(0, end_of_program(line));
-    if (!line.starts_with('"') && program.find(' ') != std::string::npos) {
+    const auto blank = program.find(' ');
+    const bool path_goes_on = line.substr(0, blank).find('\\') != std::string::npos;
+    if (!line.starts_with('"') && blank != std::string::npos && path_goes_on) {
       line = "\"" + program + "\"" + line.substr(program.size());
     }
   }
@@ -238,8 +240,12 @@ launch_case complete_row(const launch_family &family, const launch_case &row,
   return complete;
 }
 
-std::string differences(const launch_case &row, const seen &what) {
+std::string differences(const launch_case &expected, const seen &what) {
   std::ostringstream faults;
+  launch_case row = expected;
+  change_texts(row, [&](std::string &text) {
+    text = write_out({{"process", what.process}}, text);
+  });
   compare(faults, "command for the interpreter", row.then.asks, what.asks);
   compare(faults, "started program",
           what.programs_in_quotes ? with_programs_in_quotes(row.then.starts) : row.then.starts,

@@ -104,6 +104,7 @@ struct seen {
   std::map<std::string, std::optional<std::string>> files = {};  // written and removed ones
   // Those that the row names, as the last program found them; nothing when none was started.
   std::optional<std::vector<variable>> variables = {};
+  std::string process = {};         // the launcher's process number: what "{process}" stands for
   bool programs_in_quotes = false;  // Windows puts them around a program's path with a blank
   unsigned long status = 0;
 };

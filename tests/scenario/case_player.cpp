@@ -2,6 +2,8 @@
 // launcher did in it.
 #include "case_player.h"
 
+#include <windows.h>
+
 #include <cstring>
 
 #include <algorithm>
@@ -41,6 +43,7 @@ void given_tools(const std::vector<cases::tool> &tools) {
   }
   given_command_interpreter(answers_of_all + "when\nnot_found\n");
   given_variable("COMSPEC", in_world(interpreter));
+  answers.erase(interpreter);  // asked for as a program, it answers as the interpreter
   for (const auto &[program, script] : answers) {
     given_tool(program, script);
   }
@@ -162,6 +165,7 @@ cases::seen play_for_real(const cases::launch_case &row) {
   const auto run = run_launcher(command_arguments(row.arguments));
 
   cases::seen what;
+  what.process = std::to_string(GetProcessId(run.process.get()));
   what.status = run.status;
   what.output = run.output;
   what.errors = run.errors;

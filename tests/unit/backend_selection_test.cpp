@@ -34,31 +34,6 @@ std::string program_of(const std::string &mpi_name) {
 
 }  // namespace
 
-TEST(BackendSelection, GivesMpichItsThreeNames) {
-  EXPECT_EQ("C:\\mpich\\bin\\mpirun", program_of("mpich"));
-  EXPECT_EQ("C:\\mpich\\bin\\mpirun", program_of("smpi"));
-  EXPECT_EQ("C:\\mpich\\bin\\mpirun", program_of("nmpi"));
-}
-
-TEST(BackendSelection, GivesMsMpiItsTwoNames) {
-  EXPECT_EQ("C:\\msmpi\\bin\\mpiexec", program_of("msmpi"));
-  EXPECT_EQ("C:\\msmpi\\bin\\mpiexec", program_of("vmpi"));
-}
-
-TEST(BackendSelection, KnowsMpich2) {
-  EXPECT_EQ("C:\\inc\\zephon1.2.3\\netweave\\mpi\\win64\\mpich2\\bin\\mpiexec",
-            program_of("mpich2"));
-}
-
-TEST(BackendSelection, KnowsPlatformMpi) {
-  EXPECT_EQ("\"C:\\inc\\zephon1.2.3\\netweave\\mpi\\win64\\ibmmpi\\bin\\mpirun",
-            program_of("ibmmpi"));
-}
-
-TEST(BackendSelection, KnowsIntelMpi) {
-  EXPECT_EQ("C:\\inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec", program_of("intel"));
-}
-
 TEST(BackendSelection, TakesAnExternalCommandBeforeAnyName) {
   state.external_mpirun = "start_here";
   EXPECT_EQ("start_here C:\\hosts ", command_of("intel"));
@@ -76,10 +51,4 @@ TEST(BackendSelection, SilentlySelectsNothingForAnyOtherName) {
   }
   EXPECT_EQ("", both_streams());
   EXPECT_EQ("", state.message_buffer);
-}
-
-TEST(BackendSelection, DoesNotGoByTheUsersExternalMpirunVariable) {
-  given_variable("EXT_MPIRUN", "start_here");
-  EXPECT_EQ("C:\\mpich\\bin\\mpirun", program_of("mpich"));
-  EXPECT_EQ("", both_streams());
 }

@@ -117,6 +117,7 @@ seen play_scripted(const launch_case &row) {
   given_world(row);
 
   seen what;
+  what.process = std::to_string(platform::process_id());
   const auto status = door::status_of_exit([&] {
     char **vector = door::given_arguments(row.arguments);
     start_from_window(nullptr, 1, state.arg_count, vector);

@@ -103,7 +103,8 @@ bool starts_program(std::string_view command, std::string program) {
   }
   const auto at = plain.find(program);
   const auto end = at + program.size();
-  return at != std::string::npos && (at == 0 || in_a_folder) &&
+  // Not one that the command only names behind its options.
+  return at <= (in_a_folder ? plain.find('/') : 0) && at != std::string::npos &&
          (end == plain.size() || plain[end] == ' ');
 }
 
