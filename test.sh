@@ -190,7 +190,7 @@ symbols_are_apart() {
   local program=$root/build/mingw/mpirun.exe address
   [ -z "$(x86_64-w64-mingw32-nm "$program" 2>/dev/null)" ] || return 1
   address=$(x86_64-w64-mingw32-nm -C "$program.debug" | sed -n 's/^\([0-9a-f]*\) T build_mpich2_command()$/\1/p')
-  x86_64-w64-mingw32-addr2line -e "$program.debug" "$address" | grep '^\./src/backends/mpich2\.cpp:'
+  x86_64-w64-mingw32-addr2line -e "$program.debug" "$address" | grep '/src/backends/mpich2\.cpp:'
 }
 
 # What a site gets can be built again: a copy of the sources elsewhere gives the same bytes.
