@@ -47,9 +47,9 @@ def page_name(name):
 def write_pages(root, folder, documents, files, title):
     """Writes the pages of the documents (names in the tree under root) into a folder that
     already holds the files (names in the package) that they may link to, and copies
-    the pictures that they show. Returns the names of what it has written."""
+    what stands beside them in docs, such as their pictures. Returns the names of what it has written."""
     bodies = {name: body_of(root / name) for name in documents}
-    pictures = set()
+    attached = set()
 
     def checked_link(name, link):
         if "://" in link:
@@ -60,8 +60,8 @@ def write_pages(root, folder, documents, files, title):
             if anchor and f'id="{anchor}"' not in bodies[target]:
                 raise Fault(f"{name}: no heading for {link}")
             return page_name(link) if not anchor else page_name(path) + "#" + anchor
-        if target.endswith((".png", ".svg")) and (root / target).exists():
-            pictures.add(target)
+        if target.startswith("docs/") and not target.endswith(".md") and (root / target).is_file():
+            attached.add(target)
         elif target not in files:
             raise Fault(f"{name}: {link} is not in the package; what is for developers alone stands "
                         "between <!-- developers: --> and <!-- users: -->")
@@ -75,8 +75,8 @@ def write_pages(root, folder, documents, files, title):
         page.write_text("<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">"
                         f"<title>{heading[1] if heading else title}</title>\n<style>{STYLE}</style></head>"
                         f"<body>\n{body}</body></html>\n", "utf-8")
-    for name in pictures:
+    for name in attached:
         copy = folder / name
         copy.parent.mkdir(parents=True, exist_ok=True)
         copy.write_bytes((root / name).read_bytes())
-    return sorted([page_name(name) for name in bodies] + list(pictures))
+    return sorted([page_name(name) for name in bodies] + list(attached))
