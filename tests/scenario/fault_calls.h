@@ -24,8 +24,11 @@ enum class fault {
   closes_output  // and lives on
 };
 
-std::string name_of(fault one);  // as it stands on the page
-std::string test_name_of(fault one);
+// What it is called on the page and in the names of the tests.
+struct fault_words {
+  std::string page, test;
+};
+const fault_words &words_of(fault one);  // in the order of the faults
 
 // How a program is started, and so whose words reach the user on which way.
 enum class start_way {
@@ -62,20 +65,25 @@ struct tool_answer {
   std::string steps;  // script lines
 };
 
+// What the launcher finds, and what it is started with.
+struct call_world {
+  void (*given)() = nullptr;
+  std::string arguments;
+};
+
 struct program_call {
   std::string name;     // of its tests
   std::string heading;  // on the page
   std::string about;
+  call_world of;
   start_way way = start_way::runner;
   waits_for waits = waits_for::its_output;
   shows shown = shows::nothing;
-  std::string key;      // stands in its command line, and in no other of the launch
-  std::string command;  // what the launcher says when cmd.exe cannot be started
-  std::string tool;     // its file in the world
-  std::string answer;   // what it says when all is well
-  std::string half;     // ... when it dies in the middle of a line
-  void (*given)() = nullptr;
-  std::string arguments;
+  std::string key;          // stands in its command line, and in no other of the launch
+  std::string command;      // what the launcher says when cmd.exe cannot be started
+  std::string tool;         // its file in the world
+  std::string answer;       // what it says when all is well
+  std::string half;         // ... when it dies in the middle of a line
   std::string before = "";  // the launcher's words on standard output in front of what it shows
   std::vector<tool_answer> earlier = {};  // these go before the answer with the fault
   std::vector<tool_answer> others = {};

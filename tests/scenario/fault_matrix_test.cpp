@@ -29,7 +29,7 @@ struct matrix_cell {
 };
 
 void PrintTo(const matrix_cell &cell, std::ostream *stream) {
-  *stream << cell.call->heading << ", " << name_of(cell.with);
+  *stream << cell.call->heading << ", " << words_of(cell.with).page;
 }
 
 std::vector<matrix_cell> all_cells() {
@@ -215,7 +215,7 @@ void given_interpreters(const matrix_cell &cell) {
 }
 
 void given_cell(const matrix_cell &cell) {
-  cell.call->given();
+  cell.call->of.given();
   given_interpreters(cell);
   if (cell.call->waits == waits_for::one_second && cell.with == fault::hangs) {
     given_variable("CCP_JOB_SUBMIT_WAIT_TIME", "1");
@@ -278,7 +278,7 @@ launch run_cell(const matrix_cell &cell) {
   const bool has_box = rule_of(cell).wait_box || call.way == start_way::dropped;
   const bool box_comes_first = !call.first_step.empty() || call.way == start_way::dropped;
 
-  auto run = start_launcher(call.arguments);
+  auto run = start_launcher(call.of.arguments);
   if (breaks_later(cell)) {
     break_interpreter(run);
   }
@@ -579,13 +579,13 @@ TEST_P(ProgramFault, HasItsOutcome) {
   EXPECT_EQ(rule.then, steps);
   if (!HasFailure()) {
     compare_with_page(
-        cell.call->heading, name_of(cell.with),
+        cell.call->heading, words_of(cell.with).page,
         {shown_words(*cell.call, heard), said_words(cell), listed(rule.then), status_words(cell)});
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, ProgramFault, testing::ValuesIn(all_cells()), [](const auto &row) {
-  return row.param.call->name + test_name_of(row.param.with);
+  return row.param.call->name + words_of(row.param.with).test;
 });
 
 }  // namespace
@@ -602,7 +602,7 @@ std::vector<page_section> program_sections() {
         return std::find(rule.when.begin(), rule.when.end(), one) != rule.when.end();
       });
       if (has_it) {
-        section.faults.push_back(name_of(one));
+        section.faults.push_back(words_of(one).page);
       }
     }
     sections.push_back(section);
