@@ -18,7 +18,8 @@ void say(const std::string &text) {
 
 void end_after_functions() {
   platform::at_exit([] { say("first registered\n"); });
-  platform::at_exit([] { say(std::to_string(platform::status_at_exit()) + "\nlast registered\n"); });
+  platform::at_exit(
+      [] { say(std::to_string(platform::status_at_exit()) + "\nlast registered\n"); });
   platform::exit_program(255);
 }
 

@@ -220,10 +220,6 @@ void given_time(std::time_t time) {
   the_world().time_at_begin = time - static_cast<std::time_t>(the_world().now / 1000);
 }
 
-void given_system_message(unsigned long error, const std::string &text) {
-  the_world().system_messages[error] = text;
-}
-
 void given_ctrl_c_after(milliseconds delay) {
   after(delay, press_ctrl_c);
 }
@@ -267,10 +263,6 @@ void given_box_that_cannot_be_shown() {
   the_world().box_answers.push_back({std::nullopt, 0});
 }
 
-void given_answer_to(const std::string &piece_of_text, int button, milliseconds delay) {
-  the_world().answers_by_text.emplace_back(piece_of_text, box_answer{button, delay});
-}
-
 void given_box_closing(int button, milliseconds delay) {
   the_world().box_closing = {button, delay};
 }
@@ -302,13 +294,8 @@ int first_button(unsigned style) {
   }
 }
 
-box_answer answer_to_box(const std::string &text) {
+box_answer next_box_answer() {
   world &here = the_world();
-  for (const auto &[piece, answer] : here.answers_by_text) {
-    if (text.find(piece) != std::string::npos) {
-      return answer;
-    }
-  }
   if (here.box_answers.empty()) {
     return {pressed_ok, here.running == here.main_task.get() ? 0 : never};
   }
@@ -337,9 +324,6 @@ void end_box_at(const std::shared_ptr<shown_box> &box, milliseconds delay, box_e
 
 // ---- Network paths ------------------------------------------------------------------------
 
-void given_library(const std::string &name) {
-  the_world().libraries.insert(name);
-}
 void given_no_library(const std::string &name) {
   the_world().libraries.erase(name);
 }
@@ -441,10 +425,6 @@ interrupt_handler set_interrupt_handler(interrupt_handler handler) {
 }
 
 std::string system_message(unsigned long error) {
-  const auto &given = the_world().system_messages;
-  if (const auto found = given.find(error); found != given.end()) {
-    return found->second;
-  }
   switch (error) {
     case 2:
       return "The system cannot find the file specified.\r\n";
@@ -495,7 +475,7 @@ int show_message_box(const std::string &caption, const std::string &text, unsign
   box->record.thread = here.running->id;
   box->record.shown_at = here.now;
   here.boxes.push_back(box);
-  const stand_in::box_answer answer = stand_in::answer_to_box(text);
+  const stand_in::box_answer answer = stand_in::next_box_answer();
   if (!answer.button) {
     stand_in::end_box(*box, stand_in::box_end::not_shown, 0);
     return 0;

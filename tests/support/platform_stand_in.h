@@ -99,7 +99,6 @@ void pass_time(milliseconds time);
 void given_windows_version(unsigned long version);
 void given_process_id(unsigned long id);
 void given_time(std::time_t time);  // the calendar time of this moment
-void given_system_message(unsigned long error, const std::string &text);
 
 // Presses Ctrl-C. Ignored when the launcher ignores it; calls the handler, once,
 // on a thread of its own; without a handler it ends the program with status
@@ -276,9 +275,6 @@ void given_box_answer(int button, milliseconds delay = 0);
 void given_box_without_answer();
 void given_box_that_cannot_be_shown();
 
-// The answer to every box whose text holds this piece.
-void given_answer_to(const std::string &piece_of_text, int button, milliseconds delay = 0);
-
 // What close_message_boxes does: the box closes after the delay with that
 // button. The default is the box's first button at once; `never` leaves it open.
 void given_box_closing(int button, milliseconds delay = 0);
@@ -309,7 +305,6 @@ void given_control_event_after(milliseconds delay, platform::control_event event
 
 // ---- Network paths ------------------------------------------------------------------------
 
-void given_library(const std::string &name);
 void given_no_library(const std::string &name);
 void given_network_drive(const std::string &drive, const std::string &share);  // "X:", "\\\\s\\d"
 std::size_t times_loaded(const std::string &library);

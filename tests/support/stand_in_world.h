@@ -178,7 +178,6 @@ struct world {
   unsigned long windows_version = 0x1DB10106UL;
   unsigned long process_id = 4711;
   std::time_t time_at_begin = 1'234'567'890;
-  std::map<unsigned long, std::string> system_messages;
   bool ctrl_c_ignored = false;
   platform::interrupt_handler handler = nullptr;
 
@@ -224,7 +223,6 @@ struct world {
   // message boxes
   std::vector<std::shared_ptr<shown_box>> boxes;
   std::deque<box_answer> box_answers;
-  std::vector<std::pair<std::string, box_answer>> answers_by_text;
   box_answer box_closing = {std::nullopt, 0};  // no button: the first one
 
   // what the front asks
