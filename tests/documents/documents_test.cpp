@@ -29,16 +29,6 @@ bool matches(const std::string &text, const char *pattern) {
   return std::regex_search(text, std::regex(pattern));
 }
 
-std::vector<std::string> all_matches(const std::string &text, const char *pattern) {
-  const std::regex expression(pattern);
-  std::vector<std::string> found;
-  for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end;
-       ++match) {
-    found.push_back((*match)[1]);
-  }
-  return found;
-}
-
 // ---- Variables ----------------------------------------------------------------------------
 
 // Words in capitals that are texts of other programs, not variables.

@@ -162,6 +162,21 @@ bool exists_in_tree(const std::string &path) {
   return std::filesystem::exists(root / path);
 }
 
+std::size_t files_in(const std::string &folder) {
+  const std::filesystem::directory_iterator files(root / folder);
+  return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+}
+
+std::vector<std::string> all_matches(const std::string &text, const std::string &pattern) {
+  const std::regex expression(pattern);
+  std::vector<std::string> found;
+  for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end;
+       ++match) {
+    found.push_back((*match)[1]);
+  }
+  return found;
+}
+
 std::string folder_of(const std::string &path) {
   const std::string folder = std::filesystem::path(path).parent_path().generic_string();
   return folder.empty() ? "." : folder;

@@ -11,6 +11,8 @@ std::string file_text(const std::string &path);
 
 bool exists_in_tree(const std::string &path);
 
+std::size_t files_in(const std::string &folder);  // how many
+
 // "docs/options.md" -> "docs"; a path without a folder gives ".".
 std::string folder_of(const std::string &path);
 
@@ -48,6 +50,9 @@ std::string without_fenced_blocks(const std::string &text);
 // first bar). Bars cannot stand inside a cell.
 std::vector<std::vector<std::string>> table_rows(const std::string &text,
                                                  const std::string &heading);
+
+// What the first group of a regular expression holds, at each of its matches.
+std::vector<std::string> all_matches(const std::string &text, const std::string &pattern);
 
 // The texts between backticks.
 std::vector<std::string> in_backticks(const std::string &text);

@@ -17,7 +17,7 @@ declare -A short_runs=(
   [arguments]=10000 [environment]=500 [host_file]=1500 [node_list]=1500 [job_output]=250
   [mpi_tools]=400 [directory]=20000 [text_reader]=800 [whole_run]=800
 )
-names=(arguments environment host_file node_list job_output mpi_tools directory text_reader whole_run)
+mapfile -t names < <(find tests/fuzz -name '*_fuzzer.cpp' -printf '%f\n' | sed 's/_fuzzer.cpp$//' | sort)
 
 mode=${1:-600}
 if [ $# -gt 1 ]; then
