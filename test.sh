@@ -92,11 +92,6 @@ show_failed_tests() {
        /^\[  FAILED  \] .* \([0-9]* ms\)$/ { printf "%s", text }' "$1"
 }
 
-# A step whose files are not in the tree yet is left out.
-in_tree() {
-  [ -e "$root/$1" ]
-}
-
 # ---- The text of the tree -------------------------------------------------------------------
 
 # The C++ files of the tree, one a line.
@@ -215,7 +210,7 @@ step_clang() {
   need_build
   heading "The same code: clang, every warning an error, and clang-tidy for the launcher's own"
   check clang-windows clang_accepts_windows_programs
-  check clang-tidy tidy_windows_files src
+  check clang-tidy tidy_launcher
 }
 
 # Not among the default steps: it takes longer than the building of it all.
@@ -251,20 +246,78 @@ compiled_files() {
 # What clang does not read anyway: clang-tidy reads the launcher's own files for
 # Windows, and the sanitizers' build reads the unit tests.
 clang_accepts_windows_programs() {
+  local folder=$root/build/clang header=$root/build/clang/headers.h
   write_clang_commands
-  # No path of a command has a blank, so each command is words without quotes but for
-  # the texts that are defined, whose quotes the shell takes off.
+  clang_commands | grep -E " $root/(tests/(scenario|stress|tools)/|tests/door/windows|bench/|packaging/)" \
+    >"$folder/commands"
+  grep -E " $root/tests/scenario/" "$folder/commands" | head -n 1 |
+    sed "s# -fsyntax-only .*# -x c++-header $header -o $header.pch#" >"$folder/header_command"
+  # What most of them include is read once, and again by those that do not need it.
+  printf '#include <%s>\n' winsock2.h windows.h gtest/gtest.h algorithm filesystem functional map thread >"$header"
+  (cd "$folder" && sed -i 's/ -O[0-3s]//g' header_command commands && sh header_command &&
+    sed "s# -fsyntax-only # -include-pch $header.pch&#" commands |
+    xargs -d '\n' -P "$jobs" -n 1 sh -c)
+}
+
+# The commands that only read a file, one a line. No path of a command has a blank, so
+# each is words without quotes but for the texts that are defined, whose quotes the
+# shell takes off.
+clang_commands() {
   sed -n 's/^ *"command": "\(.*\)",$/\1/p' "$root/build/clang/compile_commands.json" |
-    sed 's/\\\(.\)/\1/g; s/ -o [^ ]* -c / -fsyntax-only /; s/ -MD -MT [^ ]* -MF [^ ]*//' |
-    grep -E "^clang.* $root/(tests/(scenario|stress|tools)/|tests/door/windows|bench/|packaging/)" |
-    (cd "$root/build/clang" && xargs -d '\n' -P "$jobs" -n 1 sh -c)
+    sed 's/\\\(.\)/\1/g; s/ -o [^ ]* -c / -fsyntax-only /; s/ -MD -MT [^ ]* -MF [^ ]*//' | grep '^clang'
 }
 
 # Runs clang-tidy with clang's own warnings on the files that are named on standard
 # input, in a build's compile commands. The large files go first, so that no long
 # one is left at the end.
 tidy() {
-  xargs -r ls -S | xargs -r -P "$jobs" -n 1 clang-tidy --quiet -p "$1" --checks='clang-diagnostic-*'
+  xargs ls -S | xargs -P "$jobs" -n 1 clang-tidy --quiet -p "$1" --checks='clang-diagnostic-*'
+}
+
+# The launcher's own files, as the Windows program that they are.
+tidy_launcher() {
+  local folder=$root/build/clang files file number=0 group groups=4 worker=() status=0 tidy_options
+  write_clang_commands
+  # What a file is compiled with, and what is defined for any of them.
+  clang_commands | grep " $root/src/" | sed 's/ -fsyntax-only .*//; s/^[^ ]* //' >"$folder/options"
+  eval "tidy_options=($(head -n 1 "$folder/options") $(grep -o ' -D[^ ]*' "$folder/options" | sort -u | tr -d '\n'))"
+  mapfile -t files < <(compiled_files "$folder" src)
+  rm -f "$folder"/group*
+  for file in "${files[@]}"; do
+    echo "$file" >>"$folder/group$((number % groups))"
+    number=$((number + 1))
+  done
+  for ((group = 0; group < groups; ++group)); do
+    mapfile -t files <"$folder/group$group"
+    tidy_together "$folder/group$group" "${files[@]}" &
+    worker+=("$!")
+  done
+  for group in "${worker[@]}"; do
+    wait "$group" || status=1
+  done
+  return $status
+}
+
+# Runs clang-tidy on several files at once, as most of its time goes into the headers
+# that they share. When they cannot be read together, as when two have a function of
+# the same name, each half of them is tried by itself.
+#   tidy_together NAME FILE...
+tidy_together() {
+  local name=$1 half status=0
+  shift
+  printf '#include "%s"\n' "$@" >"$name.cpp"
+  if in_root clang-tidy --quiet --checks='clang-diagnostic-*,-bugprone-suspicious-include' "$name.cpp" -- \
+    "${tidy_options[@]}" >"$name.log" 2>&1; then
+    printf '%s\n' "$@"
+  elif [ $# -eq 1 ] || ! grep -q 'clang-diagnostic-error' "$name.log"; then
+    cat "$name.log"
+    status=1
+  else
+    half=$(($# / 2))
+    tidy_together "${name}a" "${@:1:half}" || status=1
+    tidy_together "${name}b" "${@:half+1}" || status=1
+  fi
+  return $status
 }
 
 tidy_windows_files() {
@@ -292,13 +345,11 @@ tidy_linux_files() {
 step_sanitize() {
   heading "Unit tests on Linux: clang, AddressSanitizer and UndefinedBehaviorSanitizer"
   check sanitize-build build_preset sanitize
-  run_tests sanitize-unit "$root/build/sanitize/unit_tests"
+  run_tests sanitize-unit env "LLVM_PROFILE_FILE=$logs/unit.profraw" "$root/build/sanitize/unit_tests"
   run_tests sanitize-door "$root/build/sanitize/door_tests"
   run_tests sanitize-bridge "$root/build/sanitize/mpi_bridge_tests"
   run_tests sanitize-head-node "$root/build/sanitize/head_node_tests"
-  if in_tree tests/documents/CMakeLists.txt; then
-    run_tests sanitize-documents "$root/build/sanitize/documents_tests"
-  fi
+  run_tests sanitize-documents "$root/build/sanitize/documents_tests"
 }
 
 # A prefix and a display for each worker that runs Windows programs.
@@ -327,14 +378,11 @@ step_wine() {
   local program
   start_workers 1
   for program in unit_tests door_tests mpi_bridge_tests; do
-    if [ "$program" = unit_tests ] || [ -e "$root/build/mingw/$program.exe" ]; then
-      run_tests "wine-$program" as_worker 0 "$root/build/mingw/$program.exe"
-    fi
+    run_tests "wine-$program" as_worker 0 "$root/build/mingw/$program.exe"
   done
 }
 
 step_stress() {
-  in_tree tests/stress/CMakeLists.txt || return 0
   need_build
   heading "What is ended at a time limit, thousands of times in one process"
   start_workers 1
@@ -359,7 +407,6 @@ remove_full_disk() {
 }
 
 step_scenarios() {
-  in_tree tests/scenario/CMakeLists.txt || return 0
   need_build
   make_full_disk
   local workers=$((jobs + 1))  # a scenario waits for a third of its time
@@ -381,7 +428,6 @@ step_scenarios() {
 
 # The scheduler's tools and the launcher on a cluster of this machine.
 step_cluster() {
-  in_tree tests/scenario/cluster/CMakeLists.txt || return 0
   need_build
   heading "The cluster: job.exe over Slurm, and launches through it"
   start_workers 1
@@ -413,21 +459,32 @@ step_coverage() {
   grep -E '^(lines|branches):' "$logs/coverage.log" | sed 's/^/   /'
 }
 
+# The sanitizers' build counts; what its unit tests have counted in this run is taken.
+# Behind the door to Windows there is nothing to measure on Linux.
 measure_coverage() {
-  local folder=$root/build/coverage
-  build_preset coverage unit_tests || return 1
-  find "$folder" -name '*.gcda' -delete
-  "$folder/unit_tests" --gtest_brief=1 || return 1
-  # Behind the door to Windows there is nothing to measure on Linux. The compiler's
-  # own branches, taken when memory runs out, are left out.
-  in_root gcovr -j "$jobs" --root . --filter 'src/' --exclude 'src/platform/' --object-directory "$folder" \
-    --exclude-throw-branches --exclude-unreachable-branches --fail-under-line 97 --fail-under-branch 90 \
-    --html-details "$logs/coverage.html" --print-summary
+  local counts=$logs/unit.profdata program=$root/build/sanitize/unit_tests
+  local report=(-instr-profile="$counts" -ignore-filename-regex='/(tests|platform)/' "$program")
+  if [ ! -e "$logs/unit.profraw" ]; then
+    build_preset sanitize unit_tests || return 1
+    LLVM_PROFILE_FILE=$logs/unit.profraw "$program" --gtest_brief=1 || return 1
+  fi
+  llvm-profdata merge "$logs/unit.profraw" -o "$counts" || return 1
+  llvm-cov show -format=html -show-branches=count -o "$logs/coverage" "${report[@]}" || return 1
+  llvm-cov export -summary-only "${report[@]}" >"$logs/coverage.json" || return 1
+  tr '{' '\n' <"$logs/coverage.json" | sed 's/"totals"/&\n/' >"$logs/coverage.totals"
+  share_is_at_least lines 98 && share_is_at_least branches 95
+}
+
+# The last counts in the file are those of all files together.
+share_is_at_least() {
+  sed -n "/\"$1\":\$/{n;p;}" "$logs/coverage.totals" | tail -n 1 |
+    awk -F '[:,}]' -v what="$1" -v least="$2" '
+      { share = 100 * $4 / $2; printf "%s: %.2f %% (%d of %d)\n", what, share, $4, $2 }
+      END { exit !($2 > 0 && share >= least) }'
 }
 
 # A few seconds of each fuzzer.
 step_fuzz() {
-  in_tree tests/fuzz/run.sh || return 0
   heading "Fuzzers: a short round of each"
   local log=$logs/fuzz.log began=$SECONDS ok=0 bad=1
   "$root/tests/fuzz/run.sh" short >"$log" 2>&1 </dev/null
@@ -492,12 +549,14 @@ end_tree() {
 
 # ---- The run --------------------------------------------------------------------------------
 
+# A step that has checked nothing has failed.
 run_step() {
   local step=$1 before=$((passed + failed)) began=$SECONDS
   "step_$step"
-  if [ $((passed + failed)) -gt "$before" ]; then
-    printf '   -- %s took %d s\n' "$step" $((SECONDS - began))
+  if [ $((passed + failed)) -eq "$before" ]; then
+    count 0 1 "$step has checked nothing"
   fi
+  printf '   -- %s took %d s\n' "$step" $((SECONDS - began))
 }
 
 end_of_test() {
@@ -526,6 +585,7 @@ main() {
   install_packages "${build_packages[@]}" "${wine_packages[@]}" "${mpi_packages[@]}" "${check_packages[@]}" \
     "${package_packages[@]}"
   mkdir -p "$logs"
+  rm -f "$logs/unit.profraw"
   trap end_of_test EXIT
   trap 'exit 130' INT TERM HUP
   local in_turn=() waiting=()
