@@ -7,6 +7,8 @@ std::vector<launch_family> all_families() {
   return {discovery_family(),
           mpi_choice_family(),
           mpich_family(),
+          mpich2_family(),
+          mpich2_home_family(),
           msmpi_family(),
           msmpi_task_family(),
           msmpi_machines_family(),

@@ -8,6 +8,8 @@ namespace cases {
 launch_family discovery_family();
 launch_family mpi_choice_family();
 launch_family mpich_family();
+launch_family mpich2_family();
+launch_family mpich2_home_family();
 launch_family msmpi_family();
 launch_family msmpi_task_family();
 launch_family msmpi_machines_family();

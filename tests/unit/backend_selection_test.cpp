@@ -27,11 +27,6 @@ std::string command_of(const std::string &mpi_name) {
   return state.launch_command;
 }
 
-std::string program_of(const std::string &mpi_name) {
-  const std::string command = command_of(mpi_name);
-  return command.substr(0, command.find(".exe"));
-}
-
 }  // namespace
 
 TEST(BackendSelection, TakesAnExternalCommandBeforeAnyName) {

@@ -167,18 +167,6 @@ TEST_F(AllocatedMachineFile, IsGivenUpAtTheFirstFailedWrite) {
 // ---- Cluster settings ---------------------------------------------------------------------
 
 constexpr const char *settings_command = "cluscfg listenvs /scheduler:head";
-constexpr const char *settings_warning =
-    "\n***\nWarning: \nThe following cluster environment variable setting may cause issues with "
-    "running parallel ZEPHON:\nMPICH_SOCKET_SBUFFER_SIZE=0\n***\n";
-
-std::string warning_for(const std::string &output) {
-  fresh_launch();
-  given_tool(settings_command, prints(output));
-  check_cluster_environment("head");
-  EXPECT_EQ("", standard_error());
-  return standard_output();
-}
-
 TEST(ClusterSettings, AreNotAskedWithoutAHeadNodeOrInsideAJob) {
   check_cluster_environment(std::nullopt);
   check_cluster_environment("-1");
