@@ -32,7 +32,7 @@ check_tag() {
 make_packages() {
   rm -f "$build/packaging/packages/SHA256SUMS"
   cmake --build "$build" --target packages
-  cp "$build"/packaging/packages/{zephon-launcher-*.*,SHA256SUMS} "$output"
+  cp "$build"/packaging/packages/{*.zip,*.msi,*.json,SHA256SUMS} "$output"
 }
 
 # Signs one file with the certificate in the folder that SIGN_FOLDER names.
