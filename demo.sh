@@ -1,8 +1,8 @@
 #!/bin/bash
-# demo.sh: shows the launcher at work: a release as a user has it, a start
-# script's command line, and real MPI ranks of a small real solver.
+# demo.sh: shows the launcher at work: a release as a user has it, what the user
+# types, what became of it, and real MPI ranks of a small real solver.
 #
-#   ./demo.sh [mpich | msmpi | intel | mpich2 | ibmmpi]
+#   ./demo.sh [mpich | msmpi | intel | mpich2 | ibmmpi | check]
 #   ./demo.sh [ibmmpi-cluster | cluster | cluster-fail | install]
 #
 # mpich is shown when nothing is named. Needs nothing but a Debian machine: what
@@ -21,8 +21,8 @@ case_folder=$disk/work  # the user's own folder D:\work
 release=12.0.16
 release_folder=$disk/zephon/zephon$release
 release_name='D:\zephon\zephon12.0.16'  # the same, as Windows programs name it
-solver=$release_name'\ntbin\win64\zephon.exe'
 ranks=4
+hosts="localhost $(hostname)"  # names that this machine's network knows
 
 # ---- What the demo stands on ----------------------------------------------------------------
 
@@ -63,11 +63,12 @@ lay_out_tree() {
     echo "stands for the wrapper library" \
       >"$release_folder/netweave/mpi_wrapper/win64/$mpi/mpi_wrapper.dll"
   done
-  put "$build/mpirun.exe" "$release_folder/ntbin/win64/mpirun.exe"
+  put "$build/zprun.exe" "$release_folder/ntbin/win64/zprun.exe"
   put "$demo/zephon" "$release_folder/ntbin/win64/zephon.exe"
   mkdir -p "$disk/zephon/zephon6.3.26/ntbin/win64"
   put "$root/demo/plate.case" "$case_folder/plate.case"
-  printf 'alpha\r\nbeta\r\n' >"$case_folder/hosts.txt"
+  # shellcheck disable=SC2086  # one host on a line
+  printf '%s\r\n' $hosts >"$case_folder/hosts.txt"
 }
 
 show_tree() {
@@ -75,14 +76,9 @@ show_tree() {
   (cd "$disk" && find zephon work -type f | sort | sed 's,/,\\,g; s,^,  D:\\,')
 }
 
-# What a start script always sets.
+# What a user sets once, unless the installer has written it down.
 set_environment() {
   export ZEPHON_INC='D:\zephon'
-  export ZEPHON_PROD_DIR=$release_name
-  export ZEPHON_ARCH=win64
-  export ZEPHON_PROD=zephon
-  export STDOUT_FLUSH=1
-  export RSH_USER=demo               # messages come on the console, not in a box
   export MPI_BRIDGE_LOG='D:\mpi.log'  # what the MPIs were told
   ln -sfn "$disk" "$WINEPREFIX/dosdevices/d:"
 }
@@ -93,8 +89,8 @@ heading() {
 
 # ---- Launches -------------------------------------------------------------------------------
 
-# Runs the launcher with a start script's arguments, as a user in D:\work.
-run_launcher() {
+# Runs zprun as a user in D:\work who types this.
+run_zprun() {
   local words=() word
   for word in "$@"; do
     case $word in
@@ -102,9 +98,9 @@ run_launcher() {
       *) words+=("$word") ;;
     esac
   done
-  printf '\nD:\\work> mpirun.exe %s\n\n' "${words[*]}"
+  printf '\nD:\\work> zprun %s\n\n' "${words[*]}"
   (cd "$case_folder" && timeout -k 5 100 "${wine_personality[@]}" "$wine_loader" \
-    "$release_folder/ntbin/win64/mpirun.exe" "$@")
+    "$release_folder/ntbin/win64/zprun.exe" "$@")
 }
 
 # Launches the solver and checks that it was run as asked.
@@ -116,14 +112,13 @@ launch() {
   if [ "$hosts" -gt 1 ]; then
     heading "The host file D:\\work\\hosts.txt"
     sed 's/^/  /' "$case_folder/hosts.txt"
-    set -- "$@" '--cnf=D:\work\hosts.txt'
+    set -- "$@" -cnf=hosts.txt
   fi
-  heading "The start script's command line: $ranks ranks on $hosts host(s)"
-  run_launcher "--r$release" "$@" "--np=$ranks" --o 'D:\work\timing.txt' \
-    "$solver" -i 'D:\work\plate.case' -title 'heated plate' | tee "$output"
+  heading "What the user types: $ranks ranks on $hosts host(s)"
+  run_zprun "$@" "-t$ranks" -o timing.txt -i plate.case -title 'heated plate' 2>&1 | tee "$output"
   status=${PIPESTATUS[0]}
 
-  heading "What the MPI was told"
+  heading "What became of it: the MPI was told"
   sed 's/^/  /' "$disk/mpi.log"
   heading "The timing report D:\\work\\timing.txt"
   sed 's/^/  /' "$case_folder/timing.txt"
@@ -134,7 +129,7 @@ launch() {
 # solution has to be right.
 check_launch() {
   local hosts=$1 status=$2 output=$3 spoken
-  [ "$status" -eq 0 ] || fail "the launcher ended with $status"
+  [ "$status" -eq 0 ] || fail "zprun ended with $status"
   spoken=$(grep -c "^rank [0-9]* of $ranks on " "$output")
   [ "$spoken" -eq "$ranks" ] || fail "$spoken ranks of $ranks have spoken"
   grep -q "$ranks ranks on $hosts host" "$output" || fail "the ranks are not on $hosts host(s)"
@@ -165,32 +160,32 @@ with_password() {
 
 demo_mpich() {
   export MPI_HOME=$release_name'\netweave\mpi\win64\mpich'
-  launch 2 --mpi=mpich
+  launch 2 -mpi=mpich
 }
 
 demo_msmpi() {
-  launch 1 --mpi=msmpi
-  launch 2 --mpi=msmpi
+  launch 1 -mpi=msmpi
+  launch 2 -mpi=msmpi
 }
 
 # The launcher finds the service missing and starts it, finds no password and has
 # the MPI ask for it; the second launch on hosts finds both in place.
 demo_intel() {
-  launch 1 --mpi=intel
-  with_password launch 2 --mpi=intel
-  launch 2 --mpi=intel
+  launch 1 -mpi=intel
+  with_password launch 2 -mpi=intel
+  launch 2 -mpi=intel
 }
 
 demo_mpich2() {
-  launch 1 --mpi=mpich2
-  with_password launch 2 --mpi=mpich2
-  launch 2 --mpi=mpich2
+  launch 1 -mpi=mpich2
+  with_password launch 2 -mpi=mpich2
+  launch 2 -mpi=mpich2
 }
 
 demo_ibmmpi() {
-  launch 1 --mpi=  # an empty name is Platform MPI
-  with_password launch 2 --mpi=
-  launch 2 --mpi=
+  launch 1  # the default is Platform MPI
+  with_password launch 2
+  launch 2
 }
 
 # ---- The cluster ----------------------------------------------------------------------------
@@ -214,15 +209,16 @@ start_head_node() {
   work='\\fileserver\work'
 }
 
-# Has the launcher make a job, wait for its nodes, add its task, and watch it.
-#   launch_on_cluster MPI CASE_FILE
+# Has zprun submit a job, wait for its nodes, follow it and show its output.
+#   launch_on_cluster STATUS MPI CASE_FILE
 launch_on_cluster() {
-  local output=$demo/output
-  heading "The start script's command line: $ranks ranks in a new job of the cluster"
-  run_launcher "--r$release" "--mpi=$1" "--np=$ranks" --ccp HEADNODE --jobid=-1 --cwd "$work" \
-    "$solver" -i "$work\\$2" -title 'heated plate' 2>&1 | tee "$output"
-  [ "${PIPESTATUS[0]}" -eq 0 ] || fail "the launcher did not end with 0"
-  job=$(sed -n 's/.*Created job, ID: \([0-9]*\).*/\1/p' "$output" | head -n 1)
+  local output=$demo/output status
+  heading "What the user types: $ranks ranks in a new job of the cluster"
+  run_zprun "-mpi=$2" "-t$ranks" -ccp HEADNODE -cwd "$work" \
+    -i "$work\\$3" -title 'heated plate' 2>&1 | tee "$output"
+  status=${PIPESTATUS[0]}
+  [ "$status" -eq "$1" ] || fail "zprun ended with $status"
+  job=$(sed -n 's/^zprun: job \([0-9]*\) is .*/\1/p' "$output" | tail -n 1)
   [ -n "$job" ] || fail "no job was made"
   heading "The job afterwards"
   wine_run "$disk/ccp/job.exe" view "$job" /scheduler:HEADNODE /detailed | tr -d '\r' | tee "$demo/job" | sed 's/^/  /'
@@ -239,9 +235,7 @@ check_solution_of_job() {
   local output nodes
   nodes=$(sed -n 's/^Allocated nodes *: *//Ip' "$demo/job" | head -n 1 | wc -w)
   [ "$nodes" -gt 1 ] || fail "the job has no two nodes"
-  output=$(find "$case_folder" -name "ZP$job.*.o")
-  heading "The task's output file"
-  sed 's/^/  /' "$output"
+  output=$demo/output
   grep -q "$ranks ranks on $nodes hosts" "$output" || fail "the ranks are not on the job's nodes"
   grep -q 'solution verified' "$output" || fail "the solver did not verify its solution"
   check_job Finished
@@ -249,21 +243,20 @@ check_solution_of_job() {
 
 demo_cluster() {
   start_head_node
-  launch_on_cluster msmpi plate.case
+  launch_on_cluster 0 msmpi plate.case
   check_solution_of_job
 }
 
 demo_ibmmpi_cluster() {
   start_head_node
-  launch_on_cluster ibmmpi plate.case
+  launch_on_cluster 0 ibmmpi plate.case
   check_solution_of_job
 }
 
 # The case file is missing: what the engineer sees are the task's output files.
 demo_cluster_fail() {
   start_head_node
-  launch_on_cluster msmpi missing.case
-  grep -q '^---------- stderr ----------' "$demo/output" || fail "the error output is not shown"
+  launch_on_cluster 1 msmpi missing.case
   grep -q 'zephon: cannot read the case file' "$demo/output" || fail "the cause is not shown"
   check_job Failed
 }
@@ -272,12 +265,11 @@ demo_cluster_fail() {
 
 # The service of MPICH2, installed from the newest release and then found running.
 demo_install() {
-  unset RSH_USER
   rm -f "$case_folder/install_smpd_log.txt"
   heading "Installing the service of MPICH2 from the newest release"
-  run_launcher --install_smpd 0 || fail "the installation ended with $?"
+  run_zprun -install_smpd || fail "the installation ended with $?"
   heading "Starting it again: it runs already"
-  run_launcher --start_smpd 0 || fail "the start ended with $?"
+  run_zprun -start_smpd || fail "the start ended with $?"
   heading "The log D:\\work\\install_smpd_log.txt"
   sed 's/^/  /' "$case_folder/install_smpd_log.txt"
   heading "What the service program was told"
@@ -288,6 +280,29 @@ demo_install() {
     fail "the log does not find the service running"
   grep -qF "$release_name"'\netweave\mpi\win64\mpich2\bin\smpd.exe -install' "$disk/mpi.log" ||
     fail "the service does not come from the newest release"
+}
+
+# ---- Looking before launching ---------------------------------------------------------------
+
+# A launch with three faults, and what it is when they are mended.
+demo_check() {
+  local output=$demo/output name
+  printf '\377\376l\0o\0c\0a\0l\0h\0o\0s\0t\0\r\0\n\0' >"$case_folder/my_hosts.txt"
+  rm -r "$release_folder/netweave/mpi_wrapper/win64/mpich2"
+  heading "A launch with three faults"
+  run_zprun -check -mpi=mpich2 "-t$ranks" -cnf=my_hosts.txt -o plate.case -i plate.case 2>&1 | tee "$output"
+  [ "${PIPESTATUS[0]}" -eq 1 ] || fail "the check did not end with 1"
+  for name in wrapper host-file report-file; do
+    grep -q "^fault *$name " "$output" || fail "the fault $name is not found"
+  done
+  [ "$(grep -c '^fault ' "$output")" -eq 3 ] || fail "there are not three faults"
+
+  heading "With the cures"
+  rm -f "$disk/mpi.log"
+  printf 'localhost\r\n' >"$case_folder/my_hosts.txt"
+  run_zprun -check -mpi=msmpi "-t$ranks" -cnf=my_hosts.txt -o timing.txt -i plate.case 2>&1 | tee "$output"
+  [ "${PIPESTATUS[0]}" -eq 0 ] || fail "the check did not end with 0"
+  [ ! -e "$disk/mpi.log" ] || fail "something was started"
 }
 
 # ---- The run --------------------------------------------------------------------------------
@@ -303,7 +318,7 @@ end_demo() {
 main() {
   local what=${1:-mpich}
   if ! declare -F "demo_${what//-/_}" >/dev/null; then
-    give_up "unknown: $what (mpich msmpi intel mpich2 ibmmpi ibmmpi-cluster cluster cluster-fail install)"
+    give_up "unknown: $what (mpich msmpi intel mpich2 ibmmpi check ibmmpi-cluster cluster cluster-fail install)"
   fi
   # shellcheck disable=SC2031  # cluster.sh reads the lists in a subshell of its own
   install_packages "${build_packages[@]}" "${wine_packages[@]}" "${mpi_packages[@]}"
@@ -311,9 +326,11 @@ main() {
   trap 'exit 130' INT TERM HUP
   wait_for_other_demo
   say "Building what is missing"
-  build_preset mingw mpirun mpi_bridge || exit 1
+  build_preset mingw zprun mpi_bridge || exit 1
   build_solver || give_up "the solver cannot be built"
   wine_start
+  # Wine's services, which the first program starts, keep its output open.
+  wine_run "$root/build/mingw/zprun.exe" -version >/dev/null 2>&1 </dev/null
   lay_out_tree
   set_environment
   show_tree

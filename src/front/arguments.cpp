@@ -93,6 +93,7 @@ constexpr std::array other_mpi_names = {
     other_name{"none", "net"},
 };
 
+constexpr std::ptrdiff_t most_shown = 6;  // behind them stand older names of some
 const std::vector<std::string> mpi_names = {"ibmmpi", "intel", "msmpi", "mpich2", "mpich",
                                             "net",    "pcmpi", "vmpi",  "smpi",   "nmpi"};
 const std::vector<std::string> cluster_mpi_names = {"msmpi", "ibmmpi", "intel"};
@@ -267,8 +268,9 @@ std::optional<std::string> mpi_behind(word_walk &walk) {
   }
   if (!meant_name(other_mpi_names, *name) && !is_one_of(small_letters(*name), mpi_names) &&
       !nearest(*name, mpi_names)) {
-    refuse(walk, "-mpi is followed by the name of an MPI, " + alternatives(mpi_names) +
-                     "; -mpi= alone means the default");
+    refuse(walk,
+           "-mpi is followed by the name of an MPI, such as -mpi=msmpi"
+           "; -mpi= alone means the default");
     return std::nullopt;
   }
   return name;
@@ -296,8 +298,9 @@ bool mend_word(word_walk &walk, typed_option &option, const std::vector<std::str
     return true;
   }
   const auto near = nearest(small, known);
-  refuse(walk, (near ? "probably " + option_text(option.name, *near) + " was meant. " : "") +
-                   "there is " + alternatives(known));
+  const auto shown = known.begin() + std::min(most_shown, std::ssize(known));
+  refuse(walk, (near ? "probably " + option_text(option.name, *near) + " was meant; " : "") +
+                   "known are " + alternatives({known.begin(), shown}));
   return false;
 }
 

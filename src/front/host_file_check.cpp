@@ -146,7 +146,7 @@ host_file_reading check_host_file(const std::string &bytes, const std::string &m
     if (!found.what.empty()) {
       reading.faults.push_back({number, found.what, found.cure});
     } else if (!host.empty() && seen.insert(host).second) {
-      reading.hosts.push_back(host);
+      reading.hosts.push_back({host, number});
     }
   }
   if (reading.hosts.empty() && reading.faults.empty()) {

@@ -11,8 +11,13 @@ struct host_file_fault {
   std::string cure;
 };
 
+struct named_host {
+  std::string name;
+  int line = 0;  // where it stands first
+};
+
 struct host_file_reading {
-  std::vector<std::string> hosts;  // each name once, in the order of the file
+  std::vector<named_host> hosts;  // each name once, in the order of the file
   std::vector<host_file_fault> faults;
 };
 

@@ -161,6 +161,10 @@ std::vector<std::string> complete_mpis(const std::string &root, const std::strin
 }
 
 void list_site(const installed_site &site) {
+  if (site.root.empty()) {
+    print("Nobody names the folder of the releases: set ZEPHON_INC, such as D:\\zephon\n");
+    return;
+  }
   print("Releases below %s (from %s):\n", site.root.c_str(), site.root_source.c_str());
   for (const std::string &release : site.releases) {
     list_release(site, release);

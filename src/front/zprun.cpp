@@ -2,7 +2,6 @@
 #include "front/zprun.h"
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,28 +9,45 @@
 #include "core/exit_status.h"
 #include "core/launch_state.h"
 #include "core/messages.h"
+#include "core/run_record.h"
 #include "core/text.h"
-#include "core/text_file.h"
 #include "front/arguments.h"
 #include "front/console.h"
-#include "front/files.h"
+#include "front/findings.h"
 #include "front/help.h"
 #include "front/job_follow.h"
-#include "front/near_misses.h"
+#include "front/launch_checks.h"
 #include "front/progress.h"
 #include "front/site.h"
+#include "front/surroundings.h"
 #include "launch/backend_selection.h"
 #include "launch/discovery.h"
 #include "launch/options.h"
 #include "launch/solver_launch.h"
 #include "platform/platform.h"
+#include "platform/rehearsal.h"
 #include "scheduler/job_submission.h"
 
 namespace {
 
 constexpr int exit_refused = exit_usage;
 
+int argument_count = 0;  // the process's own
+char **argument_vector = nullptr;
 bool something_was_started = false;
+bool is_checking = false;
+finding_list findings;  // of -check
+
+// The rehearsal of a launch that cannot take place ends with the launcher's status.
+[[noreturn]] void end_of_check(int status) {
+  if (status != exit_normal && !has_fault(findings)) {
+    add_fault(findings, "launch", format_text("the launcher would end with status %d", status),
+              "mend what it says above");
+  }
+  print("\n");
+  print_findings(findings);
+  platform::end_at_once(has_fault(findings) ? 1 : 0);
+}
 
 // What the launcher gathered for a box goes to standard error; a job that was made and
 // has not ended is cancelled. An end with 0 before anything was started is no success.
@@ -42,6 +58,9 @@ void end_of_run() {
     state.message_buffer.clear();
   }
   cancel_job();
+  if (is_checking) {
+    end_of_check(platform::status_at_exit());
+  }
   if (platform::status_at_exit() == exit_normal && !something_was_started) {
     print_error("zprun: nothing was started\n");
     platform::end_at_once(exit_refused);
@@ -61,83 +80,17 @@ void end_of_run() {
   platform::exit_program(exit_refused);
 }
 
-// ---- What is installed --------------------------------------------------------------------
-
-installed_site require_site() {
-  installed_site site = find_site();
-  if (site.root.empty()) {
-    refuse(
-        {"no folder of releases: set ZEPHON_INC, such as D:\\zephon, or install the launcher "
-         "with it"});
-  }
-  if (site.releases.empty()) {
-    refuse({"there is no release below " + site.root + " (from " + site.root_source + ")"});
-  }
-  return site;
-}
-
-std::string require_release(const installed_site &site, const typed_launch &launch) {
-  const std::string release = launch.release.value_or(site.default_release.value_or(""));
-  if (!has_release(site, release)) {
-    const auto near = nearest(release, site.releases);
-    const std::string source =
-        launch.release ? "" : " (the default, from " + site.default_source + ")";
-    refuse({"there is no release " + release + source + " below " + site.root + ". " +
-            (near ? "Probably -r" + *near + " was meant. " : "") + "There is " +
-            alternatives(site.releases)});
-  }
-  return release;
-}
-
-// ---- What the run would misread or destroy -------------------------------------------------
-
-void require_mpi(const installed_site &site, const std::string &release, const std::string &mpi) {
-  const auto missing = missing_file_of_mpi(site.root, release, mpi);
-  if (!missing) {
-    return;
-  }
-  const auto complete = complete_mpis(site.root, release);
-  refuse(
-      {"-mpi=" + mpi + ": release " + release + " lacks " + *missing + ". " +
-       (complete.empty() ? "It has no MPI that is complete" : "It has " + alternatives(complete))});
-}
-
-void require_host_file(const std::string &path, const std::string &mpi) {
-  const auto faults = faults_of_host_file(path, mpi);
-  if (!faults.empty()) {
-    refuse(faults);
-  }
-}
-
-void require_own_files(const typed_launch &launch) {
-  std::vector<std::string> reasons;
-  if (launch.timing_file && !may_be_overwritten(*launch.timing_file, "Start: ")) {
-    reasons.push_back("-o " + *launch.timing_file +
-                      ": the file is there and is no timing report. Name another one");
-  }
-  if (launch.record_file && !may_be_overwritten(*launch.record_file, "zephon-run-record")) {
-    reasons.push_back("-record " + *launch.record_file +
-                      ": the file is there and is no run record. Name another one");
-  }
-  if (!reasons.empty()) {
-    refuse(reasons);
-  }
-}
-
 // ---- The launch ---------------------------------------------------------------------------
 
 // What a start script sets before it calls the launcher.
 std::string set_launch_variables(const installed_site &site, const std::string &release,
                                  const typed_launch &launch) {
-  const std::string program = launch.mpitest ? "mpitest" : "zephon";
+  const std::string program = program_name(launch);
   set_environment("ZEPHON_INC", site.root);
   set_environment("ZEPHON_PROD_DIR", release_folder(site.root, release));
   set_environment("ZEPHON_ARCH", "win64");
   set_environment("ZEPHON_PROD", program);
   set_environment("STDOUT_FLUSH", "1");
-  if (launch.record_file) {
-    set_environment("ZEPHON_RUN_RECORD", *launch.record_file);
-  }
   // A job that waits for its release is none that every MPI releases.
   if (launch.head_node && !launch.job && given_job() && to_number(*given_job()) < 0) {
     set_environment("CCP_JOB_ID", "");
@@ -179,6 +132,9 @@ bool goes_to_scheduler() {
 
 [[noreturn]] void run_on_cluster(const typed_launch &launch) {
   const int job_id = state.scheduler_job_id;
+  if (rehearsal::is_on()) {
+    platform::exit_program(exit_normal);
+  }
   if (job_id < 1) {
     print_error("zprun: the scheduler has not taken the job\n");
     platform::exit_program(exit_config_fault);
@@ -191,69 +147,107 @@ bool goes_to_scheduler() {
   platform::exit_program(follow_job(*head_node(), job_id));
 }
 
-[[noreturn]] void run_launch(const typed_launch &launch) {
-  for (const std::string &mended : launch.mended) {
-    print_error("zprun: %s\n", mended.c_str());
-  }
-  if (const auto word = platform::word_beyond_code_page()) {
-    refuse({*word + ": the code page of this computer lacks some of its characters"});
-  }
-  const installed_site site = require_site();
-  const std::string release = require_release(site, launch);
-  require_own_files(launch);
-
-  const std::string program = set_launch_variables(site, release, launch);
-  state.attended = true;
-  watch_console();
-  parse_launcher_options(launcher_options(launch, release));
+// The chapters of a run behind its options, as mpirun has them. A job is never made
+// beforehand: each MPI has a way of its own that releases it.
+[[noreturn]] void run_launcher(const typed_launch &launch) {
   if (is_installation(launch)) {
     something_was_started = true;
     install_on_request();
   }
-  if (!file_is_readable(program)) {
-    refuse({"the release has no program " + program});
-  }
-  require_mpi(site, release, state.mpi_name);
-  if (launch.host_file) {
-    require_host_file(*launch.host_file, state.mpi_name);
-  }
-  state.solver_args_line = solver_line(program, launch.solver_arguments, goes_to_scheduler());
-
   discover_installation();
   select_backend();
   command_line command = join_solver_arguments();
-  if (goes_to_scheduler()) {
-    (void)submit_scheduler_job(command);
-    something_was_started = true;
+  if (is_checking) {
+    check_command(findings, command.text, goes_to_scheduler());
+  }
+  const bool submitted = submit_scheduler_job(command);
+  something_was_started = something_was_started || submitted;
+  if (submitted && goes_to_scheduler()) {
     run_on_cluster(launch);
   }
-  if (!submit_scheduler_job(command)) {
+  if (!submitted) {
     launch_solver(command);
   }
   something_was_started = true;
   end_with_status_of_solver();
 }
 
+// Looks at everything that the run needs and reads the options. False when the
+// launcher cannot even begin; the reason stands in the findings.
+bool prepare_launch(const typed_launch &launch) {
+  if (is_checking) {
+    check_variables(findings);
+  }
+  check_arguments(findings, launch);
+  const installed_site site = find_site();
+  const std::string release = check_release(findings, site, launch);
+  check_reports(findings, launch);
+  if (release.empty()) {
+    return false;
+  }
+  if (launch.task != zprun_task::run) {
+    set_environment("ZEPHON_REHEARSAL", "1");
+  }
+  if (launch.record_file) {
+    set_environment("ZEPHON_RUN_RECORD", *launch.record_file);
+  }
+  begin_run_record(argument_count, argument_vector);
+  const std::string program = set_launch_variables(site, release, launch);
+  state.attended = true;
+  watch_console();
+  parse_launcher_options(launcher_options(launch, release));
+  state.solver_args_line = solver_line(program, launch.solver_arguments, goes_to_scheduler());
+  if (!is_installation(launch)) {
+    check_mpi(findings, site, release, state.mpi_name);
+  }
+  if (launch.host_file) {
+    check_hosts(findings, *launch.host_file, state.mpi_name);
+  }
+  if (is_checking) {
+    check_surroundings(findings, {launch, site, release, state.mpi_name, state.num_procs});
+  }
+  return true;
+}
+
+[[noreturn]] void run_launch(const typed_launch &launch) {
+  for (const std::string &mended : launch.mended) {
+    print_error("zprun: %s\n", mended.c_str());
+  }
+  const bool can_begin = prepare_launch(launch);
+  if (is_checking ? !can_begin : has_fault(findings)) {
+    refuse(is_checking ? std::vector<std::string>() : reasons_of(findings));
+  }
+  run_launcher(launch);
+}
+
 }  // namespace
 
 void start_zprun(int count, char **arguments) {
   platform::at_exit(end_of_run);
+  argument_count = count;
+  argument_vector = arguments;
   something_was_started = false;
+  is_checking = false;
+  findings.clear();
   const typed_launch launch =
       read_arguments(std::vector<std::string>(arguments + (count > 0 ? 1 : 0), arguments + count));
   if (count < 2 || launch.task == zprun_task::help) {
     show_help();
     end_well();
   }
+  is_checking = launch.task == zprun_task::check;
   if (!launch.refused.empty()) {
-    refuse(launch.refused);
+    for (const std::string &reason : launch.refused) {
+      add_fault(findings, "arguments", reason, "type it so");
+    }
+    refuse(is_checking ? std::vector<std::string>() : launch.refused);
   }
   if (launch.task == zprun_task::version) {
     show_version();
     end_well();
   }
   if (launch.task == zprun_task::list) {
-    list_site(require_site());
+    list_site(find_site());
     end_well();
   }
   run_launch(launch);

@@ -135,6 +135,7 @@ void launch_solver(const command_line &command) {
     rehearse_launch(command);
     return;
   }
+  attended_process = nullptr;
   platform::started_process child = start_child(command);
   announce_child(child.id);
   if (state.attended) {

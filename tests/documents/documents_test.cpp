@@ -32,7 +32,7 @@ bool matches(const std::string &text, const char *pattern) {
 // ---- Variables ----------------------------------------------------------------------------
 
 // Words in capitals that are texts of other programs, not variables.
-const texts no_variables = {"FAIL", "MPICH", "MPI_WORKDIR"};
+const texts no_variables = {"FAIL", "SUCCESS", "MPICH", "MPI_WORKDIR"};
 
 struct variable_use {
   texts read;
@@ -297,6 +297,42 @@ TEST(OptionsDocument, HasTheNamesOfTheMpis) {
       documented.insert(name);
     }
   }
+  EXPECT_EQ(code, documented);
+}
+
+// ---- zprun ---------------------------------------------------------------------------------
+
+TEST(ZprunDocument, HasTheOptionsOfTheCodeAndOfItsHelp) {
+  texts code;
+  const std::string parser = code_of("src/front/arguments.cpp");
+  for (const auto &name : all_matches(parser, R"re(_option\{"([a-z_]+)",)re")) {
+    code.insert("-" + name);
+  }
+  texts documented;
+  for (const auto &row : table_rows(document("docs/zprun.md"), "Option | Value | Meaning |")) {
+    documented.insert(in_backticks(row.at(0)).at(0));
+  }
+  EXPECT_GT(code.size(), 25U);
+  EXPECT_EQ(code, documented);
+  const std::string help = code_of("src/front/help.cpp");
+  for (const auto &option : code) {
+    EXPECT_TRUE(option == "-wait" || matches(help, ("[ ,]" + option + "[ =0-9,\\\\]").c_str()))
+        << option;
+  }
+}
+
+TEST(FindingsDocument, HasASectionForEachFinding) {
+  texts code;
+  for (const auto &file : code_files()) {
+    if (room_of(file) == "front") {
+      for (const auto &name : all_matches(code_of(file), R"re(add_\w+\(\w+,\s*"([a-z-]+)",)re")) {
+        code.insert(name);
+      }
+    }
+  }
+  texts documented = anchors_of(document("docs/findings.md"));
+  documented.erase("findings");
+  EXPECT_GT(code.size(), 15U);
   EXPECT_EQ(code, documented);
 }
 

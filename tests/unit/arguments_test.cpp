@@ -140,8 +140,9 @@ TEST_P(Refusals, SayWhatWasProbablyMeant) {
 INSTANTIATE_TEST_SUITE_P(
     NearMisses, Refusals,
     testing::Values(
-        refusal{{"-mpi", "intell"}, "-mpi intell: probably -mpi=intel was meant."},
-        refusal{{"-mpi=msmi"}, "-mpi=msmi: probably -mpi=msmpi was meant."},
+        refusal{{"-mpi", "intell"},
+                "-mpi intell: probably -mpi=intel was meant; known are ibmmpi, intel,"},
+        refusal{{"-mpi=msmi"}, "-mpi=msmi: probably -mpi=msmpi was meant;"},
         refusal{{"-mpi", "plate.case"}, "-mpi plate.case: -mpi is followed by the name of an MPI"},
         refusal{{"-wiat"}, "-wiat: probably -wait was meant."},
         refusal{{"-mip=intel"}, "-mip=intel: probably -mpi was meant."},
@@ -154,8 +155,10 @@ INSTANTIATE_TEST_SUITE_P(
         refusal{{"-ccp", "-t4"}, "-ccp: a value is needed"},
         refusal{{"-jobid=x"}, "-jobid=x: the number of a job is needed"},
         refusal{{"-host_ip=alpha"}, "-host_ip=alpha: a host and its address are needed"},
-        refusal{{"-unit=cores"}, "-unit=cores: probably -unit=core was meant."},
-        refusal{{"-pic=fast"}, "-pic=fast: there is default"},
+        refusal{{"-unit=cores"},
+                "-unit=cores: probably -unit=core was meant; known are processor, core, socket or "
+                "node"},
+        refusal{{"-pic=fast"}, "-pic=fast: known are default"},
         refusal{{"-nowait", "-o", "t"}, "-nowait and a report"},
         refusal{{"-mpi=net", "-t4"}, "-mpi=net runs one process, -t4 asks for more"},
         refusal{{"-mpi=mpich", "-t4"}, "-mpi=mpich runs on the hosts of a host file"},
@@ -187,8 +190,7 @@ TEST(SolverLine, QuotesSoThatEachArgumentComesBackAsItWas) {
       solver_line("C:\\z.exe",
                   {"a", "b c", "", "say \"hi\"", "C:\\my dir\\", "C:\\dir\\", "x\\\"y", "a&b"},
                   false));
-  EXPECT_EQ(" \"C:\\my z.exe\" \"a&b\" \"(c)\"",
-            solver_line("C:\\my z.exe", {"a&b", "(c)"}, true));
+  EXPECT_EQ(" \"C:\\my z.exe\" \"a&b\" \"(c)\"", solver_line("C:\\my z.exe", {"a&b", "(c)"}, true));
 }
 
 TEST(NearMisses, CountEdits) {
