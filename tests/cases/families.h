@@ -7,6 +7,8 @@ namespace cases {
 
 launch_family discovery_family();
 launch_family mpi_choice_family();
+launch_family intel_mpi_family();
+launch_family intel_mpi_service_family();
 launch_family mpich_family();
 launch_family mpich2_family();
 launch_family mpich2_home_family();

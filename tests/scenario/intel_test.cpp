@@ -1,5 +1,5 @@
-// intel_test.cpp: the launch command of Intel MPI, and the service and the password
-// that it needs for several hosts.
+// intel_test.cpp: what only a real process shows of Intel MPI: its service and its
+// password through the interpreters, late, and in a box; its task of the scheduler.
 
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -7,7 +7,6 @@
 #include <filesystem>
 
 #include "scenario_bench.h"
-#include "settings.h"
 
 using namespace scenario;
 
@@ -64,102 +63,9 @@ bool output_is_at_its_end(const launch &run) {
   return false;
 }
 
-// ---- A table of settings ------------------------------------------------------------------
-
-class IntelSettings : public testing::TestWithParam<setting> {};
-
-const std::vector<setting> settings = {
-    {"Local",
-     {},
-     "--np=4 solver",
-     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -n 4  -localroot -localonly -genv I_MPI_DEVICE shm -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)"},
-    {"LocalWithEverything",
-     {{"ZEPHON_PROD", "lumis_acc"},
-      {"QMX_ROOT", "D:\\qmx"},
-      {"QMX_ARCH", "win64"},
-      {"ZEPHON_AFFINITY", "1"},
-      {"INTELMPI_USER_FLAGS", "-genv A 1"}},
-     "--np=12 --ic=ib solver",
-     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -n 12  -localroot -localonly -genv I_MPI_DEVICE shm -genv QMX_ROOT "D:\qmx" -genv QMX_ARCH "win64" -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN disable  -genv I_MPI_WAIT_MODE enable  -genv A 1   solver)"},
-    {"LocalWithBlanks",
-     {{"QMX_ROOT", "D:\\my qmx"},
-      {"QMX_ARCH", "win 64"},
-      {"ZEPHON_PROD_DIR", "..\\my folder\\..\\prod"}},
-     "solver \"a case.jou\"",
-     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -n 1  -localroot -localonly -genv I_MPI_DEVICE shm -genv QMX_ROOT "'D:\my qmx'" -genv QMX_ARCH "win 64" -genv ZEPHON_PROD_DIR "'..\my folder\..\prod'" -genv I_MPI_PIN enable   solver "a case.jou")"},
-    {"Hosts",
-     {{"ZEPHON_HOSTS_FILE", "..\\hosts"}, {"ZEPHON_CRED_CHECK", "no"}},
-     "--np=4 solver",
-     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -machinefile "..\hosts"  -n 4  -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)"},
-    {"HostsOfTheOption",
-     {},
-     "--cred_check=no --cnf=\"..\\my hosts\" --np=4 solver",
-     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -machinefile "..\my hosts"  -n 4  -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)"},
-    {"HostsOverInfiniband",
-     {{"ZEPHON_HOSTS_FILE", "..\\hosts"}, {"ZEPHON_CRED_CHECK", "no"}},
-     "--np=4 --ic=infiniband solver",
-     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -machinefile "..\hosts"  -n 4  -genv I_MPI_DEVICE rdssm -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)"},
-    {"HostsOverEthernet",
-     {{"ZEPHON_HOSTS_FILE", "..\\hosts"}, {"ZEPHON_CRED_CHECK", "no"}},
-     "--np=4 --ic= solver",
-     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -machinefile "..\hosts"  -n 4  -genv I_MPI_DEVICE ssm -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)"},
-    {"ThisHost",
-     {{"ZEPHON_HOSTS_FILE", "..\\this"}, {"ZEPHON_CRED_CHECK", "no"}},
-     "--np=1 --ic=ib solver",
-     R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -machinefile "..\this"  -n 1  -localroot -localonly -genv I_MPI_DEVICE shm -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)"},
-};
-
 }  // namespace
 
-TEST_P(IntelSettings, GiveTheCommandLine) {
-  given_intel_mpi();
-  given_file("hosts", "alpha:2\nbeta:2\n");
-  given_file("my hosts", "alpha:2\nbeta:2\n");
-  given_file("this", "alpha.example.org\n");
-  given_variables(GetParam());
-  const auto run = run_intel(GetParam().arguments);
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ("", run.errors);
-  EXPECT_EQ(GetParam().command_line, only_start_of(mpiexec).command_line);
-}
-
-INSTANTIATE_TEST_SUITE_P(Intel, IntelSettings, testing::ValuesIn(settings),
-                         [](const auto &row) { return row.param.name; });
-
-// ---- What the processes get ---------------------------------------------------------------
-
-TEST(Intel, HandsItsVariablesToTheProcesses) {
-  given_intel_mpi();
-  given_variable("PATH", "C:\\windows\\system32;C:\\windows");
-  (void)run_intel();
-  const auto start = only_start_of(mpiexec);
-  EXPECT_EQ(called_smpd, start.variable("SMPD_OPTION_BINARY"));
-  EXPECT_EQ("0", start.variable("ZEPHON_AFFINITY"));
-  EXPECT_EQ(R"(..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin)"
-            R"(;..\prod\netweave\mpi_wrapper\win64\intel)"
-            R"(;..\inc\ntbin\win64C:\windows\system32;C:\windows;)",
-            start.variable("PATH"));
-}
-
-TEST(Intel, LetsTheUsersFlagsBeSeen) {
-  given_intel_mpi();
-  given_variable("INTELMPI_USER_FLAGS", "-l");
-  EXPECT_EQ(text_mode("\n***\n*** User defined: INTELMPI_USER_FLAGS=-l\n***\n"),
-            run_intel().output);
-}
-
 // ---- The service --------------------------------------------------------------------------
-
-TEST(IntelService, IsAskedAndThenThePassword) {
-  given_two_hosts();
-  const auto run = run_intel();
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ(running, run.output);
-  EXPECT_EQ((std::vector<std::string>{"cmd.exe /c " + called_smpd + " -status",
-                                      "cmd.exe /c " + called_mpiexec + " -validate"}),
-            lines_of("cmd.exe"));
-  EXPECT_EQ(launch_line, lines_of(mpiexec).back());
-}
 
 TEST(IntelService, IsAskedByWindowsOwnInterpreterToo) {
   given_two_hosts();
@@ -180,24 +86,6 @@ TEST(IntelService, MayBeMissing) {
   EXPECT_TRUE(run.output.starts_with(
       text_mode("\nChecking the status of SMPD for INTEL MPI on the local machine ... ")))
       << run.output;
-  EXPECT_EQ(launch_line, lines_of(mpiexec).back());
-}
-
-TEST(IntelService, MayBeSilent) {
-  given_two_hosts();
-  given_tool(smpd, "");
-  given_tool(mpiexec, "");
-  const auto run = run_intel();
-  EXPECT_EQ(text_mode("\nChecking the status of SMPD for INTEL MPI on the local machine ..."),
-            run.output);
-  EXPECT_EQ(launch_line, lines_of(mpiexec).back());
-}
-
-TEST(IntelService, MayFail) {
-  given_two_hosts();
-  given_tool(smpd, "exit 3\n");
-  given_tool(mpiexec, "when -validate\nexit 4\n");
-  EXPECT_EQ(0U, run_intel().status);
   EXPECT_EQ(launch_line, lines_of(mpiexec).back());
 }
 
@@ -285,16 +173,6 @@ TEST(IntelService, IsQuotedBeforeTheProgramInAFolderWithABlank) {
   EXPECT_EQ(in_quotes(in_world(smpd)) + " -d 0", only_start_of(smpd).command_line);
 }
 
-TEST(IntelService, IsNotAskedWhenTheUserSwitchedTheCheckOff) {
-  given_two_hosts();
-  const auto run = run_intel("--cred_check=NO --np=4 solver");
-  EXPECT_EQ(text_mode("\n***\n*** User defined: ZEPHON_CRED_CHECK=NO\n"
-                      "*** Skipping credential validation!\n***\n"),
-            run.output);
-  EXPECT_TRUE(starts_of("cmd.exe").empty());
-  EXPECT_EQ(launch_line, only_start_of(mpiexec).command_line);
-}
-
 // ---- The password -------------------------------------------------------------------------
 
 TEST(IntelPassword, IsAskedForInTheConsole) {
@@ -342,31 +220,6 @@ TEST(IntelPassword, IsAskedForAgainWhenTheUserSaysYes) {
                                       called_mpiexec + " -validate", called_mpiexec + " -register",
                                       called_mpiexec + " -validate", launch_line}),
             lines_of(mpiexec));
-}
-
-TEST(IntelPassword, EndsTheLaunchWhenTheUserSaysNo) {
-  given_two_hosts();
-  given_tool(mpiexec, "when -validate\nout logon failure\\r\\n\n");
-  given_box_answer(no_button);
-  const auto run = run_intel();
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ(running, run.output);
-  EXPECT_EQ("", run.errors);
-  EXPECT_EQ((std::vector<std::string>{called_mpiexec + " -validate", called_mpiexec + " -register",
-                                      called_mpiexec + " -validate"}),
-            lines_of(mpiexec));
-}
-
-TEST(IntelPassword, EndsTheLaunchAfterThreeTimes) {
-  given_two_hosts();
-  given_tool(mpiexec, "when -validate\nout FAIL\\r\\n\n");
-  given_box_answer(yes_button);
-  given_box_answer(yes_button);
-  const auto run = run_intel();
-  EXPECT_EQ(4U, run.status);
-  EXPECT_EQ(running + "\r\nUser password has been inputed 3 times, but still wrong!\r\n\r\n",
-            run.output);
-  EXPECT_EQ(7U, starts_of(mpiexec).size());
 }
 
 // ---- Through the scheduler ----------------------------------------------------------------

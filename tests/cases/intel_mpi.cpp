@@ -1,0 +1,285 @@
+// intel_mpi.cpp: the command lines of Intel MPI, its service, its password, and its task of
+// the scheduler.
+//
+// The folders are named from the current one on, so that none has a blank in it.
+#include "cases/families.h"
+
+namespace cases {
+
+namespace {
+
+const std::vector<word> words = {
+    {"intel", "..\\inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel"},
+    {"mpiexec", "{intel}\\bin\\mpiexec.exe "},
+    {"local", " -localroot -localonly -genv I_MPI_DEVICE shm"},
+    {"prod piece", " -genv ZEPHON_PROD_DIR \"..\\prod\""},
+    {"end", "{prod piece} -genv I_MPI_PIN enable   solver"},
+    {"folders", "{intel}\\bin;..\\prod\\netweave\\mpi_wrapper\\win64\\intel;..\\inc\\ntbin\\win64"},
+    {"status", "{intel}\\bin\\smpd.exe -status"},
+    {"validate", "{intel}\\bin\\mpiexec.exe -validate"},
+    {"register", "{intel}\\bin\\mpiexec.exe -register"},
+    {"asks", "\nChecking the status of SMPD for INTEL MPI on the local machine ..."},
+    {"runs", "{asks} smpd running on ALPHA\n"},
+    {"unchecked",
+     "\n***\n*** User defined: ZEPHON_CRED_CHECK=no\n"
+     "*** Skipping credential validation!\n***\n"},
+    {"question",
+     "The password is invalid for INTEL MPI to launch jobs.\n"
+     "Do you want to input your password now?"},
+};
+
+launch_case of_release() {
+  return {.variables = {{"ZEPHON_INC", "..\\inc"},
+                        {"ZEPHON_PROD_DIR", "..\\prod"},
+                        {"COMPUTERNAME", "ALPHA"},
+                        {"TEMP", "..\\temp"}},
+          .files = {{"{wrappers}\\intel\\mpi_wrapper.dll"},
+                    {"{world}\\temp\\"},
+                    {"{world}\\hosts", "alpha:2\nbeta:2\n"}},
+          .tools = {{"{mpi}\\intel\\bin\\mpiexec.exe -validate", "SUCCESS\n"},
+                    {"{mpi}\\intel\\bin\\mpiexec.exe"},
+                    {"{mpi}\\intel\\bin\\smpd.exe -status", "smpd running on ALPHA\n"},
+                    {"{mpi}\\intel\\bin\\smpd.exe"}},
+          .arguments = {"--r1.2.3", "--mpi=intel", "--np=4", "solver"},
+          .then = {.starts = {"{mpiexec} -n 4 {local}{end}"}}};
+}
+
+launch_case affinity(const std::string &name, const std::string &setting) {
+  return {.name = "LeavesPinningToIntelMpiFor" + name,
+          .variables = {{"ZEPHON_AFFINITY", setting}},
+          .then = {.variables = {{"ZEPHON_AFFINITY", "0"}}}};
+}
+
+launch_case without_wait_mode(const std::string &name, const std::string &program) {
+  return {.name = "WaitsActivelyAs" + name, .variables = {{"ZEPHON_PROD", program}}};
+}
+
+// Hosts of a file, whose service and password are not asked for.
+launch_case on_hosts(const std::string &name, const texts &arguments, const std::string &pieces) {
+  return {.name = name,
+          .variables = {{"ZEPHON_HOSTS_FILE", "..\\hosts"}, {"ZEPHON_CRED_CHECK", "no"}},
+          .arguments = arguments,
+          .then = {.starts = {"{mpiexec}" + pieces}, .output = "{unchecked}"}};
+}
+
+launch_case device(const std::string &name, const std::string &interconnect,
+                   const std::string &device) {
+  return on_hosts("UsesItsDeviceFor" + name, {"--ic=" + interconnect},
+                  " -machinefile \"..\\hosts\"  -n 4  -genv I_MPI_DEVICE " + device + "{end}");
+}
+
+// A host file of this content for so many processes: whether the run is a local one.
+launch_case hosts(const std::string &name, const std::string &content, const std::string &processes,
+                  bool local, const std::vector<variable> &more = {}) {
+  auto row = on_hosts(
+      name, {"--cnf=..\\these", "--np=" + processes},
+      " -machinefile \"..\\these\"  -n " + processes + (local ? " {local}" : " ") + "{end}");
+  row.variables.insert(row.variables.end(), more.begin(), more.end());
+  row.files = {{"{world}\\these", content}};
+  return row;
+}
+
+}  // namespace
+
+launch_family intel_mpi_family() {
+  return {
+      .name = "IntelMpi",
+      .words = words,
+      .given = of_release(),
+      .rows = {
+          {.name = "RunsLocallyWithoutAHostFile",
+           .variables = {{"ZEPHON_STARTUP_DEBUG", "1"}},
+           .then = {.output = "\nbuf = {mpiexec} -n 4 {local}{prod piece} -genv I_MPI_PIN enable  "
+                              "(..\\src\\mpirun:3167)",
+                    .variables = {{"SMPD_OPTION_BINARY", "{intel}\\bin\\smpd.exe"},
+                                  {"ZEPHON_AFFINITY", "0"},
+                                  {"PATH", "{folders}{path};"}}}},
+          {.name = "HasEveryPieceInItsOrder",
+           .variables = {{"ZEPHON_PROD", "lumis_acc"},
+                         {"QMX_ROOT", "D:\\qmx"},
+                         {"QMX_ARCH", "win64"},
+                         {"ZEPHON_AFFINITY", "1"},
+                         {"INTELMPI_USER_FLAGS", "-genv A 1  -l"}},
+           .arguments = {"--np=12", "--ic=ib"},
+           .then = {.starts = {R"({mpiexec} -n 12 {local} -genv QMX_ROOT "D:\qmx" -genv QMX_ARCH )"
+                               R"("win64"{prod piece} -genv I_MPI_PIN disable  -genv )"
+                               R"(I_MPI_WAIT_MODE enable  -genv A 1  -l   solver)"},
+                    .output = "\n***\n*** User defined: INTELMPI_USER_FLAGS=-genv A 1  -l\n***\n",
+                    .variables = {{"ZEPHON_AFFINITY", "1"}}}},
+          {.name = "QuotesValuesWithABlankTwiceButNotItsOwnPath",
+           .variables = {{"ZEPHON_INC", "..\\my inc"},
+                         {"QMX_ROOT", "D:\\my qmx"},
+                         {"QMX_ARCH", "win 64"},
+                         {"ZEPHON_PROD_DIR", "..\\my folder\\..\\prod"}},
+           .files = {{"{world}\\my folder\\"}},
+           .tools =
+               {{"{world}\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe"}},
+           .arguments = {"a case.jou"},
+           .then = {.starts =
+                        {R"(..\my inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -n 4 )"
+                         R"({local} -genv QMX_ROOT "'D:\my qmx'" -genv QMX_ARCH "win 64" -genv )"
+                         R"(ZEPHON_PROD_DIR "'..\my folder\..\prod'" -genv I_MPI_PIN enable   )"
+                         R"(solver "a case.jou")"}}},
+          {.name = "FormatsWhatIsUnknownAsNothing",
+           .variables = {{"ZEPHON_INC", std::nullopt},
+                         {"ZEPHON_PROD", std::nullopt},
+                         {"RSH_USER", "jdoe"}},
+           .then = {.starts = none,
+                    .output =
+                        "Unable to execute (null) \\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin"
+                        "\\mpiexec.exe  -n 4 {local}{end}\n{error 2}\n\n",
+                    .status = 255}},
+          {.name = "TakesOnlyTheServiceFromTheLocalRoot",
+           .variables = {{"ZEPHON_INC_LOCAL_RESERVED", "D:\\local"}},
+           .then = {.variables =
+                        {{"SMPD_OPTION_BINARY",
+                          "D:\\local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\smpd.exe"},
+                         {"PATH", "{folders}{path};"}}}},
+          {.name = "PutsTheRemotePathIntoThePath",
+           .arguments = {"--pathnode=C:\\node;D:\\node", "--path=C:\\later"},
+           .then = {.variables = {{"PATH",
+                                   "{intel}\\bin;C:\\node;D:\\node;..\\prod\\netweave\\"
+                                   "mpi_wrapper\\win64\\intel;..\\inc\\ntbin\\win64{path};"}}}},
+          affinity("Zero", "0"),
+          affinity("Two", "2"),
+          affinity("Nothing", ""),
+          affinity("Eleven", "11"),
+          affinity("ABlankBeforeIt", " 1"),
+          affinity("AWord", "yes"),
+          without_wait_mode("Lumis", "lumis"),
+          without_wait_mode("Tessa", "tessa"),
+          without_wait_mode("TessaAcc", "tessa_acc"),
+          without_wait_mode("LumisAccInCapitals", "LUMIS_ACC"),
+          without_wait_mode("ALongerName", "lumis_acc2"),
+
+          // The hosts of a file.
+          on_hosts("RunsOnTheHostsOfAFile", {}, " -machinefile \"..\\hosts\"  -n 4 {end}"),
+          {.name = "QuotesTheHostFile",
+           .files = {{"{world}\\my hosts", "alpha:2\nbeta:2\n"}},
+           .arguments = {"--cred_check=NO", "--cnf=..\\my hosts"},
+           .then = {.starts = {"{mpiexec} -machinefile \"..\\my hosts\"  -n 4 {end}"},
+                    .output = "\n***\n*** User defined: ZEPHON_CRED_CHECK=NO\n"
+                              "*** Skipping credential validation!\n***\n"}},
+          {.name = "SpreadsTheProcessesOverTheHosts",
+           .variables = {{"ZEPHON_CRED_CHECK", "no"}},
+           .files = {{"{world}\\hosts", "alpha\nbeta\n"}},
+           .arguments = {"--cnf=..\\hosts"},
+           .then =
+               {.starts = {"{mpiexec} -machinefile \"..\\temp\\zphost-{process}.txt\"  -n 4 {end}"},
+                .output = "{unchecked}",
+                .files = {{"{world}\\temp\\zphost-{process}.txt", "alpha:2\nbeta:2\n"}}}},
+          {.name = "SpreadsTheProcessesBeforeItAsksForAPassword",
+           .arguments = {"--cnf=..\\none"},
+           .then = {.starts = none,
+                    .errors = "\n Error:  Failed to open host file ..\\none\n",
+                    .status = 2}},
+          device("Ib", "ib", "rdssm"),
+          device("Infiniband", "infiniband", "rdssm"),
+          device("IbInCapitals", "IB", "ssm"),
+          device("InfinibandWithACapital", "Infiniband", "ssm"),
+          device("IbAndABlank", "ib ", "ssm"),
+          device("Myri", "myri", "ssm"),
+          device("TheDefault", "", "ssm"),
+          hosts("RunsLocallyOnItsOwnHost", "alpha.example.org\n", "1", true),
+          hosts("RunsLocallyWithALineForEachProcess", "alpha\nALPHA\nalpha\n", "3", true),
+          hosts("DoesNotRunLocallyOnAnotherHost", "beta\n", "1", false),
+          hosts("DoesNotKnowItsOwnHostWithACountBehindABlank", "alpha 1\n", "1", false),
+          hosts("DoesNotRunLocallyWhenAnotherHostFollows", "alpha\nbeta\n", "2", false),
+          hosts("DoesNotRunLocallyWithoutTheComputersName", "alpha\n", "1", false,
+                {{"COMPUTERNAME", std::nullopt}}),
+      }};
+}
+
+namespace {
+
+launch_case with_service() {
+  auto given = of_release();
+  given.variables.push_back({"ZEPHON_HOSTS_FILE", "..\\hosts"});
+  given.then = {.asks = {"{status}", "{validate}"},
+                .starts = {"{mpiexec} -machinefile \"..\\hosts\"  -n 4 {end}"}};
+  return given;
+}
+
+const tool invalid = {"{mpi}\\intel\\bin\\mpiexec.exe -validate", "FAIL\n"};
+
+}  // namespace
+
+launch_family intel_mpi_service_family() {
+  return {
+      .name = "IntelMpiService",
+      .words = words,
+      .given = with_service(),
+      .rows = {
+          {.name = "IsAskedAndThenThePassword",
+           .variables = {{"ZEPHON_INC_LOCAL_RESERVED", "D:\\my local"}},  // has a blank: not taken
+           .then = {.output = "{runs}", .variables = {{"SMPD_OPTION_BINARY", std::nullopt}}}},
+          {.name = "IsThatOfTheLocalRoot",
+           .variables = {{"ZEPHON_INC_LOCAL_RESERVED", "..\\local"}},
+           .tools = {{"{world}\\local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\smpd.exe",
+                      "smpd running on ALPHA\n"},
+                     {"{world}\\local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe",
+                      "SUCCESS\n"}},
+           .then =
+               {.asks = {"..\\local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\smpd.exe "
+                         "-status",
+                         "..\\local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe "
+                         "-validate"},
+                .output = "{runs}"}},
+          {.name = "MayBeSilentOrFail",
+           .tools = {{.command = "{mpi}\\intel\\bin\\smpd.exe", .status = 3},
+                     {.command = "{mpi}\\intel\\bin\\mpiexec.exe -validate", .status = 4}},
+           .then = {.output = "{asks}"}},
+          {.name = "IsStartedWhenItIsMissing",
+           .tools = {{"{mpi}\\intel\\bin\\smpd.exe -status", "no smpd running on ALPHA\n"}},
+           .then = {.starts = {"{intel}\\bin\\smpd.exe -d 0",
+                               "{mpiexec} -machinefile \"..\\hosts\"  -n 4 {end}"},
+                    .output = "{asks} no smpd running on ALPHA\n"
+                              "\nSuccessfully started the SMPD for INTEL MPI!\n"}},
+          {.name = "IsQuotedBeforeTheProgramInAFolderWithABlank",
+           .variables = {{"ZEPHON_INC", "..\\my inc"}},
+           .tools =
+               {{"{world}\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\smpd.exe -status",
+                 "smpd running on ALPHA\n"},
+                {"{world}\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe"}},
+           .then =
+               {.asks = {"\"..\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\"\\smpd.exe "
+                         "-status",
+                         "\"..\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\""
+                         "\\mpiexec.exe -validate"},
+                .starts = {"..\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe "
+                           " -machinefile \"..\\hosts\"  -n 4 {end}"},
+                .output = "{runs}"}},
+          {.name = "AsksForThePasswordInTheConsole",
+           .tools = {{.command = "{mpi}\\intel\\bin\\mpiexec.exe -validate",
+                      .prints = "FAIL\n",
+                      .times = 1},
+                     {"{mpi}\\intel\\bin\\mpiexec.exe -register", "password: "}},
+           .then = {.asks = {"{status}", "{validate}", "{register}", "{validate}"},
+                    .output = "{runs}password: \nUser password encrypted into the Registry.\n"}},
+          {.name = "AsksForThePasswordAgain",
+           .tools = {{.command = "{mpi}\\intel\\bin\\mpiexec.exe -validate",
+                      .prints = "Unable to read\n",
+                      .times = 2}},
+           .then = {.asks = {"{status}", "{validate}", "{register}", "{validate}", "{register}",
+                             "{validate}"},
+                    .output = "{runs}\nUser password encrypted into the Registry.\n",
+                    .boxes = {{"{question}", yes}}}},
+          {.name = "EndsTheLaunchWhenTheUserSaysNo",
+           .tools = {{"{mpi}\\intel\\bin\\mpiexec.exe -validate", "logon failure\n"}},
+           .then = {.asks = {"{status}", "{validate}", "{register}", "{validate}"},
+                    .starts = none,
+                    .output = "{runs}",
+                    .boxes = {{"{question}", no}}}},
+          {.name = "EndsTheLaunchAfterThreeTimes",
+           .tools = {invalid},
+           .then = {.asks = {"{status}", "{validate}", "{register}", "{validate}", "{register}",
+                             "{validate}", "{register}", "{validate}"},
+                    .starts = none,
+                    .output =
+                        "{runs}\nUser password has been inputed 3 times, but still wrong!\n\n",
+                    .boxes = {{"{question}", yes}, {"{question}", yes}},
+                    .status = 4}},
+      }};
+}
+
+}  // namespace cases
