@@ -1,5 +1,6 @@
 # Read by CTest, with `program`, `emulator` and `time_limit` set: see suites.cmake.
 cmake_path(GET program STEM name)
+set(listing "")
 set(status "not built")
 if(EXISTS ${program})
   execute_process(COMMAND ${emulator} ${program} --gtest_list_tests

@@ -450,7 +450,7 @@ TEST(PackagedZip, HoldsProgramsPagesAndTheStartScript) {
   for (std::size_t at = 0; (at = zip.find(entry, at)) != std::string::npos; ++at) {
     names.insert(zip.substr(at + 46, number_at(zip, at + 28, 2)));
   }
-  for (const char *file : {"/bin/mpirun.exe", "/README.html", "/CHANGELOG.html",
+  for (const char *file : {"/bin/mpirun.exe", "/bin/zprun.exe", "/README.html", "/CHANGELOG.html",
                            "/docs/options.html", "/docs/installation.html"}) {
     EXPECT_TRUE(names.contains(newer_name + file)) << file;
   }
@@ -469,8 +469,8 @@ TEST_F(Package, IsInstalledSilentlyAndLeavesNothingWhenRemoved) {
 
   EXPECT_EQ(std::vector<std::string>{LAUNCHER_VERSION}, listed_versions());
   EXPECT_EQ(default_folder() + "\\", installed_value("InstallFolder"));
-  for (const char *file : {"bin\\mpirun.exe", "README.html", "CHANGELOG.html", "docs\\options.html",
-                           "docs\\troubleshooting.html"}) {
+  for (const char *file : {"bin\\mpirun.exe", "bin\\zprun.exe", "README.html", "CHANGELOG.html",
+                           "docs\\options.html", "docs\\troubleshooting.html"}) {
     EXPECT_TRUE(std::filesystem::exists(default_folder() + "\\" + file)) << file;
   }
   EXPECT_TRUE(machine_path().ends_with(";" + default_folder() + "\\bin\\")) << machine_path();
