@@ -3,7 +3,13 @@
 add_library(launcher_options INTERFACE)
 target_include_directories(launcher_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
 
+include(require_64_bits)
+
 if(MSVC)
+  # The runtime goes into each program, which so needs nothing but Windows itself; the
+  # test framework, which asks for an older CMake, follows.
+  set(CMAKE_POLICY_DEFAULT_CMP0091 NEW)
+  set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
   # /Brepro: the same program from the same sources, without the time of the build.
   target_compile_options(launcher_options INTERFACE
     /W4 /WX /permissive- /utf-8 /guard:cf /Brepro /Z7)
