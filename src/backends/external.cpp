@@ -16,11 +16,12 @@ int external_backend() {
     fatal(exit_config_fault, "\n Error:  External MPI not defined properly!\n");
   }
 
-  std::string line = *state.external_mpirun + " ";
+  command_line line;
+  append(line, *state.external_mpirun + " ", "program: the external launch command");
   if (!state.node_path.empty()) {
-    line += "-env PATH=" + quote(state.node_path) + " ";
+    append(line, "-env PATH=" + quote(state.node_path) + " ", "PATH of the remote processes");
   }
-  line += hosts_file + " ";
+  append(line, hosts_file + " ", hosts_reason());
 
   state.launch_command = line;
   return 1;

@@ -15,27 +15,35 @@ std::string forwarded_value(const std::string &value) {
   return quote(contains_blank(value) ? "'" + value + "'" : value);
 }
 
-void append_work_size(std::string &line) {
+void append_processes(command_line &line, const std::string &option) {
+  append(line, option + std::to_string(state.num_procs) + " ",
+         "processes: " + state.num_procs_source);
+}
+
+void append_work_size(command_line &line) {
   const bool platform_mpi = state.mpi_name == "ibmmpi";
-  const char *option = platform_mpi ? " -e " : " -env ";
+  const std::string option = platform_mpi ? " -e " : " -env ";
   const char *separator = platform_mpi ? "=" : " ";
   for (const char *name : {"ZEPHON_WORK_SIZE", "ZEPHON_WORK_UNIT"}) {
     const auto value = env_text(name);
     if (value && static_cast<float>(std::strtod(value->c_str(), nullptr)) > 0.0F) {
-      line.append(option).append(name).append(separator).append(*value).append(" ");
+      append(line, option + name + separator + *value + " ", std::string("work size: ") + name);
     }
   }
 }
 
-void append_solver_variables(std::string &line, const std::string &option,
+void append_solver_variables(command_line &line, const std::string &option,
                              const std::string &separator) {
   if (const auto root = env_text("QMX_ROOT")) {
-    line += option + "QMX_ROOT" + separator + forwarded_value(*root);
+    append(line, option + "QMX_ROOT" + separator + forwarded_value(*root),
+           "for the solver: QMX_ROOT");
   }
   if (const auto architecture = env_text("QMX_ARCH")) {
-    line += option + "QMX_ARCH" + separator + quote(*architecture);
+    append(line, option + "QMX_ARCH" + separator + quote(*architecture),
+           "for the solver: QMX_ARCH");
   }
   if (const auto directory = env_text("ZEPHON_PROD_DIR")) {
-    line += option + "ZEPHON_PROD_DIR" + separator + forwarded_value(*directory);
+    append(line, option + "ZEPHON_PROD_DIR" + separator + forwarded_value(*directory),
+           "for the solver: ZEPHON_PROD_DIR");
   }
 }

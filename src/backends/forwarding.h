@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "core/command_line.h"
+
 // Whether --ic= asked for InfiniBand, by either of its names, in small letters.
 bool interconnect_is_infiniband();
 
@@ -11,12 +13,15 @@ bool interconnect_is_infiniband();
 //   C:\mpi  ->  "C:\mpi"        C:\my mpi  ->  "'C:\my mpi'"
 std::string forwarded_value(const std::string &value);
 
+// Appends the number of processes behind an option such as " -np ", with a blank.
+void append_processes(command_line &line, const std::string &option);
+
 // Appends ZEPHON_WORK_SIZE and ZEPHON_WORK_UNIT, as they are set, when they are
 // positive numbers: " -env NAME VALUE ", or " -e NAME=VALUE " for Platform MPI.
-void append_work_size(std::string &line);
+void append_work_size(command_line &line);
 
 // Appends QMX_ROOT, QMX_ARCH and ZEPHON_PROD_DIR when they are set, each as
 // option, name, separator and quoted value, such as " -env QMX_ROOT \"C:\\qmx\"".
 // QMX_ARCH never gets the single quotes.
-void append_solver_variables(std::string &line, const std::string &option,
+void append_solver_variables(command_line &line, const std::string &option,
                              const std::string &separator);

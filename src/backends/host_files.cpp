@@ -149,6 +149,14 @@ std::optional<std::string> next_entry(text_reader &file) {
 
 }  // namespace
 
+std::string hosts_reason() {
+  return state.hosts_file_given ? "host file: --cnf=" : "host file: ZEPHON_HOSTS_FILE";
+}
+
+std::string reason_of(const std::optional<std::string> &written) {
+  return hosts_reason() + (written ? ", rewritten for the MPI" : "");
+}
+
 std::string require_hosts_file() {
   const auto hosts_file = host_file();
   if (!hosts_file) {

@@ -11,6 +11,12 @@
 // The host file of the run. Ends the program with status 2 when none is set.
 std::string require_hosts_file();
 
+// Where the run's host file comes from, as a reason of a piece that names it.
+std::string hosts_reason();
+
+// The same for a file that may have been written in its place.
+std::string reason_of(const std::optional<std::string> &written);
+
 // Spreads num_procs over the hosts of a file without counts: writes a temporary
 // file of host:count lines, one for each host, and has ZEPHON_HOSTS_FILE name it.
 // Gives back the new file's name; nothing when the given file can stay in use: it has

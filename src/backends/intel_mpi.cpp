@@ -28,43 +28,46 @@ std::string tools_root() {
   return mpi_installation_directory("intel", root_choice::local_allowed);
 }
 
-void hand_to_scheduler(std::string &line, const std::string &head) {
+void hand_to_scheduler(command_line &line, const std::string &head) {
   const auto hosts_file = host_file();
   const bool hosts_file_is_readable = hosts_file && file_is_readable(*hosts_file);
   prepare_task();
-  line.insert(0, build_task_command(head, hosts_file_is_readable));
+  prepend(line, build_task_command(head, hosts_file_is_readable));
   if (!hosts_file_is_readable) {
     append_hosts_of_job(line);
   }
 }
 
 // Appends the host file; true when it names this machine alone.
-bool append_hosts(std::string &line, const std::string &given_hosts_file) {
-  const std::string hosts_file =
-      write_process_host_file(given_hosts_file).value_or(given_hosts_file);
+bool append_hosts(command_line &line, const std::string &given_hosts_file) {
+  const auto written = write_process_host_file(given_hosts_file);
+  const std::string hosts_file = written.value_or(given_hosts_file);
   require_smpd_and_credentials(tools_root() + "\\bin");
-  line += " -machinefile " + quote(hosts_file) + " ";
+  append(line, " -machinefile " + quote(hosts_file) + " ", reason_of(written));
   return host_file_is_single_host(hosts_file, state.num_procs) != 0 &&
          first_host_is_this_computer(hosts_file);
 }
 
-void append_device(std::string &line, bool local_only) {
+void append_device(command_line &line, bool local_only) {
   if (local_only) {
-    line += " -localroot -localonly -genv I_MPI_DEVICE shm";
+    append(line, " -localroot -localonly -genv I_MPI_DEVICE shm",
+           "this computer alone: there is no host file, or it names no other");
     set_environment("SMPD_OPTION_BINARY", tools_root() + "\\bin\\smpd.exe");
   } else if (interconnect_is_infiniband()) {
-    line += " -genv I_MPI_DEVICE rdssm";
+    append(line, " -genv I_MPI_DEVICE rdssm", "interconnect: --ic=" + *state.interconnect);
   } else if (state.interconnect) {
-    line += " -genv I_MPI_DEVICE ssm";
+    append(line, " -genv I_MPI_DEVICE ssm",
+           "interconnect: --ic=" + *state.interconnect + ", which is not InfiniBand");
   }
 }
 
 // Unless the user wants the solver to pin its processes, Intel MPI does.
-void append_pinning(std::string &line) {
+void append_pinning(command_line &line) {
   if (env_text("ZEPHON_AFFINITY") == "1") {
-    line += " -genv I_MPI_PIN disable ";
+    append(line, " -genv I_MPI_PIN disable ", "the solver pins its processes: ZEPHON_AFFINITY=1");
   } else {
-    line += " -genv I_MPI_PIN enable ";
+    append(line, " -genv I_MPI_PIN enable ",
+           "the MPI pins the processes: ZEPHON_AFFINITY is not 1");
     set_environment("ZEPHON_AFFINITY", "0");
   }
 }
@@ -87,7 +90,8 @@ int build_intel_mpi_command() {
   const auto hosts_file = host_file();
   const std::string mpi_directory = mpi_installation_directory("intel", root_choice::shared);
 
-  std::string line = mpi_directory + "\\bin\\mpiexec.exe ";
+  command_line line;
+  append(line, mpi_directory + "\\bin\\mpiexec.exe ", "program: Intel MPI of the release");
   bool local_only = false;
   if (head) {
     hand_to_scheduler(line, *head);
@@ -96,17 +100,17 @@ int build_intel_mpi_command() {
   } else {
     local_only = true;
   }
-  append_format(line, " -n %d ", state.num_procs);
+  append_processes(line, " -n ");
   append_device(line, local_only);
   append_solver_variables(line, " -genv ", " ");
   append_pinning(line);
   if (state.zephon_prod == "lumis_acc") {  // not for "tessa", which waits for nothing
-    line += " -genv I_MPI_WAIT_MODE enable ";
+    append(line, " -genv I_MPI_WAIT_MODE enable ", "program: ZEPHON_PROD=lumis_acc");
   }
   append_user_flags(line, "INTELMPI_USER_FLAGS");
   set_path(mpi_directory);
 
   state.launch_command = line;
-  trace("buf", line, command_trace_line);
+  trace("buf", line.text, command_trace_line);
   return 1;
 }

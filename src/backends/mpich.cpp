@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "backends/forwarding.h"
 #include "backends/host_files.h"
 #include "core/environment.h"
 #include "core/exit_status.h"
@@ -31,10 +32,13 @@ std::string require_mpi_home() {
 
 int mpich_backend() {
   const std::string hosts_file = require_hosts_file();
-  std::string line = require_mpi_home() + "\\bin\\mpirun.exe -machinefile " + hosts_file;
-  append_format(line, " -np %d ", state.num_procs);
+  command_line line;
+  append(line, require_mpi_home() + "\\bin\\mpirun.exe",
+         env_is_set("MPICH_HOME") ? "program: MPICH of MPICH_HOME" : "program: MPICH of MPI_HOME");
+  append(line, " -machinefile " + hosts_file, hosts_reason());
+  append_processes(line, " -np ");
   if (!state.node_path.empty()) {
-    line += " -env PATH=" + state.node_path;
+    append(line, " -env PATH=" + state.node_path, "PATH of the remote processes");
   }
 
   state.launch_command = line;

@@ -43,13 +43,15 @@ void report_version(const std::string &smpd) {
   });
 }
 
-void append_channel(std::string &line) {
+void append_channel(command_line &line) {
   if (const auto channel = env_text("MPICH2_CHANNEL")) {
     echo_user_defined("MPICH2_CHANNEL");
-    line += " -channel " + *channel;
+    append(line, " -channel " + *channel, "channel: MPICH2_CHANNEL");
   } else {
     const bool single_host = host_file_is_single_host(host_file(), state.num_procs) != 0;
-    line += single_host ? " -channel shm" : " -channel ssm";
+    append(line, single_host ? " -channel shm" : " -channel ssm",
+           std::string("channel: no MPICH2_CHANNEL, and ") +
+               (single_host ? "one host" : "several hosts"));
   }
 }
 
@@ -87,18 +89,22 @@ std::string find_mpich2_home(root_choice choice) {
 int build_mpich2_command() {
   const auto hosts_file = host_file();
 
-  std::string line = find_mpich2_home(root_choice::shared) + "\\bin\\mpiexec.exe ";
+  const std::string home = find_mpich2_home(root_choice::shared);
+  command_line line;
+  append(line, home + "\\bin\\mpiexec.exe ",
+         env_text("MPICH2_HOME") == home ? "program: MPICH2 of MPICH2_HOME"
+                                         : "program: MPICH2 of the release");
   if (hosts_file) {
     require_smpd_and_credentials(find_mpich2_home(root_choice::local_allowed) + "\\bin");
-    line += " -machinefile " + *hosts_file + " ";
+    append(line, " -machinefile " + *hosts_file + " ", hosts_reason());
   } else {
-    line += " -localonly ";
+    append(line, " -localonly ", "this computer alone: there is no host file");
   }
-  append_format(line, " -np %d ", state.num_procs);
+  append_processes(line, " -np ");
   append_work_size(line);
   append_channel(line);
   if (hosts_file) {
-    line += " -env PATH " + quote(library_list()) + " ";
+    append(line, " -env PATH " + quote(library_list()) + " ", "PATH of the remote processes");
   } else {
     extend_path(library_list());
   }

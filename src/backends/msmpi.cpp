@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "backends/forwarding.h"
+#include "backends/host_files.h"
 #include "core/command_runner.h"
 #include "core/environment.h"
 #include "core/exit_status.h"
@@ -28,15 +29,18 @@ namespace {
 constexpr int command_trace_line = 2291;
 
 // MSMPI_HOME often names the MPI that was installed last, whichever it is.
-std::string find_mpiexec() {
+void append_mpiexec(command_line &line) {
   if (env_is_set("CCP_HOME")) {
-    return " mpiexec.exe ";
+    append(line, " mpiexec.exe ", "program: MS-MPI of the cluster, as CCP_HOME is set");
+    return;
   }
   const auto home = env_text("MSMPI_HOME");
   const bool usable =
       home && !contains(*home, "MPIPro") && !contains(*home, "MPICH") && !contains(*home, "mpich");
-  return (usable ? *home : mpi_installation_directory("ms", root_choice::shared)) +
-         "\\bin\\mpiexec.exe  ";
+  append(line,
+         (usable ? *home : mpi_installation_directory("ms", root_choice::shared)) +
+             "\\bin\\mpiexec.exe  ",
+         usable ? "program: MS-MPI of MSMPI_HOME" : "program: MS-MPI of the release");
 }
 
 void write_machine_file_of_job(const std::optional<std::string> &head,
@@ -48,50 +52,54 @@ void write_machine_file_of_job(const std::optional<std::string> &head,
   }
 }
 
-void append_netmask(std::string &line) {
+void append_netmask(command_line &line) {
   if (const auto netmask = env_text("MPICH_NETMASK")) {
     const std::string piece = " -env MPICH_NETMASK " + *netmask + " ";
-    line += piece;
+    append(line, piece, "network mask: MPICH_NETMASK");
     print("\nUsing user defined: %s\n", piece.c_str());
   }
 }
 
 // Where the ranks run: the nodes of this job, the nodes of a job that the
 // scheduler starts, or as many processes here.
-void append_hosts(std::string &line, const std::optional<std::string> &head,
+void append_hosts(command_line &line, const std::optional<std::string> &head,
                   bool hosts_file_is_readable) {
   const bool user_gives_hosts = user_flags_contain("MPICH2_USER_FLAGS", "-hosts ");
   if (inside_scheduled_job()) {
     if (!user_gives_hosts) {
-      line +=
-          " -hosts " + reduce_node_list(env_text("CCP_NODES").value_or(""), state.num_procs) + " ";
+      append(
+          line,
+          " -hosts " + reduce_node_list(env_text("CCP_NODES").value_or(""), state.num_procs) + " ",
+          "nodes: CCP_NODES, no more than there are processes");
     }
   } else if (head) {
     prepare_task();
-    line.insert(0, build_task_command(*head, hosts_file_is_readable));
+    prepend(line, build_task_command(*head, hosts_file_is_readable));
     if (!hosts_file_is_readable && !user_gives_hosts) {
       append_hosts_of_job(line);
     }
   } else {
-    append_format(line, " -np %d ", state.num_procs);
+    append_processes(line, " -np ");
   }
 }
 
-void append_machine_file(std::string &line, const std::string &hosts_file) {
+void append_machine_file(command_line &line, const std::string &hosts_file) {
   const auto job = given_job();
   if (job && head_node()) {
     // The first task of the job.
-    line += " -job " + *job + ".1 -dir " + env_text("STD_DIR").value_or(". ");
-    append_format(line, " -np %d ", state.num_procs);
+    append(line, " -job " + *job + ".1", "job: CCP_JOB_ID");
+    append(line, " -dir " + env_text("STD_DIR").value_or(". "), "working directory: STD_DIR");
+    append_processes(line, " -np ");
   }
-  line += " -machinefile " + hosts_file + " ";
+  append(line, " -machinefile " + hosts_file + " ", hosts_reason());
 }
 
-void append_affinity(std::string &line) {
+void append_affinity(command_line &line) {
   if (env_is_set("MSMPI_NO_AFFINITY_SET")) {
     echo_user_defined("MSMPI_NO_AFFINITY_SET");
   } else if (env_is_set("CCP_HOME") && env_is_set("CCP_JOBTEMPLATE")) {
-    line += " -affinity ";
+    append(line, " -affinity ",
+           "ranks stay on their processors: CCP_HOME and CCP_JOBTEMPLATE are set");
   }
 }
 
@@ -195,7 +203,8 @@ int msmpi_backend() {
   const auto head = head_node();
   const auto hosts_file = host_file();
 
-  std::string line = find_mpiexec();
+  command_line line;
+  append_mpiexec(line);
   check_cluster_environment(head);
   write_machine_file_of_job(head, hosts_file);
   const bool hosts_file_is_readable = hosts_file && file_is_readable(*hosts_file);
@@ -208,9 +217,9 @@ int msmpi_backend() {
   }
   std::string path = ntbin_directory(state.zephon_inc.value_or(""));
   append_to_path_list(path, state.node_path);
-  line += " -env PATH " + quote(path) + " ";
+  append(line, " -env PATH " + quote(path) + " ", "PATH of the processes");
   if (head) {
-    line += " -env CCP_CLUSTER_NAME " + *head + " ";
+    append(line, " -env CCP_CLUSTER_NAME " + *head + " ", "head node: USE_CCP");
   }
   append_work_size(line);
   append_user_flags(line, "MPICH2_USER_FLAGS");
@@ -218,6 +227,6 @@ int msmpi_backend() {
   append_affinity(line);
 
   state.launch_command = line;
-  trace("sOptions.pre", line, command_trace_line);
+  trace("sOptions.pre", line.text, command_trace_line);
   return 1;
 }

@@ -45,42 +45,45 @@ void set_zephon_inc_unc() {
   convert_to_unc(state.zephon_inc_unc);
 }
 
-void append_interconnect(std::string &line) {
+void append_interconnect(command_line &line) {
   if (interconnect_is_infiniband()) {
-    line += "-IBAL ";
+    append(line, "-IBAL ", "interconnect: --ic=" + *state.interconnect);
   } else if (state.interconnect == "myri" || state.interconnect == "myrinet") {
-    line += "-MX ";
+    append(line, "-MX ", "interconnect: --ic=" + *state.interconnect);
   }
 }
 
 // The job's one-processor task runs mpirun, which starts the ranks itself.
-void hand_to_scheduler(std::string &line, const std::string &head) {
+void hand_to_scheduler(command_line &line, const std::string &head) {
   const auto job = given_job();
   state.scheduler_job_id = job ? to_number(*job) : platform_mpi_job_new();
   if (state.scheduler_job_id < 0) {
     platform::exit_program(exit_normal);
   }
-  std::string task = format_text("%s add %d /%s:1-1 /scheduler:%s /name:\"ORBEX ZEPHON\"",
-                                 state.ccp_job_command.c_str(), state.scheduler_job_id,
-                                 scheduler_unit_option().c_str(), head.c_str());
+  command_line task;
+  append_added_task(task, state.scheduler_job_id);
+  append(task, " /" + scheduler_unit_option() + ":1-1", "one processor for mpirun itself");
+  append_head_node(task, head);
+  append(task, " /name:\"ORBEX ZEPHON\"", "name of the task");
   append_output_options(task);
   append_scheduler_options(task, scheduled::task_only);
-  line.insert(0, task);
-  line += " -ccp ";
+  prepend(line, task);
+  append(line, " -ccp ", "nodes: those of the job");
 }
 
-void append_hosts(std::string &line, const std::string &given_hosts_file) {
+void append_hosts(command_line &line, const std::string &given_hosts_file) {
   auto hosts_file = write_process_host_file(given_hosts_file);
   if (!hosts_file && env_is_set("ZEPHON_AUTO_SPAWN")) {
     hosts_file = write_scheduler_host_file(given_hosts_file);
   }
-  line += " -hostfile " + quote(hosts_file.value_or(given_hosts_file)) + " ";
+  append(line, " -hostfile " + quote(hosts_file.value_or(given_hosts_file)) + " ",
+         reason_of(hosts_file));
 }
 
-void append_placement(std::string &line, const std::optional<std::string> &head) {
+void append_placement(command_line &line, const std::optional<std::string> &head) {
   const auto hosts_file = host_file();
   if (head == inside_job) {
-    line += " -ccp ";
+    append(line, " -ccp ", "nodes: those of the job");
   } else if (head) {
     hand_to_scheduler(line, *head);
   } else if (hosts_file) {
@@ -88,10 +91,10 @@ void append_placement(std::string &line, const std::optional<std::string> &head)
   }
 }
 
-void append_remote_path(std::string &line) {
+void append_remote_path(command_line &line) {
   std::string path = ntbin_directory(env_text("ZEPHON_INC").value_or(""));
   append_to_path_list(path, state.node_path);
-  line += " -e PATH=" + forwarded_value(path);
+  append(line, " -e PATH=" + forwarded_value(path), "PATH of the remote processes");
 }
 
 // Whether a program is the listed one; programs of the "tessa" family match a
@@ -102,12 +105,13 @@ bool program_matches(const char *listed) {
          (std::string_view(listed).starts_with("tessa") && program.starts_with("tessa"));
 }
 
-void append_working_directory(std::string &line) {
+void append_working_directory(command_line &line) {
   const bool has_directory = program_matches("zephon") || program_matches("lumis") ||
                              program_matches("beamtrace") || program_matches("lumis_acc");
   if (has_directory && !user_flags_contain("IBMMPI_USER_FLAGS", "MPI_WORKDIR")) {
     set_zephon_inc_unc();
-    line += " -e MPI_WORKDIR=" + forwarded_value(state.zephon_inc_unc);
+    append(line, " -e MPI_WORKDIR=" + forwarded_value(state.zephon_inc_unc),
+           "working directory: ZEPHON_INC");
   }
 }
 
@@ -117,14 +121,14 @@ password_state ask_password_state(const std::string &mpi_root) {
 }
 
 // The list goes through std_dir; without a list, what stands there is appended.
-void append_asked_nodes(std::string &command) {
+void append_asked_nodes(command_line &command) {
   if (!host_file()) {
     return;
   }
   if (const auto hosts = read_host_list()) {
     state.std_dir = " /askednodes:" + *hosts + " ";
   }
-  command += state.std_dir;
+  append(command, state.std_dir, hosts_reason());
 }
 
 }  // namespace
@@ -135,17 +139,20 @@ int platform_mpi_job_new() {
     return -1;
   }
   check_scheduler_credentials();
-  std::string command = format_text("%s new /scheduler:%s /jobname:\"ORBEX ZEPHON\" /%s:%d ",
-                                    state.ccp_job_command.c_str(), head->c_str(),
-                                    scheduler_unit_option().c_str(), state.num_procs);
+  command_line command;
+  append(command,
+         format_text("%s new /scheduler:%s /jobname:\"ORBEX ZEPHON\" /%s:%d ",
+                     state.ccp_job_command.c_str(), head->c_str(), scheduler_unit_option().c_str(),
+                     state.num_procs),
+         "a job of this run's own");
   append_scheduler_options(command, scheduled::job);
   append_asked_nodes(command);
   if (state.ptrace_mode) {
-    print_error("\n%s\n", command.c_str());
+    print_error("\n%s\n", command.text.c_str());
   }
-  trace("buf", command, job_new_trace_line);
+  trace("buf", command.text, job_new_trace_line);
 
-  return run_job_new(command);
+  return run_job_new(command.text);
 }
 
 int ensure_platform_mpi_password(const std::string &mpi_root, const std::string &cache_switch) {
@@ -200,8 +207,12 @@ int platform_mpi_backend() {
     relativize_install_path(*state.prod_verdir);
   }
 
-  std::string line =
-      quote(root + "\\bin\\mpirun.exe") + " -prot -e MPI_ROOT=" + forwarded_value(root) + " ";
+  command_line line;
+  append(line, quote(root + "\\bin\\mpirun.exe"),
+         env_text("IBMMPI_ROOT") == root ? "program: Platform MPI of IBMMPI_ROOT"
+                                         : "program: Platform MPI of the release");
+  append(line, " -prot", "the MPI shows which interconnects it uses");
+  append(line, " -e MPI_ROOT=" + forwarded_value(root) + " ", "the MPI's own folder");
   trace("getenv(\"USE_CCP\")", head, head_node_trace_line);
   if (!env_is_set("ORBEX_DONT_CACHE_PASSWORD")) {
     ensure_platform_mpi_password(mpi_installation_directory("ibmmpi", root_choice::local_allowed),
@@ -209,18 +220,19 @@ int platform_mpi_backend() {
   }
   append_interconnect(line);
   append_placement(line, head);
-  append_format(line, " -np %d ", state.num_procs);
+  append_processes(line, " -np ");
   append_work_size(line);
   relativize_install_path(state.node_path);
   append_remote_path(line);
   append_working_directory(line);
   if (program_matches("lumis_acc")) {
-    line += " -intra=nic -e MPI_TCP_SELECT=1 -e MPI_FLAGS=y0";
+    append(line, " -intra=nic -e MPI_TCP_SELECT=1 -e MPI_FLAGS=y0",
+           "program: ZEPHON_PROD=lumis_acc");
   }
   append_solver_variables(line, " -e ", "=");
   append_user_flags(line, "IBMMPI_USER_FLAGS");
 
   state.launch_command = line;
-  trace("sOptions.pre", line, command_trace_line);
+  trace("sOptions.pre", line.text, command_trace_line);
   return 1;
 }

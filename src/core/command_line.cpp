@@ -3,12 +3,12 @@
 
 #include <algorithm>
 
-void append(command_line &line, const std::string &text, const std::string &reason) {
+void append(command_line &line, std::string_view text, std::string_view reason) {
   if (text.empty()) {
     return;
   }
   line.text += text;
-  line.pieces.push_back({text, reason});
+  line.pieces.push_back({std::string(text), std::string(reason)});
 }
 
 void prepend(command_line &line, const command_line &before) {

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 struct command_piece {
@@ -23,7 +24,7 @@ struct command_line {
 };
 
 // Adds a piece at the end. An empty text adds nothing.
-void append(command_line &line, const std::string &text, const std::string &reason);
+void append(command_line &line, std::string_view text, std::string_view reason);
 
 // Puts the pieces of another command in front.
 void prepend(command_line &line, const command_line &before);

@@ -37,16 +37,16 @@ void append_escaped(std::string &text, char letter) {
 
 }  // namespace
 
-std::string json_text(const std::string &text) {
+std::string json_text(std::string_view text) {
   std::string result = "\"";
-  for (const char letter : platform::utf8_of(text)) {
+  for (const char letter : platform::utf8_of(std::string(text))) {
     append_escaped(result, letter);
   }
   return result += '"';
 }
 
-std::string json_text(const std::optional<std::string> &text) {
-  return text ? json_text(*text) : "null";
+std::string json_text_or_null(const std::optional<std::string> &text) {
+  return text ? json_text(std::string_view(*text)) : "null";
 }
 
 std::string json_number(std::int64_t number) {
@@ -88,12 +88,12 @@ std::string json_moment(const std::optional<std::int64_t> &microseconds) {
   return format_text("\"%s.%03dZ\"", text, milliseconds);
 }
 
-void add_element(std::string &elements, const std::string &value) {
-  elements += (elements.empty() ? "" : ", ") + value;
+void add_element(std::string &elements, std::string_view value) {
+  elements.append(elements.empty() ? "" : ", ").append(value);
 }
 
-void add_member(std::string &members, const std::string &name, const std::string &value) {
-  add_element(members, json_text(name) + ": " + value);
+void add_member(std::string &members, std::string_view name, std::string_view value) {
+  add_element(members, json_text(name).append(": ").append(value));
 }
 
 std::string json_object(const std::string &members) {

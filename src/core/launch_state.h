@@ -10,12 +10,14 @@
 #include <string>
 #include <vector>
 
+#include "core/command_line.h"
+
 // What the options say. The option parser clears it as a whole.
 struct option_record {
   std::optional<std::string> release;        // from --r and --R; "list" when given without a value
   std::vector<std::string> solver_args;      // kept: at most 63, then one empty entry
   int solver_argc = 0;                       // kept: arguments in solver_args
-  std::string launch_command;                // built by one back-end; empty: none was built
+  command_line launch_command;               // built by one back-end; empty: none was built
   std::string solver_args_line;              // all solver arguments, each with a blank before it
   std::optional<std::string> timing_file;    // from --o: where the timing report goes
   bool node_mode = false;                    // on behalf of a node or host: no box at exit
@@ -25,12 +27,13 @@ struct option_record {
   std::optional<std::string> mpi_requested;  // the MPI name as the option gave it
   std::optional<std::string> interconnect;   // from --ic=
   int num_procs = 1;                         // solver processes, all hosts together
-  bool ptrace_mode = false;                  // --ptrace: echo commands
-  bool wait_mode = false;                    // ignore Ctrl-C and wait for the child
-  bool hosts_file_given = false;             // kept: --cnf=
-  std::optional<std::string> smpd_request;   // installation folder, or "0": the release's own
-  bool start_smpd = false;                   // start the service instead of installing it
-  int scheduler_job_id = 0;                  // the job that is watched; below 1: none
+  std::string num_procs_source = "one, as --np= was not given";
+  bool ptrace_mode = false;                 // --ptrace: echo commands
+  bool wait_mode = false;                   // ignore Ctrl-C and wait for the child
+  bool hosts_file_given = false;            // kept: --cnf=
+  std::optional<std::string> smpd_request;  // installation folder, or "0": the release's own
+  bool start_smpd = false;                  // start the service instead of installing it
+  int scheduler_job_id = 0;                 // the job that is watched; below 1: none
 };
 
 struct launch_state : option_record {

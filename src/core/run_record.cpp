@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -117,20 +118,20 @@ moment between(const moment &started, const moment &ended) {
 std::string variables_json(const variable_list &list) {
   std::string members;
   for (const auto &[name, value] : list) {
-    add_member(members, name, json_text(value));
+    add_member(members, name, json_text_or_null(value));
   }
   return json_object(members);
 }
 
 std::string step_json(const recorded_step &step) {
   std::string members;
-  add_member(members, "kind", json_text(std::string(name_of(step.kind))));
+  add_member(members, "kind", json_text(std::string_view(name_of(step.kind))));
   add_member(members, "text", json_text(step.text));
   add_member(members, "started", json_moment(step.started));
   add_member(members, "seconds", json_seconds(between(step.started, step.ended)));
   add_member(members, "exit_code", json_number(step.end.exit_code));
   add_member(members, "lines", json_number(step.end.lines));
-  add_member(members, "assumed", json_text(step.assumed));
+  add_member(members, "assumed", json_text_or_null(step.assumed));
   return "\n  " + json_object(members);
 }
 
@@ -168,7 +169,7 @@ std::string job_json() {
   std::string members;
   add_member(members, "head_node", json_text(*head));
   add_member(members, "id", json_number(id));
-  add_member(members, "state", json_text(run.job_state));
+  add_member(members, "state", json_text_or_null(run.job_state));
   add_member(members, "released", json_bool(run.job_released));
   return json_object(members);
 }
@@ -194,17 +195,17 @@ std::string record_json(int status) {
     add_element(steps, step_json(step));
   }
   std::string members;
-  const auto add = [&members](const char *name, const std::string &value) {
-    add_element(members, "\n " + json_text(std::string(name)) + ": " + value);
+  const auto add = [&members](std::string_view name, std::string_view value) {
+    add_element(members, "\n " + json_text(name).append(": ").append(value));
   };
-  add("format", json_text(std::string("zephon-run-record")));
+  add("format", json_text(std::string_view("zephon-run-record")));
   add("version", json_number(format_version));
-  add("launcher", json_text(std::string(LAUNCHER_VERSION)));
+  add("launcher", json_text(std::string_view(LAUNCHER_VERSION)));
   add("rehearsal", json_bool(rehearsal::is_on()));
   add("status", json_number(status));
   add("arguments", array_of_texts(arguments));
-  add("working_directory", json_text(platform::current_directory()));
-  add("computer", json_text(platform::get_variable("COMPUTERNAME")));
+  add("working_directory", json_text_or_null(platform::current_directory()));
+  add("computer", json_text_or_null(platform::get_variable("COMPUTERNAME")));
   add("variables", json_object(variables));
   add("steps", json_array(steps));
   add("launch", run.launch ? launch_json(*run.launch) : "null");
@@ -255,7 +256,7 @@ void write_to(platform::standard_stream stream, const std::string &text) {
 }
 
 // Says a text, its further lines below the first one.
-void say(const std::string &text) {
+void say(std::string_view text) {
   std::string shown = "\r\nRehearsal: ";
   for (const char letter : text) {
     shown += letter == '\n' ? "\r\n    " : std::string(1, letter);
@@ -349,27 +350,27 @@ void end_step(std::size_t step, const step_end &end) {
   }
 }
 
-void tell_step(step_kind kind, const std::string &text, const std::string &assumed,
-               const std::string &content) {
+void tell_step(step_kind kind, const std::string &text, std::string_view assumed,
+               std::string_view content) {
   std::string told = left_out(kind) + text;
   for (std::size_t start = 0; start < content.size();) {
     const std::size_t end = std::min(content.find('\n', start), content.size());
-    told += "\n|" + content.substr(start, end - start);
+    told.append("\n|").append(content.substr(start, end - start));
     start = end + 1;
     if (told.ends_with('\r')) {
       told.pop_back();
     }
   }
-  say(told + "\ntaken for its outcome: " + assumed);
+  say(told.append("\ntaken for its outcome: ").append(assumed));
   const std::size_t step = begin_step(kind, text);
   end_step(step, {});
   const turn mine;
-  run.steps[step].assumed = assumed;
+  run.steps[step].assumed = std::string(assumed);
 }
 
-void tell_unknown(const std::string &what) {
+void tell_unknown(std::string_view what) {
   if (rehearsal::is_on()) {
-    const std::string text = "only the real run shows " + what;
+    const std::string text = std::string("only the real run shows ").append(what);
     say(text);
     end_step(begin_step(step_kind::message, text), {});
   }

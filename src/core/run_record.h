@@ -21,6 +21,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "core/command_line.h"
 
@@ -52,11 +53,11 @@ void end_step(std::size_t step, const step_end &end);
 
 // A step that a rehearsal leaves out: says so on standard output, with what is
 // taken for its outcome. `content`: what would stand in the file, line by line.
-void tell_step(step_kind kind, const std::string &text, const std::string &assumed,
-               const std::string &content = "");
+void tell_step(step_kind kind, const std::string &text, std::string_view assumed,
+               std::string_view content = "");
 
 // In a rehearsal, says what only the real run would show; else nothing.
-void tell_unknown(const std::string &what);
+void tell_unknown(std::string_view what);
 
 // A variable that was read, absent or not, or set.
 void record_variable_read(const char *name, const std::optional<std::string> &value);

@@ -22,10 +22,10 @@ void echo_user_defined(const char *name, const std::string &note) {
   print_text(platform::standard_stream::output, text);
 }
 
-void append_user_flags(std::string &line, const char *name) {
+void append_user_flags(command_line &line, const char *name) {
   if (const auto flags = env_text(name)) {
     echo_user_defined(name);
-    line += " " + *flags + " ";
+    append(line, " " + *flags + " ", std::string("the user's own: ") + name);
   }
 }
 

@@ -5,12 +5,14 @@
 #include <string>
 #include <string_view>
 
+#include "core/command_line.h"
+
 // Shows a variable that the user set, with a note behind it unless the note is
 // empty. Prints nothing when the variable is not set.
 void echo_user_defined(const char *name, const std::string &note = "");
 
 // When the variable is set: shows it and appends a blank, its value and a blank.
-void append_user_flags(std::string &line, const char *name);
+void append_user_flags(command_line &line, const char *name);
 
 // Whether the flags of that variable hold a piece of text; no when it is not set.
 bool user_flags_contain(const char *name, std::string_view piece);

@@ -73,6 +73,7 @@ void apply_version_rule(const std::string &release) {
 // serial. 0 leaves the count to the job.
 void apply_process_count(const std::string &value) {
   state.num_procs = value.empty() ? 1 : to_number(value);
+  state.num_procs_source = "--np=" + value;
 
   if (env_is_set("MESHING_MODE") && env_is_set("PARA_MESH_NPROCS")) {
     const int meshing_procs = env_number("PARA_MESH_NPROCS");
@@ -82,10 +83,12 @@ void apply_process_count(const std::string &value) {
           "processes count, so resetting the count to %d\n",
           meshing_procs);
       state.num_procs = meshing_procs;
+      state.num_procs_source = "PARA_MESH_NPROCS, which is more than --np=" + value;
     }
   }
   if (state.num_procs == 0 && env_is_set("CCP_NODES") && env_is_set("CCP_NUMCPUS")) {
     state.num_procs = env_number("CCP_NUMCPUS");
+    state.num_procs_source = "CCP_NUMCPUS, for --np=0";
   }
 }
 

@@ -22,7 +22,7 @@ namespace {
 constexpr double processor_ticks_per_second = 10'000'000.0;  // units of 100 ns
 
 void warn_without_launch_command() {
-  if (state.launch_command.empty() && state.mpi_selected && !state.mpi_name.empty() &&
+  if (state.launch_command.text.empty() && state.mpi_selected && !state.mpi_name.empty() &&
       state.mpi_name != "net") {
     add_message(
         "\nWarning: MPI \"%s\" has no launch command, so the program is started without one.\n",
@@ -123,8 +123,7 @@ void rehearse_launch(command_line command) {
 
 command_line join_solver_arguments() {
   warn_without_launch_command();
-  command_line command;
-  append(command, state.launch_command, "launch command of the MPI");
+  command_line command = state.launch_command;
   append(command, " ", "between the launch command and the solver's arguments");
   append(command, state.solver_args_line, "the solver's arguments");
   return command;

@@ -1,7 +1,9 @@
 // rehearsal.cpp: the files that a rehearsal would have written.
 #include "platform/rehearsal.h"
 
-#include <map>
+#include <algorithm>
+#include <utility>
+#include <vector>
 
 namespace rehearsal {
 
@@ -10,7 +12,21 @@ namespace {
 bool on = false;
 // The files by the names they were opened with: what they would hold, or nothing
 // for one that would be gone.
-std::map<std::string, std::optional<std::string>> files;
+std::vector<std::pair<std::string, std::optional<std::string>>> files;
+
+// The file of that name; null when nothing was done to it.
+std::optional<std::string> *find_file(const std::string &path) {
+  const auto found =
+      std::find_if(files.begin(), files.end(), [&](const auto &one) { return one.first == path; });
+  return found == files.end() ? nullptr : &found->second;
+}
+
+std::optional<std::string> &file_of(const std::string &path) {
+  if (find_file(path) == nullptr) {
+    files.emplace_back(path, std::nullopt);
+  }
+  return *find_file(path);
+}
 
 }  // namespace
 
@@ -28,7 +44,8 @@ void end() {
 }
 
 bool would_open(const std::string &path, platform::open_mode mode) {
-  const bool is_removed = files.contains(path) && !files[path];
+  const auto *known = find_file(path);
+  const bool is_removed = known != nullptr && !*known;
   const bool is_there =
       !is_removed && platform::open_file(path, platform::open_mode::read) != nullptr;
   if (is_there) {
@@ -42,16 +59,17 @@ bool would_open(const std::string &path, platform::open_mode mode) {
 
 void write_file(const std::string &path, platform::open_mode mode, const std::string &content) {
   const bool adds = mode == platform::open_mode::append;
-  files[path] = (adds ? files[path].value_or("") : "") + content;
+  std::optional<std::string> &file = file_of(path);
+  file = (adds ? file.value_or("") : "") + content;
 }
 
 std::optional<std::string> written_file(const std::string &path) {
-  const auto found = files.find(path);
-  return found == files.end() ? std::nullopt : found->second;
+  const auto *known = find_file(path);
+  return known == nullptr ? std::nullopt : *known;
 }
 
 void remove_file(const std::string &path) {
-  files[path].reset();
+  file_of(path).reset();
 }
 
 }  // namespace rehearsal

@@ -1,6 +1,7 @@
 // job_creation.cpp: new, submit, wait for the nodes; cancel on request.
 #include "scheduler/job_creation.h"
 
+#include <algorithm>
 #include <csignal>
 #include <string>
 
@@ -30,14 +31,16 @@ bool new_job_is_wanted() {
 }
 
 int create_job(const std::string &head) {
-  std::string command =
-      format_text("%s new /scheduler:%s /jobname:\"ORBEX ZEPHON\" /%s:%d /rununtilcanceled:true",
-                  state.ccp_job_command.c_str(), head.c_str(), scheduler_unit_option().c_str(),
-                  scheduler_processor_count());
+  command_line command;
+  append(command,
+         format_text("%s new /scheduler:%s /jobname:\"ORBEX ZEPHON\" /%s:%d /rununtilcanceled:true",
+                     state.ccp_job_command.c_str(), head.c_str(), scheduler_unit_option().c_str(),
+                     scheduler_processor_count()),
+         "a job that waits for its release");
   append_scheduler_options(command, scheduled::job);
-  trace("buf", command, new_trace_line);
+  trace("buf", command.text, new_trace_line);
 
-  return run_job_new(command);
+  return run_job_new(command.text);
 }
 
 bool submit_job(const std::string &head, int job_id) {
@@ -73,13 +76,20 @@ void confirm_cancel(const std::string &head, int job_id) {
 }
 
 void wait_for_nodes(const std::string &head, int job_id) {
-  for (int polls = 0; !job_state_is(head, job_id, "Running", nullptr); ++polls) {
-    platform::sleep_ms(poll_interval);
-    if (polls % polls_per_dot == 0) {
-      print(".");
-    }
-    if (question_answer() == answer_cancel) {
-      confirm_cancel(head, job_id);
+  poll_pace pace = pace_of_polls(poll_interval);
+  int slices = 0;
+  while (!job_state_is(head, job_id, "Running", nullptr)) {
+    // In slices: the box is looked at as often as ever.
+    for (unsigned long pause = next_pause(pace); pause > 0; ++slices) {
+      const unsigned long slice = std::min(pause, poll_interval);
+      platform::sleep_ms(slice);
+      pause -= slice;
+      if (slices % polls_per_dot == 0) {
+        print(".");
+      }
+      if (question_answer() == answer_cancel) {
+        confirm_cancel(head, job_id);
+      }
     }
   }
 }

@@ -1,7 +1,11 @@
 // job_state.cpp: reads the answer of the scheduler's view command.
 #include "scheduler/job_state.h"
 
+#include <algorithm>
+#include <cstdlib>
+
 #include "core/command_runner.h"
+#include "core/environment.h"
 #include "core/launch_state.h"
 #include "core/text.h"
 #include "scheduler/job_identifier.h"
@@ -30,4 +34,19 @@ bool job_state_is(const std::string &head, int job_id, const char *wanted_state,
                 return true;
               });
   return found;
+}
+
+poll_pace pace_of_polls(unsigned long usual_pause) {
+  constexpr double longest_limit = 86'400.0;  // seconds: a day
+  const std::string limit = env_text("ZEPHON_JOB_POLL_LIMIT").value_or("");
+  const double seconds = std::strtod(limit.c_str(), nullptr);
+  // Compared so that what is no number at all changes nothing either.
+  const double bounded = seconds > 0.0 ? std::min(seconds, longest_limit) : 0.0;
+  return {usual_pause, std::max(usual_pause, static_cast<unsigned long>(bounded * 1000.0))};
+}
+
+unsigned long next_pause(poll_pace &pace) {
+  const unsigned long pause = pace.next;
+  pace.next = std::min(2 * pause, pace.longest);
+  return pause;
 }

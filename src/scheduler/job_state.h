@@ -12,3 +12,17 @@ std::string job_view_command(const std::string &head, int job_id);
 // behind the line's first colon, the line end included.
 bool job_state_is(const std::string &head, int job_id, const char *wanted_state,
                   std::string *error_text);
+
+// The pauses between two questions about a job, in milliseconds.
+struct poll_pace {
+  unsigned long next;
+  unsigned long longest;
+};
+
+// The usual pause each time; with ZEPHON_JOB_POLL_LIMIT=SECONDS each is twice as
+// long as the one before, up to that limit. A limit below the usual pause, or one
+// that is no number, changes nothing.
+poll_pace pace_of_polls(unsigned long usual_pause);
+
+// The pause before the next question.
+unsigned long next_pause(poll_pace &pace);

@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t output_file_line_limit = 4095;
 constexpr unsigned long poll_interval = 1000;  // milliseconds
-constexpr int running_polls = 300;
+constexpr unsigned long running_polls = 300;
 
 // In the order in which they are asked for. Both spellings of the cancelled state
 // are in use: one for each generation of the scheduler.
@@ -67,7 +67,8 @@ void watch_scheduler_job() {
   }
   std::size_t last = queued;
   std::string detail;
-  for (int polls = 0; last == queued || (last == running && polls < running_polls);) {
+  poll_pace pace = pace_of_polls(poll_interval);
+  for (unsigned long polls = 0; last == queued || (last == running && polls < running_polls);) {
     const auto now = ask_job_state(*head, job_id, detail);
     if (now && *now != last) {
       print("Job %d is %s.%s%s\n", job_id, state_names[*now], detail.empty() ? "" : " ",
@@ -79,8 +80,11 @@ void watch_scheduler_job() {
       print_job_output_files(job_id);
       state.solver_status = exit_job_failed;
     }
-    platform::sleep_ms(poll_interval);
-    ++polls;
+    // A job that has ended is not asked about again: no reason to wait long.
+    const unsigned long pause =
+        last == queued || last == running ? next_pause(pace) : poll_interval;
+    platform::sleep_ms(pause);
+    polls += pause / poll_interval;
   }
 }
 

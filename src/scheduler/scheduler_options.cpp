@@ -13,15 +13,18 @@
 #include "core/unc_path.h"
 #include "core/user_defined.h"
 #include "platform/platform.h"
+#include "platform/rehearsal.h"
+#include "scheduler/job_identifier.h"
 
 namespace {
 
 constexpr std::size_t std_dir_limit = 1024;
 constexpr int credential_trace_line = 1654;
 
-void append_option(std::string &command, const char *option, const char *variable) {
+void append_option(command_line &command, const char *option, const char *variable) {
   if (const auto value = env_text(variable)) {
-    command += std::string(" ") + option + *value + " ";
+    append(command, std::string(" ") + option + *value + " ",
+           std::string("the scheduler's: ") + variable);
   }
 }
 
@@ -45,9 +48,16 @@ bool is_network_path(const std::string &path) {
   return path.starts_with("\\\\") || path.starts_with("//");
 }
 
+// What a task asks for.
+void append_allocation(command_line &command) {
+  append(command, " /exclusive:false", "its nodes may run other jobs as well");
+  append(command, " /" + scheduler_unit_option() + ":" + std::to_string(state.num_procs),
+         "processes: " + state.num_procs_source);
+}
+
 }  // namespace
 
-void append_scheduler_options(std::string &command, scheduled what) {
+void append_scheduler_options(command_line &command, scheduled what) {
   if (what == scheduled::job) {
     append_option(command, "/jobtemplate:", "ZP_CCP_JOB_TEMPLATE");
     append_option(command, "/nodegroup:", "ZP_CCP_NODE_GROUP");
@@ -77,16 +87,19 @@ int check_scheduler_credentials() {
   if (credential_checks_are_off()) {
     return 0;
   }
-  std::string command =
+  command_line command;
+  append(
+      command,
       format_text("cmd.exe /c %s submit /scheduler:%s /jobname:\"ORBEX ZEPHON Credential Check\" ",
-                  state.ccp_job_command.c_str(), chars_of(head_node()));
+                  state.ccp_job_command.c_str(), chars_of(head_node())),
+      "credentials");
   append_scheduler_options(command, scheduled::job);
-  command += " cmd.exe /C ver";
-  trace("buf", command, credential_trace_line);
-  return run_in_console(command);
+  append(command, " cmd.exe /C ver", "and does nothing else");
+  trace("buf", command.text, credential_trace_line);
+  return run_in_console(command.text);
 }
 
-void append_output_options(std::string &command) {
+void append_output_options(command_line &command) {
   const auto directory = task_directory();
   if (!directory) {
     return;
@@ -95,7 +108,8 @@ void append_output_options(std::string &command) {
   convert_to_unc(state.std_dir);
 
   if (is_network_path(state.std_dir)) {
-    command += " /workdir:" + quote_directory(state.std_dir);
+    append(command, " /workdir:" + quote_directory(state.std_dir),
+           "working directory: STD_DIR, --cwd or the current folder");
   } else if (state.ptrace_mode) {
     print_error(
         "\nWarning: Working directory is not a network mapped: %s\n"
@@ -104,7 +118,8 @@ void append_output_options(std::string &command) {
   }
   // The scheduler expands the task context when the task starts.
   const std::string base_name = "ZP%CCP_TASKCONTEXT%" + output_user_part();
-  command += " /stdout:" + base_name + ".o /stderr:" + base_name + ".e ";
+  append(command, " /stdout:" + base_name + ".o /stderr:" + base_name + ".e ",
+         "output files of the task, named with USERNAME");
 }
 
 std::string output_user_part() {
@@ -120,19 +135,31 @@ void prepare_task() {
   }
 }
 
-std::string build_task_command(const std::string &head, bool hosts_file_is_readable) {
+void append_added_task(command_line &command, int job_id) {
+  append(command, format_text("%s add %d", state.ccp_job_command.c_str(), job_id),
+         rehearsal::is_on() && job_id == assumed_job_id
+             ? "a task of the job, whose number is assumed"
+             : "a task of the job that is this run's: CCP_JOB_ID");
+}
+
+void append_head_node(command_line &command, const std::string &head) {
+  append(command, " /scheduler:" + head, "head node: USE_CCP");
+}
+
+command_line build_task_command(const std::string &head, bool hosts_file_is_readable) {
   const auto job = given_job();
-  std::string command;
+  command_line command;
   auto what = scheduled::job;
   if (!job) {
-    append_format(command,
-                  "%s submit /scheduler:%s /jobname:\"ORBEX ZEPHON\" /exclusive:false /%s:%d",
-                  state.ccp_job_command.c_str(), head.c_str(), scheduler_unit_option().c_str(),
-                  state.num_procs);
+    append(command, state.ccp_job_command + " submit", "a job of its own: no CCP_JOB_ID");
+    append_head_node(command, head);
+    append(command, " /jobname:\"ORBEX ZEPHON\"", "name of the job");
+    append_allocation(command);
   } else if (!hosts_file_is_readable) {
-    append_format(command, "%s add %d /scheduler:%s /name:\"ORBEX ZEPHON\" /exclusive:false /%s:%d",
-                  state.ccp_job_command.c_str(), to_number(*job), head.c_str(),
-                  scheduler_unit_option().c_str(), state.num_procs);
+    append_added_task(command, to_number(*job));
+    append_head_node(command, head);
+    append(command, " /name:\"ORBEX ZEPHON\"", "name of the task");
+    append_allocation(command);
     what = scheduled::task_only;
   }
   if (!hosts_file_is_readable) {
@@ -142,6 +169,7 @@ std::string build_task_command(const std::string &head, bool hosts_file_is_reada
   return command;
 }
 
-void append_hosts_of_job(std::string &line) {
-  line += " -hosts %CCP_NODES% ";  // the scheduler expands it when the task starts
+void append_hosts_of_job(command_line &line) {
+  // The scheduler expands it when the task starts.
+  append(line, " -hosts %CCP_NODES% ", "nodes: those of the job");
 }

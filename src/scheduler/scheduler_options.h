@@ -4,12 +4,14 @@
 
 #include <string>
 
+#include "core/command_line.h"
+
 // What a command makes. The options of a job are not for a task of an existing one.
 enum class scheduled { job, task_only };
 
 // Appends job template and node group, for a job, and the user's own flags, which
 // are shown each time.
-void append_scheduler_options(std::string &command, scheduled what);
+void append_scheduler_options(command_line &command, scheduled what);
 
 // The name of the option that gives the allocation, such as "numprocessors".
 std::string scheduler_unit_option();
@@ -25,10 +27,14 @@ int check_scheduler_credentials();
 
 // Appends working directory, standard output and standard error of a task, and
 // leaves the directory in std_dir. Appends nothing when there is no directory.
-void append_output_options(std::string &command);
+void append_output_options(command_line &command);
 
 // The ".USER" in the names of a task's output files; empty without USERNAME.
 std::string output_user_part();
+
+// Appends the tool with its `add` to a job, and the head node.
+void append_added_task(command_line &command, int job_id);
+void append_head_node(command_line &command, const std::string &head);
 
 // Before a run is handed over as a task: the job of CCP_JOB_ID becomes the run's;
 // for a run that becomes a job of its own the credentials are checked.
@@ -38,7 +44,7 @@ void prepare_task();
 // `add` to the job of CCP_JOB_ID, or else `submit` as a job of its own. A run with a
 // readable host file in an existing job gets no `add` and no output options:
 // mpiexec finds the job itself.
-std::string build_task_command(const std::string &head, bool hosts_file_is_readable);
+command_line build_task_command(const std::string &head, bool hosts_file_is_readable);
 
 // Hands such a task the nodes of its job.
-void append_hosts_of_job(std::string &line);
+void append_hosts_of_job(command_line &line);

@@ -408,7 +408,7 @@ TEST(TroubleshootingDocument, HasEveryMessageOfTheCode) {
       continue;  // the usage text stands with the options; zprun's messages say what to do
     }
     // Pieces of commands and their reasons have the MPIs' pages.
-    const std::regex piece(R"re(\bappend\((command|line|task), [^;]*;)re");
+    const std::regex piece(R"re(\bappend\((command|line|task),[^;]*;)re");
     for (const auto &literal : literals(std::regex_replace(code_of(file), piece, ""))) {
       if (is_message(literal)) {
         ++messages;

@@ -16,7 +16,7 @@ std::string command_of(const std::string &mpi_name) {
   state.zephon_inc = "C:\\inc";
   state.release = "1.2.3";
   state.mpi_name = mpi_name;
-  state.launch_command.clear();
+  state.launch_command = {};
   given_variable("MPI_HOME", "C:\\mpich");
   given_variable("ZEPHON_HOSTS_FILE", "C:\\hosts");
   given_variable("ZEPHON_CRED_CHECK", "no");
@@ -24,7 +24,7 @@ std::string command_of(const std::string &mpi_name) {
   given_variable("MSMPI_HOME", "C:\\msmpi");
   given_file("C:\\hosts", "alpha\n");
   EXPECT_EQ(1, select_backend());
-  return state.launch_command;
+  return state.launch_command.text;
 }
 
 }  // namespace

@@ -13,15 +13,15 @@ std::string work_size(const std::string &mpi_name, const char *size, const char 
   state.mpi_name = mpi_name;
   given_variable("ZEPHON_WORK_SIZE", size);
   given_variable("ZEPHON_WORK_UNIT", unit);
-  std::string line = "x";
+  command_line line{"x", {}};
   append_work_size(line);
-  return line;
+  return line.text;
 }
 
 std::string solver_variables(const std::string &option, const std::string &separator) {
-  std::string line = "x";
+  command_line line{"x", {}};
   append_solver_variables(line, option, separator);
-  return line;
+  return line.text;
 }
 
 }  // namespace
@@ -78,9 +78,9 @@ TEST(WorkSize, MayBeTheSmallestNumberInSinglePrecision) {
 }
 
 TEST(WorkSize, IsLeftOutWhenItIsNotSet) {
-  std::string line = "x";
+  command_line line{"x", {}};
   append_work_size(line);
-  EXPECT_EQ("x", line);
+  EXPECT_EQ("x", line.text);
 }
 
 TEST(SolverVariables, AreForwardedInTheirOrder) {

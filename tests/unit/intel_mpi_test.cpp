@@ -49,7 +49,7 @@ void given_scheduler() {
 
 std::string command() {
   EXPECT_EQ(1, build_intel_mpi_command());
-  return state.launch_command;
+  return state.launch_command.text;
 }
 
 bool is_local(const std::string &command) {

@@ -392,6 +392,19 @@ TEST(WaitForNodes, AsksTwiceASecond) {
   EXPECT_EQ((std::vector<milliseconds>{0, 500, 1'000, 1'500}), times);
 }
 
+TEST(WaitForNodes, AsksLessAndLessOftenAndMindsTheBoxAsBefore) {
+  given_request();
+  given_variable("ZEPHON_JOB_POLL_LIMIT", "8");
+  given_scheduler(6);
+  given_box_answer(pressed_cancel, 20'000);
+  given_box_answer(pressed_no, 0);
+  (void)create_scheduler_job();
+  // 0.5 + 1 + 2 + 4 + 8 + 8 seconds
+  EXPECT_EQ(23'500U, now());
+  ASSERT_LE(2U, message_boxes().size());
+  EXPECT_GT(21'000U, message_boxes().at(1).shown_at);
+}
+
 TEST(WaitForNodes, PrintsADotWithEveryTenthQuestion) {
   given_request();
   given_scheduler(21);

@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "core/launch_state.h"
+#include "support/fresh_launch.h"
 #include "support/platform_stand_in.h"
 
 using namespace stand_in;
@@ -197,6 +199,42 @@ TEST(JobErrorText, ComesBeforeOrBehindTheState) {
 
 TEST(JobErrorText, IsNotWantedByEveryone) {
   EXPECT_TRUE(is_in_state("Error message: a\r\nState : Running\r\n", "Running"));
+}
+
+// ---- The pauses between two questions -----------------------------------------------------
+
+struct pace_case {
+  const char *limit;  // null: not set
+  std::vector<unsigned long> pauses;
+};
+
+TEST(PollPace, DoublesUpToTheLimit) {
+  const std::vector<pace_case> cases = {{nullptr, {500, 500, 500, 500}},
+                                        {"4", {500, 1'000, 2'000, 4'000, 4'000}},
+                                        {"1.2", {500, 1'000, 1'200}},
+                                        {"0.3", {500, 500}},
+                                        {"-5", {500, 500}},
+                                        {"often", {500, 500}},
+                                        {"", {500, 500}},
+                                        {"nan", {500, 500}}};
+  for (const pace_case &one : cases) {
+    fresh_launch();
+    if (one.limit != nullptr) {
+      given_variable("ZEPHON_JOB_POLL_LIMIT", one.limit);
+    }
+    poll_pace pace = pace_of_polls(500);
+    std::vector<unsigned long> pauses;
+    while (pauses.size() < one.pauses.size()) {
+      pauses.push_back(next_pause(pace));
+    }
+    EXPECT_EQ(one.pauses, pauses) << (one.limit == nullptr ? "not set" : one.limit);
+  }
+}
+
+TEST(PollPace, IsAtMostADay) {
+  fresh_launch();
+  given_variable("ZEPHON_JOB_POLL_LIMIT", "1e300");
+  EXPECT_EQ(86'400'000UL, pace_of_polls(500).longest);
 }
 
 }  // namespace

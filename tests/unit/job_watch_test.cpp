@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/launch_state.h"
@@ -415,6 +416,33 @@ TEST(JobOutput, IsPrintedWhole) {
   print_job_output_files(7);
   EXPECT_EQ("\n\n---------- stdout ----------\n" + lines + long_line + "\n" + long_line,
             standard_output());
+}
+
+// ---- Fewer questions ----------------------------------------------------------------------
+
+TEST(WatchSchedulerJob, AsksLessAndLessOftenForFiveMinutes) {
+  fresh_launch();
+  given_variable("USE_CCP", "head");
+  given_variable("ZEPHON_JOB_POLL_LIMIT", "60");
+  state.scheduler_job_id = 42;
+  given_tool_with("job view 42", prints("State : Running\n"));
+  watch_scheduler_job();
+  // 1 + 2 + 4 + 8 + 16 + 32 + 60 * 4 seconds, each round with its questions.
+  EXPECT_EQ(303'000U, now());
+  EXPECT_EQ(10U, std::count_if(started_commands().begin(), started_commands().end(),
+                               [last = never](const started_command &one) mutable {
+                                 return std::exchange(last, one.at) != one.at;
+                               }));
+}
+
+TEST(WatchSchedulerJob, DoesNotWaitLongBehindAJobThatHasEnded) {
+  fresh_launch();
+  given_variable("USE_CCP", "head");
+  given_variable("ZEPHON_JOB_POLL_LIMIT", "3600");
+  state.scheduler_job_id = 42;
+  given_tool_with("job view 42", prints("State : Finished\n"));
+  watch_scheduler_job();
+  EXPECT_EQ(1'000U, now());
 }
 
 }  // namespace

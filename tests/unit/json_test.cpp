@@ -16,7 +16,7 @@ TEST(JsonText, EscapesWhatCannotStandInAString) {
   EXPECT_EQ(R"("say \"hi\"")", json_text(std::string("say \"hi\"")));
   EXPECT_EQ(R"("one\r\n\ttwo")", json_text(std::string("one\r\n\ttwo")));
   EXPECT_EQ(R"("\u0000\u0001\u001f\u007f")", json_text(std::string("\0\x01\x1F\x7F", 4)));
-  EXPECT_EQ("null", json_text(std::optional<std::string>()));
+  EXPECT_EQ("null", json_text_or_null(std::nullopt));
 }
 
 TEST(JsonText, IsUtf8) {

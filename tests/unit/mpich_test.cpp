@@ -12,5 +12,5 @@ TEST(MpichCommand, EndsInTheProcessCountAndABlankWithoutARemotePath) {
   given_variable("ZEPHON_HOSTS_FILE", "C:\\hosts");
   given_variable("MPI_HOME", "C:\\a");
   EXPECT_EQ(1, mpich_backend());
-  EXPECT_EQ(R"(C:\a\bin\mpirun.exe -machinefile C:\hosts -np 1 )", state.launch_command);
+  EXPECT_EQ(R"(C:\a\bin\mpirun.exe -machinefile C:\hosts -np 1 )", state.launch_command.text);
 }

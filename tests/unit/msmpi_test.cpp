@@ -18,7 +18,7 @@ using texts = std::vector<std::string>;
 
 std::string built_command() {
   EXPECT_EQ(1, msmpi_backend());
-  return state.launch_command;
+  return state.launch_command.text;
 }
 
 // A launch with 4 processes of an MS-MPI that MSMPI_HOME names.

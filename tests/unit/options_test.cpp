@@ -419,7 +419,7 @@ TEST(ParseOptions, ClearsTheOptionRecordOnly) {
   state.num_procs = 9;
   state.mpi_name = "old";
   state.release = "old";
-  state.launch_command = "old";
+  state.launch_command.text = "old";
   state.scheduler_job_id = 7;
   state.node_path = "kept";
   parse({});
@@ -427,7 +427,7 @@ TEST(ParseOptions, ClearsTheOptionRecordOnly) {
   EXPECT_EQ("", state.mpi_name);
   EXPECT_EQ(std::nullopt, state.mpi_requested);
   EXPECT_EQ(std::nullopt, state.release);
-  EXPECT_EQ("", state.launch_command);
+  EXPECT_EQ("", state.launch_command.text);
   EXPECT_EQ(0, state.scheduler_job_id);
   EXPECT_EQ("kept", state.node_path);
 }

@@ -45,7 +45,7 @@ void given_scheduler() {
 
 std::string command() {
   EXPECT_EQ(1, platform_mpi_backend());
-  return state.launch_command;
+  return state.launch_command.text;
 }
 
 bool has(const std::string &text, const std::string &piece) {

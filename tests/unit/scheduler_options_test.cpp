@@ -16,15 +16,15 @@ using namespace stand_in;
 namespace {
 
 std::string with_scheduler_options(scheduled what) {
-  std::string command = "job x";
+  command_line command{"job x", {}};
   append_scheduler_options(command, what);
-  return command;
+  return command.text;
 }
 
 std::string with_output_options() {
-  std::string command = "job x";
+  command_line command{"job x", {}};
   append_output_options(command);
-  return command;
+  return command.text;
 }
 
 int count_for(const std::string &per_node, const std::string &processors, int processes) {
@@ -457,7 +457,7 @@ class TaskCommand : public testing::Test {
 
   std::string task_command(bool hosts_file_is_readable) {
     prepare_task();
-    return build_task_command("head", hosts_file_is_readable);
+    return build_task_command("head", hosts_file_is_readable).text;
   }
 };
 

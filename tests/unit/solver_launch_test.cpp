@@ -21,7 +21,7 @@ constexpr std::time_t start_time = 1'234'567'890;
 
 // A launch of this command; its arguments begin with a blank of their own.
 void given_launch(const std::string &launch_command, const std::string &arguments = " 3d") {
-  state.launch_command = launch_command;
+  state.launch_command.text = launch_command;
   state.solver_args_line = arguments;
   state.zephon_prod = "zephon";
 }
@@ -54,7 +54,7 @@ TEST(LaunchSolver, LeavesOutBlanksInFrontWhateverTheLength) {
   given_launch("   mpiexec", " 3d");
   given_tool_with("mpiexec");
   launch();
-  state.launch_command = "  mpiexec " + std::string(2'000, 'x');
+  state.launch_command.text = "  mpiexec " + std::string(2'000, 'x');
   launch();
   EXPECT_EQ((texts{"mpiexec  3d", "mpiexec " + std::string(2'000, 'x') + "  3d"}), commands());
 }
@@ -91,7 +91,7 @@ TEST(LaunchSolver, WarnsOnlyOfAnMpiThatWasAskedFor) {
   launch();
   given_tool("mpiexec  zephon.exe");
   state.mpi_selected = true;
-  state.launch_command = "mpiexec";
+  state.launch_command.text = "mpiexec";
   launch();
   EXPECT_EQ(4U, commands().size());
   EXPECT_EQ("", state.message_buffer);

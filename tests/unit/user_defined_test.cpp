@@ -54,16 +54,16 @@ TEST(EchoUserDefined, SaysNothingWhenTheVariableIsNotSet) {
 
 TEST(UserFlags, AreShownAndAppendedBetweenBlanks) {
   given_variable("CCP_USER_FLAGS", "/priority:High");
-  std::string line = "job new";
+  command_line line{"job new", {}};
   append_user_flags(line, "CCP_USER_FLAGS");
-  EXPECT_EQ("job new /priority:High ", line);
+  EXPECT_EQ("job new /priority:High ", line.text);
   EXPECT_EQ("\n***\n*** User defined: CCP_USER_FLAGS=/priority:High\n***\n", standard_output());
 }
 
 TEST(UserFlags, AppendNothingWhenNotSet) {
-  std::string line = "job new";
+  command_line line{"job new", {}};
   append_user_flags(line, "CCP_USER_FLAGS");
-  EXPECT_EQ("job new", line);
+  EXPECT_EQ("job new", line.text);
   EXPECT_EQ("", both_streams());
 }
 
