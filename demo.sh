@@ -115,8 +115,9 @@ launch() {
     set -- "$@" -cnf=hosts.txt
   fi
   heading "What the user types: $ranks ranks on $hosts host(s)"
-  run_zprun "$@" "-t$ranks" -o timing.txt -i plate.case -title 'heated plate' 2>&1 | tee "$output"
-  status=${PIPESTATUS[0]}
+  run_zprun "$@" "-t$ranks" -o timing.txt -i plate.case -title 'heated plate' >"$output" 2>&1
+  status=$?  # a service that was started may keep the output open: no pipe here
+  cat "$output"
 
   heading "What became of it: the MPI was told"
   sed 's/^/  /' "$disk/mpi.log"
