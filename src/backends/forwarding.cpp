@@ -1,8 +1,6 @@
 // forwarding.cpp: variables and values on their way to the remote processes.
 #include "backends/forwarding.h"
 
-#include <cstdlib>
-
 #include "core/environment.h"
 #include "core/launch_state.h"
 #include "core/text.h"
@@ -26,7 +24,7 @@ void append_work_size(command_line &line) {
   const char *separator = platform_mpi ? "=" : " ";
   for (const char *name : {"ZEPHON_WORK_SIZE", "ZEPHON_WORK_UNIT"}) {
     const auto value = env_text(name);
-    if (value && static_cast<float>(std::strtod(value->c_str(), nullptr)) > 0.0F) {
+    if (value && static_cast<float>(to_decimal(*value).value_or(0.0)) > 0.0F) {
       append(line, option + name + separator + *value + " ", std::string("work size: ") + name);
     }
   }

@@ -22,6 +22,15 @@ bool is_blank_line(std::string_view line) {
   return line.find_first_not_of(' ') == std::string_view::npos;
 }
 
+// A host file ends at a Ctrl-Z, as for other programs that read it as a text.
+std::optional<text_reader> open_hosts(const std::string &path) {
+  auto file = open_text(path);
+  if (file) {
+    file->ends_at_ctrl_z = true;
+  }
+  return file;
+}
+
 // TEMP\PREFIX-PROCESS.txt, so that launchers side by side never share a file.
 // Nothing, with a message, when there is neither TEMP nor a current directory.
 std::optional<std::string> temporary_name(const char *prefix) {
@@ -169,7 +178,7 @@ std::optional<std::string> write_process_host_file(const std::optional<std::stri
   if (!path) {
     return std::nullopt;
   }
-  auto hosts_file = open_text(*path);
+  auto hosts_file = open_hosts(*path);
   if (!hosts_file) {
     fatal(exit_config_fault, "\n Error:  Failed to open host file %s\n", path->c_str());
   }
@@ -185,7 +194,7 @@ std::optional<std::string> write_process_host_file(const std::optional<std::stri
   auto file = create_temporary(*name);
   bool complete = file.has_value();
   if (file) {
-    if (auto again = open_text(*path)) {
+    if (auto again = open_hosts(*path)) {
       write_host_counts(*again, *file, *hosts);
     }
     complete = finish_temporary(*file, *name);
@@ -207,7 +216,7 @@ std::optional<std::string> write_scheduler_host_file(const std::string &hosts) {
   auto file = create_temporary(*name);
   bool complete = file.has_value();
   if (file) {
-    if (auto hosts_file = open_text(hosts)) {
+    if (auto hosts_file = open_hosts(hosts)) {
       copy_hosts_of_file(*hosts_file, *file, skip);
     } else {
       copy_hosts_of_list(hosts, *file, skip);
@@ -223,7 +232,7 @@ std::optional<std::string> write_scheduler_host_file(const std::string &hosts) {
 
 std::optional<std::string> read_host_list() {
   const std::string hosts = host_file().value_or("");
-  auto file = open_text(hosts);
+  auto file = open_hosts(hosts);
   if (!file) {
     return hosts;
   }
@@ -232,6 +241,7 @@ std::optional<std::string> read_host_list() {
   std::string line;
   while (!file->at_end) {
     read_line(*file, line);
+    line.resize(std::min(line.find('\0'), line.size()));  // a command ends at a zero byte
     while (line.size() >= 2 && static_cast<unsigned char>(line.back()) <= ' ') {
       line.pop_back();
     }
@@ -254,7 +264,7 @@ int host_file_is_single_host(const std::optional<std::string> &path, int process
   if (!path) {
     return 1;
   }
-  auto file = open_text(*path);
+  auto file = open_hosts(*path);
   if (!file) {
     print("\nWarning: Unable to open host file %s! Use local machine.\n", path->c_str());
     return 1;
@@ -277,7 +287,7 @@ int host_file_is_single_host(const std::optional<std::string> &path, int process
 }
 
 bool first_host_is_this_computer(const std::string &path) {
-  auto file = open_text(path);
+  auto file = open_hosts(path);
   const auto computer = env_text("COMPUTERNAME");
   if (!file || !computer) {
     return false;

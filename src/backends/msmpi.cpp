@@ -170,7 +170,8 @@ std::optional<std::string> write_allocated_machine_file(const std::string &head,
     tell_unknown("the nodes that the scheduler gives to the job");
   }
   if (file && !close_text(*file)) {
-    fatal(exit_config_fault, "\n Error:  Failed to create host file %s\n", path->c_str());
+    remove_text(*path);  // half of it must not be used
+    return std::nullopt;
   }
   if (!found) {
     return std::nullopt;

@@ -194,7 +194,7 @@ void relativize_install_path(std::string &path) {
     return;
   }
   set_zephon_inc_unc();
-  if (path.starts_with(state.zephon_inc_unc)) {
+  if (!state.zephon_inc_unc.empty() && path.starts_with(state.zephon_inc_unc)) {
     path.replace(0, state.zephon_inc_unc.size(), ".");
   }
 }

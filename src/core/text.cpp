@@ -7,6 +7,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -76,6 +77,37 @@ const char *scan_number(const char *text, int &number) {
   }
   number = static_cast<int>(std::clamp<long long>(value, INT_MIN, INT_MAX));
   return end;
+}
+
+std::optional<double> to_decimal(const std::string &text) {
+  // Only what is found here is converted: not every runtime reads the same words as numbers.
+  const char *const begin = text.c_str();
+  const char *end = begin;
+  const auto skip = [&end](const char *letters) { end += std::strspn(end, letters); };
+  const auto skip_one_of = [&end](const char *letters) {
+    end += *end != '\0' && std::strchr(letters, *end) != nullptr ? 1 : 0;
+  };
+  constexpr const char *digits = "0123456789";
+  skip(" \t\n\v\f\r");
+  skip_one_of("+-");
+  const char *const first = end;
+  skip(digits);
+  if (*end == '.') {
+    ++end;
+    skip(digits);
+  }
+  if (std::none_of(first, end, [](char one) { return one != '.'; })) {
+    return std::nullopt;
+  }
+  const char *const mantissa = end;
+  skip_one_of("eE");
+  if (end != mantissa) {
+    skip_one_of("+-");
+    const char *const exponent = end;
+    skip(digits);
+    end = end == exponent ? mantissa : end;
+  }
+  return std::strtod(std::string(begin, end).c_str(), nullptr);
 }
 
 int to_number(const std::string &text) {

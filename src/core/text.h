@@ -43,6 +43,11 @@ const char *scan_number(const char *text, int &number);
 // The number at the start of a text, 0 when there is none.
 int to_number(const std::string &text);
 
+// The decimal number at the start of a text: blanks, a sign, digits with a point, an
+// exponent. Nothing when there are no digits; no other form counts as a number.
+//   " 1.5e3x" -> 1500      "0x10" -> 0      "inf" -> nothing
+std::optional<double> to_decimal(const std::string &text);
+
 // A time as calendar text, its newline included: "Wed Jan  2 02:03:55 1980\n".
 std::string calendar_text(std::time_t time);
 

@@ -27,9 +27,11 @@ bool read_more(text_reader &reader) {
   }
   const std::size_t got = platform::read_some(reader.handle.get(), &reader.buffer[reader.filled],
                                               reader.buffer.size() - reader.filled);
-  reader.filled += got;
-  reader.ended = got == 0;
-  return got > 0;
+  const std::string_view more(&reader.buffer[reader.filled], got);
+  const std::size_t end = reader.ends_at_ctrl_z ? more.find('\x1A') : std::string_view::npos;
+  reader.filled += std::min(end, got);
+  reader.ended = got == 0 || end != std::string_view::npos;
+  return end != 0 && got > 0;
 }
 
 // Opens a file to be read, as a step of the run.

@@ -2,7 +2,8 @@
 //
 // Text mode means what Windows' own programs mean by it: CR LF in the file is
 // one newline in memory, a newline in memory is CR LF in the file. Every other
-// byte passes as it is, zero bytes and Ctrl-Z too.
+// byte passes as it is, zero bytes too. Ctrl-Z ends a file that says so, and passes
+// elsewhere.
 #pragma once
 
 #include <cstddef>
@@ -22,6 +23,7 @@ struct text_reader {
   std::size_t next = 0;           // where the bytes not handed out yet begin in it
   std::size_t filled = 0;         // where they end
   bool ended = false;             // there is nothing behind them
+  bool ends_at_ctrl_z = false;    // what stands behind a Ctrl-Z does not belong to it
   bool at_end = false;            // a read has run into the end
 };
 

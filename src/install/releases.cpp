@@ -8,6 +8,7 @@
 #include "core/launch_state.h"
 #include "core/messages.h"
 #include "core/text.h"
+#include "install/install_log.h"
 #include "platform/platform.h"
 
 namespace {
@@ -43,7 +44,10 @@ std::string version_of(const std::string &name) {
     }
   }
   if (version.size() > version_limit) {
-    fatal(exit_cannot_list, "\n Error:  Release name is too long: %s\n", name.c_str());
+    const std::string message =
+        format_text("\n Error:  Release name is too long: %s\n", name.c_str());
+    install_log_write(message);
+    fatal(exit_cannot_list, "%s", message.c_str());
   }
   return version;
 }
@@ -76,12 +80,13 @@ bool find_releases(const std::string &root, const std::string &prefix,
                    std::vector<std::string> &releases) {
   const auto names = platform::list_directory(root + "\\*.*");
   if (!names) {
-    add_message("Cannot read directory:%s\n", root.c_str());
+    const std::string message = format_text("Cannot read directory:%s\n", root.c_str());
+    install_log_write(message);
+    add_message("%s", message.c_str());
     platform::exit_program(exit_cannot_list);
   }
-  for (std::size_t i = 1; i < names->size(); ++i) {  // the first one is "."
-    const std::string &name = (*names)[i];
-    if (name != ".." && is_release_folder(name, prefix)) {
+  for (const std::string &name : *names) {
+    if (name != "." && name != ".." && is_release_folder(name, prefix)) {
       releases.push_back(version_of(name));
     }
   }

@@ -2,6 +2,7 @@
 #include "scheduler/job_creation.h"
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <string>
 
@@ -75,10 +76,20 @@ void confirm_cancel(const std::string &head, int job_id) {
   show_wait_box(head, job_id);
 }
 
+// A job that has ended without its nodes will never have them.
+bool job_runs(const std::string &head, int job_id) {
+  static constexpr std::array names = {"Running", "Finished", "Failed", "Cancelled", "Canceled"};
+  const char *const found = find_job_state(head, job_id, names, nullptr);
+  if (found != nullptr && found != names[0]) {
+    fatal(exit_config_fault, "\n Error:  Job %d is %s and will not run!\n", job_id, found);
+  }
+  return found != nullptr;
+}
+
 void wait_for_nodes(const std::string &head, int job_id) {
   poll_pace pace = pace_of_polls(poll_interval);
   int slices = 0;
-  while (!job_state_is(head, job_id, "Running", nullptr)) {
+  while (!job_runs(head, job_id)) {
     // In slices: the box is looked at as often as ever.
     for (unsigned long pause = next_pause(pace); pause > 0; ++slices) {
       const unsigned long slice = std::min(pause, poll_interval);

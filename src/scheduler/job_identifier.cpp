@@ -1,21 +1,24 @@
 // job_identifier.cpp: the lines in which the scheduler's tool names a job.
 #include "scheduler/job_identifier.h"
 
+#include <climits>
+#include <cstdlib>
 #include <string_view>
-
-#include "core/text.h"
 
 namespace {
 
 constexpr const char *created_job = "Created job, ID:";
 
-// The number behind a prefix; -1 when the line does not begin with it or holds none.
+// The number behind a prefix; -1 when the line does not begin with it, holds none, or
+// one that no job can have.
 int id_after(const std::string &line, std::string_view prefix) {
-  int id = -1;
-  if (line.starts_with(prefix)) {
-    (void)scan_number(line.c_str() + prefix.size(), id);
+  if (!line.starts_with(prefix)) {
+    return -1;
   }
-  return id;
+  const char *const text = line.c_str() + prefix.size();
+  char *end = nullptr;
+  const long long id = std::strtoll(text, &end, 10);
+  return end == text || id > INT_MAX || id < INT_MIN ? -1 : static_cast<int>(id);
 }
 
 }  // namespace

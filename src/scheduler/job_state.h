@@ -1,10 +1,17 @@
 // job_state.h: asks the scheduler for the state of a job.
 #pragma once
 
+#include <span>
 #include <string>
 
 // The command that asks for everything about a job.
 std::string job_view_command(const std::string &head, int job_id);
+
+// Asks once for the state of a job. Gives back the first of the names that one of the
+// state lines holds, as a piece of text; null when none does, or when the scheduler
+// cannot be asked. `error_text` as below.
+const char *find_job_state(const std::string &head, int job_id, std::span<const char *const> names,
+                           std::string *error_text);
 
 // Whether the state line of a job holds the wanted state, as a piece of text. A
 // scheduler that cannot be asked counts as no. When `error_text` is not null and

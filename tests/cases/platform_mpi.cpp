@@ -127,7 +127,7 @@ launch_family platform_mpi_family() {
                         "Unable to execute (null) "
                         "\"\\zephonlist\\netweave\\mpi\\win64\\ibmmpi\\bin\\mpirun.exe\" -prot "
                         "-e MPI_ROOT=\"\\zephonlist\\netweave\\mpi\\win64\\ibmmpi\"  -np 4  -e "
-                        "PATH=\"\\ntbin\\win64;...\\prod\\netweave\\mpi_wrapper\\win64\\ibmmpi\""
+                        "PATH=\"\\ntbin\\win64;..\\prod\\netweave\\mpi_wrapper\\win64\\ibmmpi\""
                         "{prod piece}  solver\n{error 2}\n\n",
                     .status = 255}},
           {.name = "IsTracedAtItsBeginningAndWhenItIsFinished",

@@ -414,13 +414,6 @@ page_cells machine_file(file_fault one) {
   const auto run = run_launcher("--mpi=msmpi --np=4 solver");
   const auto launched = starts_of("ms\\bin\\mpiexec.exe");
   const auto added = starts_of("job.exe");
-  if (one == file_fault::full) {
-    EXPECT_TRUE(launched.empty() && added.empty());
-    auto cells = outcome(run, "", "", "\n Error:  Failed to create host file " + name + "\n", 2,
-                         "`job view`");
-    cells[0] = "`Error:  Failed to create host file <file>`";
-    return cells;
-  }
   if (one == file_fault::unwritable) {
     EXPECT_EQ(1U, launched.size());
     EXPECT_TRUE(added.empty());

@@ -68,7 +68,9 @@ TEST(WorkSize, IsLeftOutWhenItIsNotPositive) {
 }
 
 TEST(WorkSize, IsLeftOutWhenItIsNoNumber) {
-  EXPECT_EQ("x", work_size("mpich2", "abc", "nan"));
+  for (const char *text : {"abc", "nan", "inf", "infinity", "+inf", "0x10", ".", "e5", "-", ""}) {
+    EXPECT_EQ("x", work_size("mpich2", text)) << text;
+  }
 }
 
 TEST(WorkSize, MayBeTheSmallestNumberInSinglePrecision) {

@@ -78,6 +78,25 @@ bool is_here(const std::string &content, const std::string &computer = "NODE1") 
 const std::string end_of_file_messages =
     "\nERROR in get_line: file is null!\n\nERROR in get_line: file is null!\n";
 
+// ---- What other programs leave in a host file ---------------------------------------------
+
+TEST(HostFileWithCtrlZ, EndsThere) {
+  given_file("C:\\hosts", "alpha\r\nbeta\r\n\x1Agamma\r\n");
+  given_variable("ZEPHON_HOSTS_FILE", "C:\\hosts");
+  given_variable("TEMP", "C:\\temp");
+  EXPECT_EQ("alpha,beta", read_host_list());
+  state.num_procs = 4;
+  const auto written = write_process_host_file("C:\\hosts");
+  EXPECT_EQ("alpha:2\r\nbeta:2\r\n", file_content(written.value_or("")));
+}
+
+TEST(HostFileWithAZeroByte, EndsTheListOfACommandThere) {
+  using namespace std::string_literals;
+  given_file("C:\\hosts", "alpha\0x\r\nbeta\r\n"s);
+  given_variable("ZEPHON_HOSTS_FILE", "C:\\hosts");
+  EXPECT_EQ("alpha,beta", read_host_list());
+}
+
 }  // namespace
 
 // ---- The host file of the run -------------------------------------------------------------

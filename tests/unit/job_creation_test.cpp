@@ -455,15 +455,36 @@ TEST(WaitForNodes, UnderstandsBothGenerations) {
 TEST(WaitForNodes, GoesOnInEveryOtherState) {
   given_request();
   given_tool(new_command, prints("Created job, ID: 7\r\n"));
-  const std::vector<std::string> others = {"",          "Configuring", "Submitted", "Validating",
-                                           "Queued",    "running",     "Failed",    "Canceled",
-                                           "Cancelled", "Finished"};
+  const std::vector<std::string> others = {"",       "Configuring", "Submitted", "Validating",
+                                           "Queued", "running",     "failed",    "Ended"};
   for (const std::string &other : others) {
     given_tool(view_command, prints("State : " + other + "\r\n"));
   }
   given_tool(view_command, prints("State : Running\r\n"));
   EXPECT_EQ(7, create_scheduler_job());
   EXPECT_EQ(others.size() + 1, starts_of(view_command));
+}
+
+TEST(WaitForNodes, EndsWhenTheJobWillNeverRun) {
+  for (const std::string last : {"Finished", "Failed", "Cancelled", "Canceled"}) {
+    fresh_launch();
+    given_request();
+    given_tool(new_command, prints("Created job, ID: 7\r\n"));
+    given_tool(view_command, prints("State : Queued\r\n"));
+    given_tool(view_command, prints("Name : Running\r\nState : " + last + "\r\n"));
+    EXPECT_EQ(2, status_of_exit([] { (void)create_scheduler_job(); }));
+    EXPECT_EQ("\n Error:  Job 7 is " + last + " and will not run!\n", standard_error());
+    EXPECT_EQ(2U, starts_of(view_command));
+  }
+}
+
+TEST(WaitForNodes, TakesALineThatAlsoSaysRunningForRunning) {
+  given_request();
+  given_tool(new_command, prints("Created job, ID: 7\r\n"));
+  given_tool(view_command,
+             prints("Status of requeued : Failed\r\nState : Failed, now Running\r\n"));
+  EXPECT_EQ(7, create_scheduler_job());
+  EXPECT_EQ("", standard_error());
 }
 
 TEST(WaitForNodes, GoesOnWhenTheToolHasVanished) {

@@ -94,7 +94,9 @@ TEST(JobIdentifier, IsNeverNegative) {
 
 TEST(JobIdentifier, MayBeTheLargestNumber) {
   EXPECT_EQ(INT_MAX, parse_job_id("Created job, ID: 2147483647\n"));
-  EXPECT_EQ(INT_MAX, parse_job_id("Created job, ID: 99999999999999999999999\n"));
+  for (const char *text : {"2147483648", "4294967303", "-2147483649", "99999999999999999999999"}) {
+    EXPECT_EQ(-1, parse_job_id("Created job, ID: " + std::string(text) + "\n")) << text;
+  }
 }
 
 TEST(JobIdentifier, IsNotReadBehindAZeroByte) {

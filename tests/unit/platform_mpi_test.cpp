@@ -117,8 +117,8 @@ TEST(InstallPath, IsLeftAloneWhenItIsEmpty) {
   EXPECT_EQ("", relativized(""));
 }
 
-TEST(InstallPath, GetsADotWhenThereIsNoInstallation) {
-  EXPECT_EQ(".C:\\bin", relativized("C:\\bin"));
+TEST(InstallPath, IsLeftAloneWithoutARoot) {
+  EXPECT_EQ("C:\\inc\\bin", relativized("C:\\inc\\bin"));
 }
 
 TEST(PlatformMpiCommand, RelativizesTheProductsFolder) {

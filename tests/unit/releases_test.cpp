@@ -33,11 +33,12 @@ TEST(FindReleases, GivesTheVersionsInTheOrderOfTheFolder) {
             found_among({"..", "zephon6.3.26", "zephon12.0.16", "zephon12.0.1"}));
 }
 
-TEST(FindReleases, SkipsTheFirstNameWithoutALook) {
+// The root of a drive has no "." at its beginning.
+TEST(FindReleases, TakesTheFirstNameWhenItIsARelease) {
   given_listing("C:\\zephon", {"zephon1.0", "zephon2.0"});
   texts releases;
   EXPECT_TRUE(find_releases("C:\\zephon", "zephon", releases));
-  EXPECT_EQ((texts{"2.0"}), releases);
+  EXPECT_EQ((texts{"1.0", "2.0"}), releases);
 }
 
 TEST(FindReleases, SkipsTheParentFolderWhereverItStands) {

@@ -162,7 +162,14 @@ TEST(SmpdInstaller, EndsItsLogWhenTheRootCannotBeListed) {
   state.zephon_inc = "C:\\zephon";
   EXPECT_EQ(254, status_of_install("0"));
   EXPECT_EQ("Cannot read directory:C:\\zephon\n", state.message_buffer);
-  EXPECT_EQ("", logged());
+  EXPECT_EQ("Cannot read directory:C:\\zephon\r\n", logged());
+}
+
+TEST(SmpdInstaller, LogsAReleaseWhoseNameIsTooLong) {
+  state.zephon_inc = "C:\\zephon";
+  given_listing("C:\\zephon", {".", "..", "zephon1234567890123456"});
+  EXPECT_EQ(254, status_of_install("0"));
+  EXPECT_EQ("\r\n Error:  Release name is too long: zephon1234567890123456\r\n", logged());
 }
 
 TEST(SmpdInstaller, GuidesTheUserWhenTheProgramIsMissing) {

@@ -84,6 +84,29 @@ TEST(ReadLine, PassesEveryOtherByteAsItIs) {
   EXPECT_EQ((texts{content}), lines_of(content));
 }
 
+TEST(ReadLine, EndsAtCtrlZOnlyInAFileThatSaysSo) {
+  for (const std::size_t piece : {1U, 5U, 100U}) {
+    given_short_reads(piece);
+    given_file("C:\\f",
+               "a\r\nb\x1A"
+               "c\r\nd\r\n");
+    std::string all;
+    std::string line;
+    for (const bool ends : {true, false}) {
+      auto reader = open_text("C:\\f");
+      reader->ends_at_ctrl_z = ends;
+      while (read_line(*reader, line)) {
+        all += line + "|";
+      }
+    }
+    EXPECT_EQ(
+        "a\n|b|"
+        "a\n|b\x1A"
+        "c\n|d\n|",
+        all);
+  }
+}
+
 TEST(ReadLine, ReadsMoreThanOneBufferOfLines) {
   std::string content;
   for (int line = 0; line < 20'000; ++line) {

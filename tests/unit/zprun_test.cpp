@@ -195,7 +195,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "  12.0.16   the default (the newest)\n    msmpi    complete\n",
                   ""},
         zprun_row{"ShowsItsOptions", {"-help"}, {}, {}, "Usage: zprun", ""}),
-    [](const testing::TestParamInfo<zprun_row> &info) { return info.param.name; });
+    [](const auto &row) { return row.param.name; });
 
 // ---- Clusters -----------------------------------------------------------------------------
 
