@@ -137,6 +137,7 @@ std::optional<std::string> meant_name(const table_type &table, std::string_view 
 
 std::vector<std::string> option_names() {
   std::vector<std::string> names;
+  names.reserve(text_options.size() + flag_options.size() + task_options.size());
   for (const auto &option : text_options) {
     names.emplace_back(option.name);
   }
@@ -262,7 +263,7 @@ void join_what_powershell_split(word_walk &walk, typed_option &option) {
 // -mpi in a word of its own: the default, unless a name follows. Nothing when it
 // was refused.
 std::optional<std::string> mpi_behind(word_walk &walk) {
-  const auto name = take_value(walk);
+  auto name = take_value(walk);
   if (!name || is_one_of(*name, mpi_names)) {
     return name.value_or("");
   }

@@ -69,7 +69,7 @@ std::string check_release(finding_list &list, const installed_site &site,
     add_fault(list, "release", "there is no release" + below, "mend ZEPHON_INC");
     return "";
   }
-  const std::string release = launch.release.value_or(site.default_release.value_or(""));
+  std::string release = launch.release.value_or(site.default_release.value_or(""));
   if (!has_release(site, release)) {
     const auto near = nearest(release, site.releases);
     const std::string source = launch.release ? "" : ", the default from " + site.default_source;

@@ -69,7 +69,7 @@ std::vector<std::string> search_path() {
 // The first folder of PATH that has a program; nothing when none has.
 std::optional<std::string> find_on_path(const std::string &program) {
   for (const std::string &folder : search_path()) {
-    if (file_is_readable(folder + "\\" + program)) {
+    if (file_is_readable(std::string(folder).append("\\").append(program))) {
       return folder;
     }
   }

@@ -119,7 +119,8 @@ std::string machine_text(const std::string &key, const std::string &name) {
                    nullptr, text.data(), &size) != ERROR_SUCCESS) {
     return "";
   }
-  return text.c_str();
+  text.resize(text.find('\0'));
+  return text;
 }
 
 // What the installation has written down for upgrades and for the programs.

@@ -37,7 +37,7 @@ TEST_P(HostFiles, AreCheckedForEachMpi) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , HostFiles,
+    Contents, HostFiles,
     testing::Values(host_file{"alpha\r\nbeta\r\nalpha", {-1, -1, -1, -1, -1}, ""},
                     host_file{"alpha:2\nbeta:2\n", {1, -1, -1, -1, -1}, "write alpha 2"},
                     host_file{"alpha\nbeta 2\n", {-1, -1, 2, 2, 2}, "write beta:2"},

@@ -157,7 +157,7 @@ std::string recorded_command() {
   }
   std::string command;
   for (std::size_t i = start + before.size(); record[i] != '"'; ++i) {
-    i += record[i] == '\\' ? 1 : 0;
+    i += record[i] == '\\' ? 1U : 0U;
     command += record[i];
   }
   return command;

@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "support/fresh_launch.h"
 
@@ -85,6 +88,18 @@ TEST(ToNumber, ReadsBlanksASignAndDigits) {
   EXPECT_EQ(8, to_number(" \t+8x"));
   EXPECT_EQ(-3, to_number("-3"));
   EXPECT_EQ(10, to_number("010"));
+}
+
+TEST(ToDecimal, ReadsASignDigitsAPointAndAnExponent) {
+  const std::vector<std::pair<std::string, std::optional<double>>> rows = {
+      {"2", 2.0},          {" \t-1.5", -1.5},     {"+.5x", 0.5},         {"3.", 3.0},
+      {"1e3", 1000.0},     {"1E-1 ", 0.1},        {"2e", 2.0},           {"2e+", 2.0},
+      {"0x10", 0.0},       {"1d3", 1.0},          {"", std::nullopt},    {".", std::nullopt},
+      {"-", std::nullopt}, {"inf", std::nullopt}, {"nan", std::nullopt}, {"e3", std::nullopt},
+  };
+  for (const auto &[text, number] : rows) {
+    EXPECT_EQ(number, to_decimal(text)) << text;
+  }
 }
 
 TEST(ToNumber, GivesNothingAsZero) {

@@ -84,7 +84,7 @@ TEST_P(Zprun, Runs) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , Zprun,
+    Typed, Zprun,
     testing::Values(
         zprun_row{"StartsASerialRunAndGivesItsStatus",
                   {"-i", "a b.case"},

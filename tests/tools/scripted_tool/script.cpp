@@ -99,7 +99,7 @@ bool starts_program(std::string_view command, std::string program) {
   plain.erase(std::remove(plain.begin(), plain.end(), '"'), plain.end());
   const bool in_a_folder = program.find('\\') != std::string::npos;
   if (!in_a_folder && !plain.starts_with(program)) {
-    program = program.substr(0, program.find(".exe"));
+    program.resize(std::min(program.find(".exe"), program.size()));
   }
   const auto at = plain.find(program);
   const auto end = at + program.size();
