@@ -391,7 +391,7 @@ TEST_P(Findings, AreFound) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , Findings,
+    Checked, Findings,
     testing::Values(
         finding_row{"note arguments", {"-check", "-np=2", "-mpi=msmpi"}, {}},
         finding_row{"fault arguments", {"-check", "-mpi=intell"}, {}},
