@@ -115,7 +115,7 @@ launch() {
     set -- "$@" -cnf=hosts.txt
   fi
   heading "What the user types: $ranks ranks on $hosts host(s)"
-  run_zprun "$@" "-t$ranks" -o timing.txt -i plate.case -title 'heated plate' >"$output" 2>&1
+  run_zprun "$@" "-t$ranks" -o timing.txt -i 'D:\work\plate.case' -title 'heated plate' >"$output" 2>&1
   status=$?  # a service that was started may keep the output open: no pipe here
   cat "$output"
 

@@ -62,7 +62,7 @@ void fuzz_version(const std::vector<std::string> &sections) {
   stand_in::given_variable("MPICH2_HOME", "C:\\mpich2");
   stand_in::given_file("C:\\mpich2\\bin\\mpiexec.exe");
   stand_in::given_file("C:\\mpich2\\bin\\smpd.exe");
-  check_end(fuzz::run([] { (void)find_mpich2_home(true); }), {});
+  check_end(fuzz::run([] { (void)find_mpich2_home(root_choice::local_allowed); }), {});
   const std::string &output = sections.front();
   fuzz::require(contains(output, "smpd options") || contains(output, "%%") ||
                     contains(stand_in::standard_output_bytes(), fuzz::as_echoed(output)),

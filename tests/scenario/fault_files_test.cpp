@@ -406,7 +406,11 @@ page_cells machine_file(file_fault one) {
   given_variable("CCP_JOB_ID", "5");
   given_variable("NP_PER_NODE", "2");
   made_fault made;
-  const auto name = name_with_fault(one, made);
+  // What cannot be written whole is removed, which a disk lets it be and a device does not.
+  const bool on_full_disk = one == file_fault::full && !full_disk().empty();
+  const auto name = one != file_fault::full ? name_with_fault(one, made)
+                    : on_full_disk          ? full_disk() + "\\machines"
+                                            : "";
   if (name.empty()) {
     return {};
   }
