@@ -81,6 +81,7 @@ bool job_runs(const std::string &head, int job_id) {
   static constexpr std::array names = {"Running", "Finished", "Failed", "Cancelled", "Canceled"};
   const char *const found = find_job_state(head, job_id, names, nullptr);
   if (found != nullptr && found != names[0]) {
+    stop_question();  // the box waits for nothing any more
     fatal(exit_config_fault, "\n Error:  Job %d is %s and will not run!\n", job_id, found);
   }
   return found != nullptr;
