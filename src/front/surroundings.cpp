@@ -52,17 +52,11 @@ std::string folder_of(const std::string &path) {
 }
 
 std::vector<std::string> search_path() {
-  std::vector<std::string> folders;
-  const std::string path = env_text("PATH").value_or("");
-  for (std::size_t start = 0; start < path.size();) {
-    const std::size_t end = std::min(path.find(';', start), path.size());
-    std::string folder = path.substr(start, end - start);
+  auto folders = split_at(env_text("PATH").value_or(""), ";");
+  for (std::string &folder : folders) {
     folder.erase(std::remove(folder.begin(), folder.end(), '"'), folder.end());
-    if (!folder.empty()) {
-      folders.push_back(folder);
-    }
-    start = end + 1;
   }
+  std::erase(folders, "");
   return folders;
 }
 
