@@ -2,7 +2,7 @@
 """pack.py: makes what a site gets, from programs that are built.
 
     pack.py --build BUILD --output FOLDER --version VERSION [--extra NAME=FILE]
-            --programs PROGRAM... --examples FILE... --documents FILE...
+            --programs PROGRAM... --documents FILE...
 
 It writes zephon-launcher-VERSION-win64.zip and .msi with the same files, the
 programs' symbols as ...-symbols.zip, the bill of materials ...cdx.json, and
@@ -63,7 +63,6 @@ def lay_out(options, folder):
     """Puts what is packed into a folder; returns the names, sorted."""
     shutil.rmtree(folder, ignore_errors=True)
     files = {f"bin/{program}.exe": options.build / f"{program}.exe" for program in options.programs}
-    files |= {f"examples/{path.name}": path for path in options.examples}
     files |= {name: pathlib.Path(path) for name, path in (extra.split("=", 1) for extra in options.extra)}
     for name, source in files.items():
         (folder / name).parent.mkdir(parents=True, exist_ok=True)
@@ -205,7 +204,6 @@ def read_options():
     parser.add_argument("--version", required=True)
     parser.add_argument("--extra", action="append", default=[])
     parser.add_argument("--programs", nargs="+", required=True)
-    parser.add_argument("--examples", nargs="*", type=pathlib.Path, default=[])
     parser.add_argument("--documents", nargs="+", type=pathlib.Path, required=True)
     return parser.parse_args()
 

@@ -267,8 +267,8 @@ class Package : public testing::Test {
   std::string path_before_;
 };
 
-// Starts a run with the installed start script, over a release in the test's world.
-class InstalledStartScript : public Package {
+// Starts a run with the installed zprun, over a release in the test's world.
+class InstalledZprun : public Package {
  protected:
   void SetUp() override {
     Package::SetUp();
@@ -280,27 +280,13 @@ class InstalledStartScript : public Package {
     given_variable("ZEPHON_DEFAULT_RELEASE", "12.0.1");
   }
 
-  static void given_mpi(const std::string &mpi, const std::string &program) {
-    given_file("inc\\zephon12.0.1\\netweave\\mpi_wrapper\\win64\\" + mpi + "\\mpi_wrapper.dll");
-    given_tool(program, "out converged\\n\n");
-  }
-
-  static launch run_script(const std::string &arguments) {
+  static launch run_zprun(const std::string &arguments) {
     return run_system_program(
-        "cmd.exe", "/c \"\"" + default_folder() + "\\examples\\zephon.cmd\" " + arguments + "\"");
+        "cmd.exe", "/c \"\"" + default_folder() + "\\bin\\zprun.exe\" " + arguments + "\"");
   }
 
   static std::string release(const std::string &path) {
     return in_world("inc\\zephon12.0.1\\" + path);
-  }
-
-  // What every MPI gets of the launcher's arguments.
-  static std::string solver() {
-    return "  \"" + release("ntbin\\win64\\zephon.exe") + "\" case.jou";
-  }
-
-  static std::string remote_path(const std::string &mpi) {
-    return release("netweave\\mpi_wrapper\\win64\\" + mpi);
   }
 };
 
@@ -573,25 +559,19 @@ TEST_F(Package, IsNotReplacedByAnOlderVersion) {
   EXPECT_FALSE(std::filesystem::exists(default_folder() + "\\docs\\earlier.txt"));
 }
 
-// ---- Launches from the installed start script ---------------------------------------------
+// ---- Launches through the installed zprun --------------------------------------------------
 
-TEST_F(InstalledStartScript, HasTheLineEndsThatTheInterpreterNeeds) {
-  const auto script = bytes_of(default_folder() + "\\examples\\zephon.cmd");
-  EXPECT_NE(std::string::npos, script.find("\r\n"));
-  for (std::size_t at = 0; (at = script.find('\n', at)) != std::string::npos; ++at) {
-    ASSERT_EQ('\r', script[at - 1]) << "at byte " << at;
-  }
-}
+TEST_F(InstalledZprun, LaunchesASerialRunAndGivesItsStatus) {
+  given_tool("inc\\zephon12.0.1\\ntbin\\win64\\zephon.exe", "out converged\\n\nexit 3\n");
 
-TEST_F(InstalledStartScript, LaunchesASerialRunWithoutAnMpi) {
-  given_tool("inc\\zephon12.0.1\\ntbin\\win64\\zephon.exe", "out converged\\n\n");
+  const auto run = run_zprun("case.jou \"a b\" \"say \\\"hi\\\"\" \"\"");
 
-  const auto run = run_script("-wait case.jou");
-
-  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ(3U, run.status);
   EXPECT_EQ("converged\n", run.output);
   const auto start = only_start_of("inc\\zephon12.0.1\\ntbin\\win64\\zephon.exe");
-  EXPECT_EQ("\"" + release("ntbin\\win64\\zephon.exe") + "\" case.jou", start.command_line);
+  EXPECT_EQ((std::vector<std::string>{release("ntbin\\win64\\zephon.exe"), "case.jou", "a b",
+                                      "say \"hi\"", ""}),
+            start.arguments);
   EXPECT_EQ("zephon", start.variable("ZEPHON_PROD"));
   EXPECT_EQ("win64", start.variable("ZEPHON_ARCH"));
   EXPECT_EQ(in_world("inc\\zephon12.0.1"), start.variable("ZEPHON_PROD_DIR"));
@@ -599,124 +579,20 @@ TEST_F(InstalledStartScript, LaunchesASerialRunWithoutAnMpi) {
   EXPECT_EQ("12.0.1", start.variable("PASS_IN_RELEASE"));
 }
 
-TEST_F(InstalledStartScript, LaunchesThroughIntelMpi) {
-  const auto mpiexec = mpi_folder("12.0.1", "intel") + "\\bin\\mpiexec.exe";
-  given_mpi("intel", mpiexec);
-
-  const auto run = run_script("-mpi=intel -t4 -wait case.jou");
-
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ("converged\n", run.output);
-  EXPECT_EQ(in_quotes(in_world(mpiexec)) +
-                "  -n 4  -localroot -localonly -genv I_MPI_DEVICE shm -genv ZEPHON_PROD_DIR \"'" +
-                in_world("inc\\zephon12.0.1") + "'\" -genv I_MPI_PIN enable " + solver(),
-            only_start_of(mpiexec).command_line);
-}
-
-TEST_F(InstalledStartScript, LaunchesThroughMpich2) {
-  const auto mpiexec = mpi_folder("12.0.1", "mpich2") + "\\bin\\mpiexec.exe";
-  given_mpi("mpich2", mpiexec);
-
-  const auto run = run_script("-mpi=mpich2 -t4 -wait case.jou");
-
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ("converged\n", run.output);
-  EXPECT_EQ(in_quotes(in_world(mpiexec)) + "  -localonly  -np 4  -channel shm" + solver(),
-            only_start_of(mpiexec).command_line);
-}
-
-TEST_F(InstalledStartScript, LaunchesThroughMsMpi) {
+TEST_F(InstalledZprun, LaunchesThroughMsMpi) {
   const auto mpiexec = mpi_folder("12.0.1", "ms") + "\\bin\\mpiexec.exe";
-  given_mpi("msmpi", mpiexec);
-
-  const auto run = run_script("-mpi=msmpi -t4 -wait case.jou");
-
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ("converged\n", run.output);
-  EXPECT_EQ(in_quotes(in_world(mpiexec)) + "   -np 4  -env PATH \"" + in_world("inc") +
-                "\\ntbin\\win64;" + remote_path("msmpi") + "\"  -env ZEPHON_PROD_DIR \"'" +
-                in_world("inc\\zephon12.0.1") + "'\"" + solver(),
-            only_start_of(mpiexec).command_line);
-}
-
-TEST_F(InstalledStartScript, LaunchesThroughPlatformMpiWhenNoMpiIsNamed) {
-  const auto mpirun = mpi_folder("12.0.1", "ibmmpi") + "\\bin\\mpirun.exe";
-  given_mpi("ibmmpi", mpirun);
-
-  const auto run = run_script("-t4 -wait case.jou");
-
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ("converged\n", run.output);
-  EXPECT_EQ("\"" + in_world(mpirun) + "\" -prot -e MPI_ROOT=\"'" +
-                in_world(mpi_folder("12.0.1", "ibmmpi")) + "'\"  -np 4  -e PATH=\"'" +
-                in_world("inc") + "\\ntbin\\win64;.\\zephon12.0.1\\netweave\\mpi_wrapper\\win64" +
-                "\\ibmmpi'\" -e MPI_WORKDIR=\"'" + in_world("inc") + "'\" -e ZEPHON_PROD_DIR=\"'" +
-                in_world("inc\\zephon12.0.1") + "'\"" + solver(),
-            only_start_of(mpirun).command_line);
-}
-
-TEST_F(InstalledStartScript, LaunchesThroughMpichOnTheHostsOfAFile) {
-  given_mpi("mpich", "mpich\\bin\\mpirun.exe");
-  given_variable("MPI_HOME", in_world("mpich"));
-  given_file("work\\my hosts.txt", "n1\nn2\n");
-
-  const auto run = run_script("-mpi=mpich -t2 \"-cnf=my hosts.txt\" -wait case.jou");
-
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ("converged\n", run.output);
-  EXPECT_EQ(in_quotes(in_world("mpich\\bin\\mpirun.exe")) +
-                " -machinefile my hosts.txt -np 2  -env PATH=" + remote_path("mpich") + solver(),
-            only_start_of("mpich\\bin\\mpirun.exe").command_line);
-}
-
-TEST_F(InstalledStartScript, PassesTheLaunchersStatusOn) {
-  const auto run = run_script("-mpi=intel -t4 case.jou");
-  EXPECT_EQ(2U, run.status);
-  EXPECT_EQ("Error: communicator \"intel\" is not available on this machine.\r\n", run.errors);
-}
-
-TEST_F(InstalledStartScript, ListsItsOptions) {
-  const auto run = run_script("-help");
-  EXPECT_EQ(0U, run.status);
-  EXPECT_TRUE(run.output.starts_with("Usage: ")) << run.output;
-  EXPECT_NE(std::string::npos, run.output.find("\t-rx\t\tspecify release x"));
-}
-
-TEST_F(InstalledStartScript, GivesEachOptionItsSecondDash) {
   given_tool("inc\\zephon12.0.1\\ntbin\\win64\\zephon.exe");
-  given_folder("site\\bin");
-  given_tool("site\\mpirun.exe");
-  std::filesystem::copy_file(default_folder() + "\\examples\\zephon.cmd",
-                             in_world("site\\zephon.cmd"));
+  given_file("inc\\zephon12.0.1\\netweave\\mpi_wrapper\\win64\\msmpi\\mpi_wrapper.dll");
+  given_tool(mpiexec, "out converged\\n\n");
 
-  run_system_program("cmd.exe", "/c \"\"" + in_world("site\\zephon.cmd") +
-                                    "\" -r12.0.3 -t8 -mpi=msmpi -cnf=hosts.txt "
-                                    "-host_ip=n1:10.0.0.1 -pic=ib -ccp head01 -ptrace "
-                                    "-o times.txt \"a b.jou\" -restart \"k=v\" -tx\"");
+  const auto run = run_zprun("-mpi=msmpi -np=4 case.jou");
 
-  EXPECT_EQ((std::vector<std::string>{"--r12.0.3", "--mpi=msmpi", "--np=8", "--ic=ib", "--ccp",
-                                      "head01", "--jobid=-1", "--cnf=hosts.txt",
-                                      "--host_ip=n1:10.0.0.1", "--ptrace", "--o", "times.txt",
-                                      in_world("inc\\zephon12.0.3\\ntbin\\win64\\zephon.exe"),
-                                      "a b.jou", "-restart", "k=v", "-tx"}),
-            [] {
-              auto arguments = only_start_of("site\\mpirun.exe").arguments;
-              arguments.erase(arguments.begin());
-              return arguments;
-            }());
-}
-
-TEST_F(InstalledStartScript, LetsTheLauncherAskForAMissingHeadNode) {
-  given_tool("site\\mpirun.exe");
-  std::filesystem::copy_file(default_folder() + "\\examples\\zephon.cmd",
-                             in_world("site\\zephon.cmd"));
-
-  run_system_program("cmd.exe",
-                     "/c \"\"" + in_world("site\\zephon.cmd") + "\" -t2 -ccp -pic=default c.jou\"");
-
-  const auto arguments = only_start_of("site\\mpirun.exe").arguments;
-  EXPECT_EQ("--ccp", arguments.back());
-  EXPECT_EQ(1, std::count(arguments.begin(), arguments.end(), "--ccp"));
-  EXPECT_EQ(0, std::count_if(arguments.begin(), arguments.end(),
-                             [](const auto &one) { return one.starts_with("--ic="); }));
+  EXPECT_EQ(0U, run.status);
+  EXPECT_EQ("converged\n", run.output);
+  EXPECT_EQ("zprun: -np=4 was read as -t4\r\n", run.errors);
+  EXPECT_EQ(in_quotes(in_world(mpiexec)) + "   -np 4  -env PATH \"" + in_world("inc") +
+                "\\ntbin\\win64;" + release("netweave\\mpi_wrapper\\win64\\msmpi") +
+                "\"  -env ZEPHON_PROD_DIR \"'" + in_world("inc\\zephon12.0.1") + "'\"  \"" +
+                release("ntbin\\win64\\zephon.exe") + "\" case.jou",
+            only_start_of(mpiexec).command_line);
 }
