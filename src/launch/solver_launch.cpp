@@ -107,6 +107,10 @@ void write_timing_file(std::time_t start, std::time_t end, void *child) {
 void rehearse_launch(command_line command) {
   remove_leading_blanks(command);
   record_launch(command);
+  if (!platform::program_exists(command.text)) {
+    tell_step(step_kind::action, command.text, "not started: there is no such program");
+    platform::exit_program(exit_cannot_launch);
+  }
   tell_step(step_kind::action, command.text, "started");
   if (state.wait_mode || state.zephon_prod != "zephon") {
     tell_unknown("how long the program runs and how it ends");

@@ -143,6 +143,9 @@ struct started_process {
 // Starts a program from a command line, in the launcher's current directory.
 started_process start_process(const std::string &command, const start_settings &settings);
 
+// Whether there is a program that start_process would find for this command line.
+bool program_exists(const std::string &command);
+
 // The exit code of a process: process_still_active while it runs.
 unsigned long exit_code(void *process);
 void terminate_process(void *process, unsigned long code);

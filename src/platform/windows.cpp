@@ -298,6 +298,23 @@ owned_handle group_of(HANDLE process) {
 
 }  // namespace
 
+// As CreateProcess looks for it: without quotes the program's name may end at any blank.
+bool program_exists(const std::string &command) {
+  const bool quoted = command.starts_with('"');
+  const std::size_t start = quoted ? 1 : 0;
+  for (std::size_t end = 0; end != std::string::npos && end < command.size();) {
+    end = command.find(quoted ? '"' : ' ', end + 1);
+    char found[MAX_PATH];
+    if (SearchPathA(nullptr, command.substr(start, end - start).c_str(), ".exe", sizeof found,
+                    found, nullptr) != 0 &&
+        open_file(found, open_mode::read)) {
+      return true;
+    }
+    end = quoted ? std::string::npos : end;
+  }
+  return false;
+}
+
 started_process start_process(const std::string &command, const start_settings &settings) {
   STARTUPINFOEXA startup{};
   startup.StartupInfo.cb = sizeof startup;

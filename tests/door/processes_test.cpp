@@ -53,6 +53,14 @@ TEST(DoorProcesses, ReportWhyTheyCannotBeStarted) {
   EXPECT_EQ(2U, platform::start_process(" " + command_of({}), {}).error);
 }
 
+TEST(DoorProcesses, ExistWhereTheyCanBeStarted) {
+  EXPECT_TRUE(platform::program_exists(command_of({})));
+  for (const char *command :
+       {"", "no_such_program_anywhere.exe 1", "C:\\ 1", "\"no_such_program\" cmd.exe"}) {
+    EXPECT_FALSE(platform::program_exists(command)) << command;
+  }
+}
+
 TEST(DoorProcesses, TakeALongCommandLineAndRefuseATooLongOne) {
   std::string command = command_of({.output = "x"}) + " ";
   command.append(32'000 - command.size(), 'x');

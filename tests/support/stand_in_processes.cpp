@@ -25,11 +25,15 @@ tool_answer not_found(const std::string &command) {
       .exits_with(1);
 }
 
-std::optional<tool_answer> find_answer(const std::string &command) {
+auto find_rule(const std::string &command) {
   auto &rules = the_world().rules;
-  const auto rule = std::find_if(rules.rbegin(), rules.rend(),
-                                 [&command](const tool_rule &one) { return one.matches(command); });
-  if (rule == rules.rend()) {
+  return std::find_if(rules.rbegin(), rules.rend(),
+                      [&command](const tool_rule &one) { return one.matches(command); });
+}
+
+std::optional<tool_answer> find_answer(const std::string &command) {
+  const auto rule = find_rule(command);
+  if (rule == the_world().rules.rend()) {
     return std::nullopt;
   }
   tool_answer answer = rule->answers.front();
@@ -454,6 +458,17 @@ std::optional<pipe_ends> create_pipe() {
   ends.read_end.reset(stand_in::new_handle(stand_in::read_end{made}));
   ends.write_end.reset(stand_in::new_handle(stand_in::write_end{made}));
   return ends;
+}
+
+bool program_exists(const std::string &command) {
+  const std::size_t start = command.starts_with('"') ? 1 : 0;
+  const auto name = command.substr(start, command.find(".exe") + 4 - start);
+  if (name.ends_with(".exe") && the_world().files.contains(stand_in::compared_path(name))) {
+    return true;
+  }
+  const auto rule = stand_in::find_rule(command);
+  return rule != the_world().rules.rend() &&
+         rule->answers.front().start_error != stand_in::error_not_found;
 }
 
 started_process start_process(const std::string &command, const start_settings &settings) {

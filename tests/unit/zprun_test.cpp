@@ -42,6 +42,9 @@ void given_release() {
   given_file(intel + "mpiexec.exe");
   given_file(intel + "smpd.exe");
   given_file(release + "\\netweave\\mpi\\win64\\ibmmpi\\bin\\mpirun.exe");
+  for (const std::string &program : {solver, msmpi, intel + "mpiexec.exe"}) {
+    given_tool_for([program](const std::string &command) { return command.starts_with(program); });
+  }
 }
 
 int run_zprun(const texts &words) {
