@@ -47,7 +47,7 @@ def page_name(name):
 def write_pages(root, folder, documents, files, title):
     """Writes the pages of the documents (names in the tree under root) into a folder that
     already holds the files (names in the package) that they may link to, and copies
-    what stands beside them in docs, such as their pictures. Returns the names of what it has written."""
+    what else of docs they link to, such as their pictures. Returns the names of what it has written."""
     bodies = {name: body_of(root / name) for name in documents}
     attached = set()
 

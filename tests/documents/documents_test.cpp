@@ -336,6 +336,32 @@ TEST(FindingsDocument, HasASectionForEachFinding) {
   EXPECT_EQ(code, documented);
 }
 
+// ---- The run record ------------------------------------------------------------------------
+
+TEST(RunRecordDocument, HasTheFieldsOfTheSchemaInTheirOrder) {
+  std::vector<std::string> fields;
+  const std::string page = document("docs/run-record.md");
+  for (const auto &row : table_rows(page, "Field | Value |")) {
+    for (const auto &name : in_backticks(row.at(0))) {
+      fields.push_back(name);
+    }
+  }
+  for (const auto &sentence : all_matches(page, "\n(The job: [^\n]+)")) {
+    const auto names = in_backticks(sentence);
+    std::remove_copy(names.begin(), names.end(), std::back_inserter(fields), "null");
+  }
+  const auto required = all_matches(file_text("docs/run-record.schema.json"),
+                                    R"re("required": \[([^\]]+)\])re");
+  ASSERT_EQ(6U, required.size()) << "run, variables, step, launch, piece, job";
+  std::vector<std::string> of_schema;
+  for (const auto &object : {required[0], required[2], required[3], required[5]}) {
+    for (const auto &name : all_matches(object, R"re("([a-z_]+)")re")) {
+      of_schema.push_back(name);
+    }
+  }
+  EXPECT_EQ(of_schema, fields);
+}
+
 // ---- Variables ----------------------------------------------------------------------------
 
 TEST(EnvironmentDocument, HasEveryVariableThatTheCodeReads) {
