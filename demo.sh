@@ -18,6 +18,7 @@ root=$(cd "$(dirname "$0")" && pwd)
 demo=$root/build/demo   # everything that this script makes
 disk=$demo/disk         # the user's disk D:
 case_folder=$disk/work  # the user's own folder D:\work
+records=$disk/records   # what each run writes down
 release=12.0.16
 release_folder=$disk/zephon/zephon$release
 release_name='D:\zephon\zephon12.0.16'  # the same, as Windows programs name it
@@ -55,6 +56,7 @@ put() {
 lay_out_tree() {
   local build=$root/build/mingw mpi program
   rm -rf "$disk"
+  mkdir -p "$records"
   for program in mpich/bin/mpirun ms/bin/mpiexec {intel,mpich2}/bin/{mpiexec,smpd} ibmmpi/bin/mpirun; do
     put "$build/mpi_bridge.exe" "$release_folder/netweave/mpi/win64/$program.exe"
   done
@@ -99,8 +101,8 @@ run_zprun() {
     esac
   done
   printf '\nD:\\work> zprun %s\n\n' "${words[*]}"
-  (cd "$case_folder" && timeout -k 5 100 "${wine_personality[@]}" "$wine_loader" \
-    "$release_folder/ntbin/win64/zprun.exe" "$@")
+  (cd "$case_folder" && ZEPHON_RUN_RECORD="D:\\records\\$(find "$records" -type f | wc -l).json" \
+    timeout -k 5 100 "${wine_personality[@]}" "$wine_loader" "$release_folder/ntbin/win64/zprun.exe" "$@")
 }
 
 # Launches the solver and checks that it was run as asked.

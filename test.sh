@@ -444,12 +444,14 @@ step_cluster() {
   fi
 }
 
-# Each launch of real ranks that the demo shows.
+# Each launch of real ranks that the demo shows, and what the runs have written down.
 step_demos() {
   heading "Launches of real ranks through each MPI"
   local demo
   for demo in $(sed -n 's/^demo_\([a-z0-9_]*\)() {$/\1/p' "$root/demo.sh" | tr _ -); do
     check "demo-$demo" "$root/demo.sh" "$demo"
+    check "records-$demo" "$root/scripts/check_records.py" "$root/docs/run-record.schema.json" \
+      "$root"/build/demo/disk/records/*.json
   done
 }
 
