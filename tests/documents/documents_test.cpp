@@ -350,8 +350,8 @@ TEST(RunRecordDocument, HasTheFieldsOfTheSchemaInTheirOrder) {
     const auto names = in_backticks(sentence);
     std::remove_copy(names.begin(), names.end(), std::back_inserter(fields), "null");
   }
-  const auto required = all_matches(file_text("docs/run-record.schema.json"),
-                                    R"re("required": \[([^\]]+)\])re");
+  const auto required =
+      all_matches(file_text("docs/run-record.schema.json"), R"re("required": \[([^\]]+)\])re");
   ASSERT_EQ(6U, required.size()) << "run, variables, step, launch, piece, job";
   std::vector<std::string> of_schema;
   for (const auto &object : {required[0], required[2], required[3], required[5]}) {

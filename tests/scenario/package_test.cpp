@@ -437,9 +437,9 @@ TEST(PackagedZip, HoldsProgramsAndPages) {
   for (std::size_t at = 0; (at = zip.find(entry, at)) != std::string::npos; ++at) {
     names.insert(zip.substr(at + 46, number_at(zip, at + 28, 2)));
   }
-  for (const char *file : {"/bin/mpirun.exe", "/bin/zprun.exe", "/README.html", "/CHANGELOG.html",
-                           "/docs/options.html", "/docs/installation.html",
-                           "/docs/run-record.schema.json"}) {
+  for (const char *file :
+       {"/bin/mpirun.exe", "/bin/zprun.exe", "/README.html", "/CHANGELOG.html",
+        "/docs/options.html", "/docs/installation.html", "/docs/run-record.schema.json"}) {
     EXPECT_TRUE(names.contains(newer_name + file)) << file;
   }
   // What is for those who work on the launcher stays with them.
@@ -457,9 +457,9 @@ TEST_F(Package, IsInstalledSilentlyAndLeavesNothingWhenRemoved) {
 
   EXPECT_EQ(std::vector<std::string>{LAUNCHER_VERSION}, listed_versions());
   EXPECT_EQ(default_folder() + "\\", installed_value("InstallFolder"));
-  for (const char *file : {"bin\\mpirun.exe", "bin\\zprun.exe", "README.html", "CHANGELOG.html",
-                           "docs\\options.html", "docs\\troubleshooting.html",
-                           "docs\\run-record.schema.json"}) {
+  for (const char *file :
+       {"bin\\mpirun.exe", "bin\\zprun.exe", "README.html", "CHANGELOG.html", "docs\\options.html",
+        "docs\\troubleshooting.html", "docs\\run-record.schema.json"}) {
     EXPECT_TRUE(std::filesystem::exists(default_folder() + "\\" + file)) << file;
   }
   EXPECT_TRUE(machine_path().ends_with(";" + default_folder() + "\\bin\\")) << machine_path();
