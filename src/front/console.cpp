@@ -4,10 +4,12 @@
 
 #include <atomic>
 
+#include "core/command_runner.h"
 #include "core/environment.h"
 #include "core/exit_status.h"
 #include "core/launch_state.h"
 #include "core/messages.h"
+#include "core/run_record.h"
 #include "core/text.h"
 #include "front/progress.h"
 #include "launch/solver_launch.h"
@@ -33,13 +35,16 @@ void cancel_job_without_waiting() {
     settings.hidden = true;
     settings.detached = true;
     settings.handles = platform::inheritance::none;
-    (void)platform::start_process("cmd.exe /c " + cancel_command(job_id), settings);
+    (void)start_and_leave("cmd.exe /c " + cancel_command(job_id), settings);
+    record_job_released();
   }
 }
 
+// What is written down has to be written here: nothing runs behind it.
 void end_everything() {
   stop_solver();
   cancel_job_without_waiting();
+  finish_run_record(exit_interrupted);
 }
 
 void stop_in_time(void *) {
@@ -89,6 +94,7 @@ void set_job_to_cancel(int job_id) {
 void cancel_job() {
   if (const int job_id = job_to_cancel.exchange(0)) {
     print_error("zprun: cancelling job %d\n", job_id);
-    platform::run_and_discard_output(cancel_command(job_id));
+    run_without_output(cancel_command(job_id));
+    record_job_released();
   }
 }

@@ -1,6 +1,7 @@
 // job_follow.cpp: asks for the state of a job, and reads the files that it writes.
 #include "front/job_follow.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 #include <map>
@@ -11,14 +12,16 @@
 #include "core/exit_status.h"
 #include "core/launch_state.h"
 #include "core/messages.h"
+#include "core/run_record.h"
 #include "core/text.h"
 #include "front/console.h"
 #include "front/progress.h"
 #include "platform/platform.h"
+#include "scheduler/job_state.h"
 
 namespace {
 
-constexpr unsigned long poll_interval = 1000;  // milliseconds
+constexpr unsigned long poll_interval = 1000;  // milliseconds, also of a look at the files
 constexpr int patience = 300;                  // answers without a state, one after the other
 constexpr int job_failed = 1;
 
@@ -90,36 +93,57 @@ void show_new_output(int job_id, output_files &files) {
   }
 }
 
+// The line of the job's state, and since when.
+void show_state(int job_id, const job_view &view, std::time_t since) {
+  const std::string shown = view.job_state.empty() ? "not known yet" : view.job_state;
+  const std::string remark = view.remark.empty() ? "" : ", " + view.remark;
+  show_progress(format_text("zprun: job %d is %s%s", job_id, shown.c_str(), remark.c_str()),
+                ", since " + duration_text(platform::current_time() - since));
+}
+
+int end_of_job(int job_id, const job_view &view) {
+  clear_progress();
+  set_job_to_cancel(0);
+  print_error("zprun: job %d is %s%s%s\n", job_id, view.job_state.c_str(),
+              view.remark.empty() ? "" : ", ", view.remark.c_str());
+  return was_interrupted()              ? exit_interrupted
+         : view.job_state == "Finished" ? exit_normal
+                                        : job_failed;
+}
+
 }  // namespace
 
 int follow_job(const std::string &head, int job_id) {
   output_files files;
   std::string last_state;
   std::time_t since = platform::current_time();
+  poll_pace pace = pace_of_polls(poll_interval);
   for (int unknown = 0; unknown < patience;) {
     if (was_interrupted()) {
       cancel_job();
     }
+    const bool cancelled = was_interrupted();
     const job_view view = view_job(head, job_id);
     show_new_output(job_id, files);
     unknown = view.job_state.empty() ? unknown + 1 : 0;
     if (view.job_state != last_state) {
       last_state = view.job_state;
       since = platform::current_time();
+      record_job_state(last_state);
     }
-    const std::string remark = view.remark.empty() ? "" : ", " + view.remark;
     if (has_ended(view.job_state)) {
-      clear_progress();
-      set_job_to_cancel(0);
-      print_error("zprun: job %d is %s%s\n", job_id, view.job_state.c_str(), remark.c_str());
-      return was_interrupted()              ? exit_interrupted
-             : view.job_state == "Finished" ? exit_normal
-                                            : job_failed;
+      return end_of_job(job_id, view);
     }
-    const std::string shown = view.job_state.empty() ? "not known yet" : view.job_state;
-    show_progress(format_text("zprun: job %d is %s%s", job_id, shown.c_str(), remark.c_str()),
-                  ", since " + duration_text(platform::current_time() - since));
-    platform::sleep_ms(poll_interval);
+    // Between two questions the files, the line and the user are looked at as often as ever.
+    const unsigned long pause = next_pause(pace);
+    for (unsigned long waited = 0; waited < pause && was_interrupted() == cancelled;) {
+      show_state(job_id, view, since);
+      platform::sleep_ms(std::min(poll_interval, pause - waited));
+      waited += poll_interval;
+      if (waited < pause) {
+        show_new_output(job_id, files);
+      }
+    }
   }
   clear_progress();
   print_error("zprun: the scheduler says no more about job %d\n", job_id);

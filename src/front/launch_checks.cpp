@@ -89,12 +89,18 @@ std::string check_release(finding_list &list, const installed_site &site,
 }
 
 void check_mpi(finding_list &list, const installed_site &site, const std::string &release,
-               const std::string &mpi) {
+               const std::string &mpi, int processes) {
+  const auto complete = complete_mpis(site.root, release);
   if (mpi == "net") {
+    if (processes > 1) {  // the default of an old release
+      add_fault(list, "arguments",
+                format_text("release %s runs one process without an MPI, -t%d asks for more",
+                            release.c_str(), processes),
+                "name an MPI with -mpi: " + alternatives(complete));
+    }
     add_ok(list, "wrapper", "a run without an MPI needs none");
     return;
   }
-  const auto complete = complete_mpis(site.root, release);
   const std::string cure = complete.empty() ? "install an MPI for this release"
                                             : "take " + alternatives(complete) +
                                                   ", which this release has, or install it";

@@ -16,9 +16,9 @@ void check_arguments(finding_list &list, const typed_launch &launch);
 std::string check_release(finding_list &list, const installed_site &site,
                           const typed_launch &launch);
 
-// The wrapper library of the MPI, and its program.
+// The wrapper library of the MPI, and its program; without an MPI that there is one process.
 void check_mpi(finding_list &list, const installed_site &site, const std::string &release,
-               const std::string &mpi);
+               const std::string &mpi, int processes);
 
 // The host file as this MPI reads it, and its hosts.
 void check_hosts(finding_list &list, const std::string &path, const std::string &mpi);

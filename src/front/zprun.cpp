@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/environment.h"
@@ -35,6 +36,7 @@ constexpr int exit_refused = exit_usage;
 int argument_count = 0;  // the process's own
 char **argument_vector = nullptr;
 bool something_was_started = false;
+bool has_ended = false;
 bool is_checking = false;
 finding_list findings;  // of -check
 
@@ -50,18 +52,25 @@ finding_list findings;  // of -check
 }
 
 // What the launcher gathered for a box goes to standard error; a job that was made and
-// has not ended is cancelled. An end with 0 before anything was started is no success.
+// has not ended is cancelled, which belongs into the record. An end with 0 before anything
+// was started is no success.
 void end_of_run() {
+  if (std::exchange(has_ended, true)) {
+    return;
+  }
   clear_progress();
   if (!state.message_buffer.empty()) {
     print_error("%s\n", state.message_buffer.c_str());
     state.message_buffer.clear();
   }
   cancel_job();
+  const int status = platform::status_at_exit();
+  const bool idle = status == exit_normal && !something_was_started;
+  finish_run_record(idle ? exit_refused : status);
   if (is_checking) {
-    end_of_check(platform::status_at_exit());
+    end_of_check(status);
   }
-  if (platform::status_at_exit() == exit_normal && !something_was_started) {
+  if (idle) {
     print_error("zprun: nothing was started\n");
     platform::end_at_once(exit_refused);
   }
@@ -99,18 +108,15 @@ std::string set_launch_variables(const installed_site &site, const std::string &
 }
 
 void parse_launcher_options(const std::vector<std::string> &options) {
-  static std::vector<std::string> kept;  // the launch state keeps the vector
-  static std::vector<char *> arguments;
-  kept = {"zprun"};
-  kept.insert(kept.end(), options.begin(), options.end());
-  arguments.clear();
-  for (std::string &option : kept) {
+  std::vector<std::string> words = {"zprun"};
+  words.insert(words.end(), options.begin(), options.end());
+  std::vector<char *> arguments;
+  arguments.reserve(words.size() + 1);
+  for (std::string &option : words) {
     arguments.push_back(option.data());
   }
   const int count = static_cast<int>(arguments.size());
   arguments.push_back(nullptr);
-  state.arg_count = count;
-  state.arg_vector = arguments.data();
   parse_options(count, arguments.data());
 }
 
@@ -192,13 +198,14 @@ bool prepare_launch(const typed_launch &launch) {
     set_environment("ZEPHON_RUN_RECORD", *launch.record_file);
   }
   begin_run_record(argument_count, argument_vector);
+  platform::at_exit(end_of_run);  // once more, as what was registered last runs first
   const std::string program = set_launch_variables(site, release, launch);
   state.attended = true;
   watch_console();
   parse_launcher_options(launcher_options(launch, release));
   state.solver_args_line = solver_line(program, launch.solver_arguments, goes_to_scheduler());
   if (!is_installation(launch)) {
-    check_mpi(findings, site, release, state.mpi_name);
+    check_mpi(findings, site, release, state.mpi_name, state.num_procs);
   }
   if (launch.host_file) {
     check_hosts(findings, *launch.host_file, state.mpi_name);
@@ -227,6 +234,7 @@ void start_zprun(int count, char **arguments) {
   argument_count = count;
   argument_vector = arguments;
   something_was_started = false;
+  has_ended = false;
   is_checking = false;
   findings.clear();
   const typed_launch launch =

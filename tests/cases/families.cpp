@@ -8,7 +8,7 @@ std::vector<launch_family> all_families() {
           intel_mpi_service_family(), mpich_family(),        mpich2_family(),
           mpich2_home_family(),       msmpi_family(),        msmpi_task_family(),
           msmpi_machines_family(),    platform_mpi_family(), platform_mpi_password_family(),
-          platform_mpi_task_family()};
+          platform_mpi_task_family(), zprun_family(),        zprun_finding_family()};
 }
 
 }  // namespace cases

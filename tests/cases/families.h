@@ -18,5 +18,7 @@ launch_family msmpi_machines_family();
 launch_family platform_mpi_family();
 launch_family platform_mpi_password_family();
 launch_family platform_mpi_task_family();
+launch_family zprun_family();
+launch_family zprun_finding_family();
 
 }  // namespace cases

@@ -47,6 +47,7 @@ void add_family(launch_case &row, const launch_case &given) {
   row.files.insert(row.files.begin(), given.files.begin(), given.files.end());
   row.tools.insert(row.tools.end(), given.tools.begin(), given.tools.end());
   row.arguments.insert(row.arguments.begin(), given.arguments.begin(), given.arguments.end());
+  row.program = given.program;
   row.then.asks = or_given(row.then.asks, given.then.asks);
   row.then.starts = or_given(row.then.starts, given.then.starts);
 }
@@ -80,7 +81,8 @@ void change_texts(launch_case &row, const change &changed) {
     changed(one.prints);
     changed(one.complains);
   }
-  for (texts *list : {&row.arguments, &row.then.asks, &row.then.starts}) {
+  for (texts *list :
+       {&row.arguments, &row.then.asks, &row.then.starts, &row.then.says, &row.then.says_not}) {
     std::for_each(list->begin(), list->end(), changed);
   }
   for (box &one : row.then.boxes) {
@@ -177,6 +179,20 @@ void compare_variables(std::ostream &faults, const std::vector<variable> &wanted
   }
 }
 
+void compare_parts(std::ostream &faults, const outcome &wanted, const seen &what) {
+  const std::string said = what.output + what.errors;
+  for (const std::string &text : wanted.says) {
+    if (said.find(in_text_mode(text)) == std::string::npos) {
+      compare(faults, "said", text, said);
+    }
+  }
+  for (const std::string &text : wanted.says_not) {
+    if (said.find(in_text_mode(text)) != std::string::npos) {
+      compare(faults, "said, without " + text, "", said);
+    }
+  }
+}
+
 std::size_t end_of_program(const std::string &command) {
   const auto ending = command.find(".exe");
   return ending == std::string::npos ? command.size() : ending + 4;
@@ -246,12 +262,17 @@ std::string differences(const launch_case &expected, const seen &what) {
   change_texts(row, [&](std::string &text) {
     text = write_out({{"process", what.process}}, text);
   });
-  compare(faults, "command for the interpreter", row.then.asks, what.asks);
+  const bool is_part = !row.then.says.empty() || !row.then.says_not.empty();
+  if (is_part) {
+    compare_parts(faults, row.then, what);
+  } else {
+    compare(faults, "command for the interpreter", row.then.asks, what.asks);
+    compare(faults, "standard output", in_text_mode(row.then.output), what.output);
+    compare(faults, "standard error", in_text_mode(row.then.errors), what.errors);
+  }
   compare(faults, "started program",
           what.programs_in_quotes ? with_programs_in_quotes(row.then.starts) : row.then.starts,
           what.starts);
-  compare(faults, "standard output", in_text_mode(row.then.output), what.output);
-  compare(faults, "standard error", in_text_mode(row.then.errors), what.errors);
   compare(faults, "message box", boxes_as_texts(row.then.boxes), boxes_as_texts(what.boxes));
   compare_files(faults, row.then.files, what);
   if (what.variables) {

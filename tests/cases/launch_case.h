@@ -1,4 +1,4 @@
-// launch_case.h: a launch of mpirun.exe as a row of data: the world it finds, how
+// launch_case.h: a launch of mpirun.exe, or of zprun.exe, as a row of data: the world it finds, how
 // it is started, and all that it then does. README.md shows how rows are written.
 //
 // A row is played at two heights: over the scripted door (tests/unit/case_player.h)
@@ -68,6 +68,10 @@ struct outcome {
   std::vector<file> files = {};          // those written, or without a text: removed
   std::vector<variable> variables = {};  // as the program that was started last finds them
   unsigned long status = 0;
+  // Of a program for people: texts that stand in the output or the errors, and that do
+  // not; with one of them, asks, output and errors need not be all that there is.
+  texts says = {};
+  texts says_not = {};
 };
 
 struct launch_case {
@@ -80,6 +84,7 @@ struct launch_case {
   std::string only_scripted = {};   // why the real program cannot play it; empty: it can
   std::string only_real = {};       // why the scripted door cannot
   std::string needs_no_blank = {};  // why the scripted world's folder must have none
+  std::string program = {};         // that is started; empty: mpirun, whose rows are rehearsed too
   std::string world = {};           // the folder in which it is played; set by complete_row
 };
 

@@ -334,6 +334,19 @@ TEST(FindingsDocument, HasASectionForEachFinding) {
   documented.erase("findings");
   EXPECT_GT(code.size(), 15U);
   EXPECT_EQ(code, documented);
+
+  const std::string tests =
+      file_text("tests/cases/zprun.cpp") + file_text("tests/unit/zprun_test.cpp");
+  texts brought;
+  for (const auto &name : all_matches(tests, R"re((?:fault|note)(?:\("| +)([a-z-]+)[" ])re")) {
+    brought.insert(name);
+  }
+  texts absent = {"launch"};  // has no line when there is nothing to say
+  for (const auto &name : all_matches(tests, R"re(ok +([a-z-]+) )re")) {
+    absent.insert(name);
+  }
+  EXPECT_EQ(texts(), without(documented, brought)) << "no test brings it";
+  EXPECT_EQ(texts(), without(documented, absent)) << "no test has a launch without it";
 }
 
 // ---- The run record ------------------------------------------------------------------------

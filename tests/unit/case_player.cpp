@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "front/zprun.h"
 #include "launch/mpirun.h"
 #include "scripted_tool/script.h"
 #include "support/fresh_launch.h"
@@ -120,6 +121,9 @@ seen play_scripted(const launch_case &row) {
   what.process = std::to_string(platform::process_id());
   const auto status = door::status_of_exit([&] {
     char **vector = door::given_arguments(row.arguments);
+    if (row.program == "zprun") {
+      start_zprun(state.arg_count, vector);
+    }
     start_from_window(nullptr, 1, state.arg_count, vector);
   });
   door::pass_time(time_of_a_solver);  // it may outlive the launcher

@@ -23,7 +23,9 @@ void play_in(const cases::launch_family &family, const cases::launch_case &row,
   const auto complete = cases::complete_row(family, row, world, platform::system_message);
   const auto real = play_next(complete);
   EXPECT_EQ("", cases::differences(complete, real)) << "in " << world;
-
+  if (!complete.program.empty()) {
+    return;
+  }
   const auto rehearsed = play_next(cases::as_rehearsal(complete));
   EXPECT_EQ("", cases::faults_of_rehearsal(rehearsed)) << "in " << world;
   EXPECT_EQ(0U, stand_in::threads_started());
