@@ -129,7 +129,10 @@ bool is_among(const std::string &text, const texts &list) {
 
 // Whether the real run could not start the command, and said so.
 bool could_not_start(const seen &real, const std::string &command) {
-  return holds(real.output, "Unable to execute (null) " + command + "\r\n");
+  const std::string message = "Unable to execute (null) " + command;
+  return holds(real.output, message + "\r\n") ||
+         std::any_of(real.boxes.begin(), real.boxes.end(),
+                     [&](const box &one) { return holds(one.text, message + "\n"); });
 }
 
 // Whether it said that only the real run shows what this command tells.
@@ -151,7 +154,7 @@ bool fits(const tool &one, const std::string &command, const std::string &world)
 tool tool_for(const launch_case &row, const std::string &command) {
   const auto ending = command.find(".exe");
   const auto program_end = command.find(' ', ending == std::string::npos ? 0 : ending);
-  const auto word = command.find_first_not_of(' ', program_end);
+  const auto word = std::min(command.find_first_not_of(' ', program_end), command.size());
   const auto piece = " " + command.substr(word, command.find(' ', word) - word);
   tool found = {command.substr(0, program_end) + ".exe"};
   for (const tool &one : row.tools) {
@@ -170,8 +173,9 @@ tool tool_for(const launch_case &row, const std::string &command) {
 
 // The tool as it was assumed to answer.
 tool assumed_tool(tool one, const std::string &assumed) {
-  const bool is_output = holds_one(assumed, {"Created job", "State :"});
-  one.prints = is_output ? assumed + "\n" : one.status == 0 ? one.prints : "";
+  const bool is_quiet =
+      assumed == "success" || assumed == "started" || assumed == "the task was taken";
+  one.prints = is_quiet ? "" : assumed + "\n";
   one.status = 0;
   one.times = holds(assumed, "State :") ? 1 : 0;
   return one;

@@ -103,7 +103,7 @@ std::optional<std::vector<std::string>> names_in(const std::string &folder) {
   const std::string beginning = folder + "\\";
   std::map<std::string, std::string> names;  // by small letters
   const auto itself = find_file(folder);
-  bool exists = itself != nullptr && itself->is_directory;
+  bool exists = (itself != nullptr && itself->is_directory) || folder == compared_path(".");
   for (const auto &[compared, entry] : the_world().files) {
     if (compared.starts_with(beginning)) {
       exists = true;
@@ -451,7 +451,7 @@ std::optional<std::string> current_directory() {
 std::optional<std::vector<std::string>> list_directory(const std::string &pattern) {
   const std::size_t last = pattern.find_last_of("\\/");
   const std::string folder =
-      stand_in::compared_path(last == std::string::npos ? "." : pattern.substr(0, last));
+      stand_in::compared_path(last == std::string::npos ? "." : pattern.substr(0, last + 1));
   const std::string mask =
       stand_in::small_letters(last == std::string::npos ? pattern : pattern.substr(last + 1));
   const auto &listings = the_world().listings;
