@@ -73,6 +73,7 @@ TEST(RunRecord, TellsTheRunFromItsArgumentsToItsStatus) {
            R"("arguments": ["--mpi=mpich", "--np=2", "--cnf=C:\\hosts.txt", "-wait", "3d"])",
            R"("working_directory": "C:\\work")",
            R"("computer": "PC17")",
+           R"("variables": {"read": {)",
            R"("ZEPHON_INC": "C:\\zephon")",
            R"("ZEPHON_PROD_DIR": "C:\\zephon\\zephon12.0.16")",
            R"("USE_CCP": null)",
@@ -80,6 +81,7 @@ TEST(RunRecord, TellsTheRunFromItsArgumentsToItsStatus) {
            R"({"kind": "file", "text": "look for C:\\zephon\\zephon12.0.16\\netweave\\mpi_wrapper)"
            R"(\\win64\\mpich\\mpi_wrapper.dll", "started": "2009-02-13T23:31:30.000Z", )"
            R"("seconds": 0.0, "exit_code": 0, "lines": null, "assumed": null})",
+           R"({"text": "C:\\mpich\\bin\\mpirun.exe", "reason": "program: MPICH of MPI_HOME"})",
            R"("process": )",
            R"("started": "2009-02-13T23:31:30.000Z", "ended": "2009-02-13T23:31:38.480Z", )"
            R"("seconds": 8.48, "cpu_seconds": 0.01, "cpu_seconds_all": 31.2, "exit_code": 3})",
