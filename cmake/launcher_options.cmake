@@ -61,6 +61,6 @@ if(LAUNCHER_SANITIZE)
 endif()
 if(LAUNCHER_FUZZ)
   target_compile_options(launcher_options INTERFACE
-    -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(launcher_options INTERFACE -fsanitize=address,undefined)
 endif()

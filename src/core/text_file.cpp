@@ -10,20 +10,23 @@
 
 namespace {
 
-constexpr std::size_t piece_size = 65536;  // bytes asked of the system at once
+constexpr std::size_t first_piece = 2048;  // bytes asked of the system at once
+constexpr std::size_t piece_size = 65536;  // of a long text
 
 // Gets more bytes behind those not handed out; false at the end.
 bool read_more(text_reader &reader) {
   if (reader.ended) {
     return false;
   }
+  const bool was_full = reader.filled == reader.buffer.size();
   if (reader.next > 0) {
     std::memmove(reader.buffer.data(), &reader.buffer[reader.next], reader.filled - reader.next);
     reader.filled -= reader.next;
     reader.next = 0;
   }
-  if (reader.buffer.size() < reader.filled + piece_size / 2) {
-    reader.buffer.resize(reader.buffer.size() + piece_size);
+  if (was_full && reader.buffer.size() < reader.filled + piece_size / 2) {
+    const std::size_t room = std::clamp(reader.buffer.size(), first_piece, piece_size);
+    reader.buffer.resize(reader.buffer.size() + room);
   }
   const std::size_t got = platform::read_some(reader.handle.get(), &reader.buffer[reader.filled],
                                               reader.buffer.size() - reader.filled);

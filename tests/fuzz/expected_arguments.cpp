@@ -33,10 +33,13 @@ bool begins_with_an_option(const std::string &argument) {
 std::vector<std::string> arguments_for_solver(const std::vector<std::string> &arguments) {
   std::vector<std::string> rest;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
-    if (is_one_of(words_with_a_value, arguments[i])) {
+    const std::string &argument = arguments[i];
+    if (!argument.starts_with('-')) {
+      rest.push_back(argument);
+    } else if (is_one_of(words_with_a_value, argument)) {
       ++i;
-    } else if (!is_one_of(whole_words, arguments[i]) && !begins_with_an_option(arguments[i])) {
-      rest.push_back(arguments[i]);
+    } else if (!is_one_of(whole_words, argument) && !begins_with_an_option(argument)) {
+      rest.push_back(argument);
     }
   }
   return rest;

@@ -1,5 +1,6 @@
 // host_file_fuzzer.cpp: host files and host lists. The first line holds the number
-// of processes and the slots that meshing holds; the rest is the file or the list.
+// of processes, the slots that meshing holds, how many bytes come with one read and
+// what is done with the rest, the file or the list.
 #include <algorithm>
 #include <limits>
 
@@ -97,18 +98,29 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   const int processes = fuzz::take_number(numbers);
   const int skip = fuzz::take_number(numbers);
   const int bytes_read = fuzz::take_number(numbers);
+  const int use = fuzz::take_number(numbers);
   const std::string content(text);
 
+  begin(content, processes, skip);
+  stand_in::given_short_reads(bytes_read > 0 ? static_cast<std::size_t>(bytes_read)
+                                             : std::numeric_limits<std::size_t>::max());
   std::string as_list = content;
   std::erase(as_list, '\0');
-  for (const std::string &hosts : {std::string(user_file), as_list}) {
-    begin(content, processes, skip);
-    stand_in::given_short_reads(bytes_read > 0 ? static_cast<std::size_t>(bytes_read)
-                                               : std::numeric_limits<std::size_t>::max());
-    fuzz_scheduler_host_file(hosts);
-    fuzz_questions(hosts);
+  switch (use) {
+    case 1:
+      fuzz_scheduler_host_file(user_file);
+      break;
+    case 2:
+      fuzz_scheduler_host_file(as_list);
+      break;
+    case 3:
+      fuzz_questions(user_file);
+      break;
+    case 4:
+      fuzz_questions(as_list);
+      break;
+    default:
+      fuzz_process_host_file(content);
   }
-  begin(content, processes, skip);
-  fuzz_process_host_file(content);
   return 0;
 }

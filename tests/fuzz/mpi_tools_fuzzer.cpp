@@ -1,7 +1,9 @@
 // mpi_tools_fuzzer.cpp: what the tools of the MPIs print: smpd, mpiexec, the
 // password check of Platform MPI, the list of cluster settings, the installers.
-// The sections of the input are their answers in turn.
+// The first line has the number of the step that asks them, the sections of the rest
+// are their answers in turn.
 #include <algorithm>
+#include <array>
 
 #include "backends/mpich2.h"
 #include "backends/msmpi.h"
@@ -46,19 +48,21 @@ void check_end(const fuzz::run_result &result, const std::vector<int> &statuses)
                 "the status " + std::to_string(result.status) + " is one of the stated");
 }
 
-void fuzz_smpd(const std::vector<std::string> &sections) {
-  begin(sections);
+using sections_of_output = std::vector<std::string>;
+
+void fuzz_smpd_status(const sections_of_output &sections) {
   check_end(fuzz::run([] { (void)check_intel_smpd("C:\\mpi\\bin"); }), {});
   const std::string line = first_line_of(fuzz::in_text_mode(sections.front()));
   fuzz::require(
       line.empty() || line.size() == 1'023 || contains(stand_in::standard_output(), " " + line),
       "the answer of smpd is echoed");
-  begin(sections);
+}
+
+void fuzz_smpd_and_credentials(const sections_of_output & /*sections*/) {
   check_end(fuzz::run([] { require_smpd_and_credentials("C:\\mpi\\bin"); }), {0, 2, 3, 4});
 }
 
-void fuzz_version(const std::vector<std::string> &sections) {
-  begin(sections);
+void fuzz_version(const sections_of_output &sections) {
   stand_in::given_variable("MPICH2_HOME", "C:\\mpich2");
   stand_in::given_file("C:\\mpich2\\bin\\mpiexec.exe");
   stand_in::given_file("C:\\mpich2\\bin\\smpd.exe");
@@ -69,38 +73,49 @@ void fuzz_version(const std::vector<std::string> &sections) {
                 "the version is echoed");
 }
 
-void fuzz_passwords(const std::vector<std::string> &sections) {
-  begin(sections);
+void fuzz_intel_password(const sections_of_output & /*sections*/) {
   check_end(fuzz::run([] { (void)validate_intel_credentials("C:\\mpi\\bin"); }), {0, 4});
-  begin(sections);
+}
+
+void fuzz_platform_mpi_password(const sections_of_output & /*sections*/) {
   stand_in::given_file("C:\\pcmpi\\bin\\mpirun.exe");
   check_end(fuzz::run([] { (void)ensure_platform_mpi_password("C:\\pcmpi", "-cache"); }), {0, 4});
 }
 
-void fuzz_installers(const std::vector<std::string> &sections) {
-  begin(sections);
+void fuzz_cluster_settings(const sections_of_output & /*sections*/) {
+  check_end(fuzz::run([] { check_cluster_environment("head"); }), {});
+}
+
+void fuzz_smpd_installer(const sections_of_output & /*sections*/) {
   stand_in::given_file("C:\\mpich2\\bin\\smpd.exe");
   const auto result = fuzz::run([] { install_mpich2_smpd("C:\\mpich2"); });
   fuzz::require(result.end == fuzz::run_end::ended, "the installer ends the run");
   check_end(result, {0, 1});
   fuzz::require(contains(stand_in::file_content("install_smpd_log.txt").value_or(""), "- end @"),
                 "the installation log has its end");
-  begin(sections);
-  stand_in::given_file("C:\\zephon\\zephon12.0.16\\netweave\\mpi\\win64\\ibmmpi\\sbin\\setup.exe");
-  const auto second = fuzz::run([] { install_platform_mpi(); });
-  fuzz::require(second.end == fuzz::run_end::ended, "the setup program ends the run");
-  check_end(second, {0});
 }
+
+void fuzz_platform_mpi_installer(const sections_of_output & /*sections*/) {
+  stand_in::given_file("C:\\zephon\\zephon12.0.16\\netweave\\mpi\\win64\\ibmmpi\\sbin\\setup.exe");
+  const auto result = fuzz::run([] { install_platform_mpi(); });
+  fuzz::require(result.end == fuzz::run_end::ended, "the setup program ends the run");
+  check_end(result, {0});
+}
+
+constexpr std::array steps = {
+    fuzz_smpd_status,    fuzz_smpd_and_credentials,  fuzz_version,
+    fuzz_intel_password, fuzz_platform_mpi_password, fuzz_cluster_settings,
+    fuzz_smpd_installer, fuzz_platform_mpi_installer};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  const auto sections = fuzz::sections_of(fuzz::text_of(data, size));
-  fuzz_smpd(sections);
-  fuzz_version(sections);
-  fuzz_passwords(sections);
+  auto text = fuzz::text_of(data, size);
+  const std::string first = fuzz::take_line(text);
+  std::string_view numbers = first;
+  const auto step = static_cast<unsigned>(fuzz::take_number(numbers)) % steps.size();
+  const auto sections = fuzz::sections_of(text);
   begin(sections);
-  check_end(fuzz::run([] { check_cluster_environment("head"); }), {});
-  fuzz_installers(sections);
+  steps.at(step)(sections);
   return 0;
 }

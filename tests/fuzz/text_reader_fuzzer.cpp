@@ -1,5 +1,5 @@
-// text_reader_fuzzer.cpp: any text, read from a file and from a tool. The first
-// line holds the longest line to read and how many bytes come with one read.
+// text_reader_fuzzer.cpp: any text, read from a file or from a tool. The first line
+// holds the longest line to read, how many bytes come with one read, and 1 for a tool.
 #include <algorithm>
 
 #include "core/command_runner.h"
@@ -61,7 +61,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   fuzz::begin_run();
   stand_in::give_up_after(1'000'000);  // each read from the tool is a wait
   stand_in::given_short_reads(static_cast<std::size_t>(bytes_read));
-  fuzz_file(std::string(text), static_cast<std::size_t>(limit));
-  fuzz_tool(std::string(text));
+  if (fuzz::take_number(numbers) == 1) {
+    fuzz_tool(std::string(text));
+  } else {
+    fuzz_file(std::string(text), static_cast<std::size_t>(limit));
+  }
   return 0;
 }

@@ -158,30 +158,40 @@ void pass_time(milliseconds time) {
   wait_until(request);
 }
 
-bool case_blind_less::operator()(const std::string &one, const std::string &other) const {
-  return small_letters(one) < small_letters(other);
+namespace {
+
+char small_letter(char letter) {
+  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+}  // namespace
+
+bool case_blind_less::operator()(std::string_view one, std::string_view other) const {
+  const std::size_t shorter = std::min(one.size(), other.size());
+  for (std::size_t index = 0; index < shorter; ++index) {
+    const auto letter = static_cast<unsigned char>(small_letter(one[index]));
+    const auto other_letter = static_cast<unsigned char>(small_letter(other[index]));
+    if (letter != other_letter) {
+      return letter < other_letter;
+    }
+  }
+  return one.size() < other.size();
 }
 
 std::string small_letters(std::string_view text) {
   std::string result(text);
-  for (char &letter : result) {
-    if (letter >= 'A' && letter <= 'Z') {
-      letter = static_cast<char>(letter - 'A' + 'a');
-    }
-  }
+  std::transform(result.begin(), result.end(), result.begin(), small_letter);
   return result;
 }
 
 std::string in_text_mode(std::string_view bytes) {
   std::string result;
-  for (std::size_t index = 0; index < bytes.size(); ++index) {
-    const bool is_line_end =
-        bytes[index] == '\r' && index + 1 < bytes.size() && bytes[index + 1] == '\n';
-    if (!is_line_end) {
-      result += bytes[index];
-    }
+  std::size_t start = 0;
+  for (std::size_t end; (end = bytes.find("\r\n", start)) != std::string_view::npos;
+       start = end + 1) {
+    result.append(bytes, start, end - start);
   }
-  return result;
+  return result.append(bytes, start);
 }
 
 // ---- Handles ------------------------------------------------------------------------------
@@ -440,7 +450,9 @@ std::string system_message(unsigned long error) {
 }
 
 std::optional<std::string> get_variable(const char *name) {
-  return stand_in::variable(name);
+  const auto &variables = the_world().variables;
+  const auto found = variables.find(std::string_view(name));
+  return found == variables.end() ? std::nullopt : std::optional(found->second);
 }
 
 unsigned long put_variable(const std::string &name_and_value) {

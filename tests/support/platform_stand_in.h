@@ -15,7 +15,7 @@
 //   EXPECT_EQ("\nError in execute command x\n", standard_error());
 //
 // Time is virtual: it passes only while the launcher waits, and then at once.
-// Threads are real, but only one runs at a time: a thread runs until it waits in
+// Threads are fibers, of which one runs at a time: a thread runs until it waits in
 // a platform call, and the next one whose wait is over goes on. Equal worlds
 // give equal runs.
 //

@@ -18,24 +18,6 @@ bool is_a_path(const std::string &path) {
   });
 }
 
-std::vector<std::string> split_path(const std::string &path) {
-  std::vector<std::string> parts;
-  std::size_t start = 0;
-  while (start <= path.size()) {
-    const std::size_t end = std::min(path.find('\\', start), path.size());
-    const std::string part = path.substr(start, end - start);
-    if (part == "..") {
-      if (!parts.empty()) {
-        parts.pop_back();
-      }
-    } else if (!part.empty() && part != ".") {
-      parts.push_back(part);
-    }
-    start = end + 1;
-  }
-  return parts;
-}
-
 bool is_drive(const std::string &path) {
   return path.size() >= 2 && path[1] == ':';
 }
@@ -134,13 +116,15 @@ std::size_t read_file(open_file &opened, char *buffer, std::size_t size) {
   return count;
 }
 
-std::size_t read_pipe(const std::shared_ptr<pipe> &of, char *buffer, std::size_t size) {
+// The pipe is kept while another thread may close its handle.
+std::size_t read_pipe(std::shared_ptr<pipe> of, char *buffer, std::size_t size) {
   wait request;
-  request.what = "reads from a pipe";
-  if (of->launcher_ends > 0) {
-    request.what += " whose write end the launcher itself holds open";
-  }
-  request.ready = [of] { return !of->data.empty() || of->launcher_ends + of->child_ends == 0; };
+  request.what = of->launcher_ends > 0
+                     ? "reads from a pipe whose write end the launcher itself holds open"
+                     : "reads a pipe";
+  request.ready = [of = of.get()] {
+    return !of->data.empty() || of->launcher_ends + of->child_ends == 0;
+  };
   request.in_a_read_or_write = true;
   wait_until(request);
   const std::size_t count = std::min(size, of->data.size());
@@ -213,8 +197,18 @@ std::string full_path(const std::string &path) {
   } else if (!is_drive(with_backslashes)) {
     with_backslashes.insert(0, current + "\\");
   }
-  for (const std::string &part : split_path(with_backslashes)) {
-    result += (result.empty() ? "" : "\\") + part;
+  const std::size_t root = result.size();
+  std::size_t start = 0;
+  while (start <= with_backslashes.size()) {
+    const std::size_t end = std::min(with_backslashes.find('\\', start), with_backslashes.size());
+    const auto part = std::string_view(with_backslashes).substr(start, end - start);
+    if (part == "..") {
+      const std::size_t parent = result.rfind('\\');
+      result.erase(std::max(parent == std::string::npos ? 0 : parent, root));
+    } else if (!part.empty() && part != ".") {
+      result.append(result.empty() ? "" : "\\").append(part);
+    }
+    start = end + 1;
   }
   return result;
 }

@@ -51,8 +51,8 @@ tool_answer interpreted(const std::string &command) {
   if (command.size() + interpreter_beginning.size() > longest_interpreter_line) {
     return tool_answer{}.then_prints_error("The command line is too long.\r\n").exits_with(1);
   }
-  const auto answer = find_answer(command);
-  return !answer || answer->start_error != 0 ? not_found(command) : *answer;
+  auto answer = find_answer(command);
+  return !answer || answer->start_error != 0 ? not_found(command) : std::move(*answer);
 }
 
 // What Windows makes of a command line.

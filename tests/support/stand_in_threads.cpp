@@ -1,7 +1,6 @@
 // stand_in_threads.cpp: virtual time and the turn that goes from thread to
 // thread, so that exactly one runs at a time and always in the same order.
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
 #include "support/stand_in_world.h"
@@ -12,8 +11,6 @@ namespace {
 
 // Ends a thread from outside: unwinds it out of its platform call.
 struct thread_killed {};
-
-std::mutex turn_lock;
 
 bool is_main(const task &one) {
   return &one == the_world().main_task.get();
@@ -94,29 +91,9 @@ task &next_task() {
   }
 }
 
-void run_task(task &one);
-
-// Gives the turn to another thread.
-void give_turn(task &next) {
-  the_world().running = &next;
-  if (!next.begun) {
-    next.begun = true;
-    next.worker = std::thread([&next] { run_task(next); });
-  } else {
-    next.turn.notify_one();
-  }
-}
-
-void give_turn_and_wait(task &me, task &next) {
-  std::unique_lock lock(turn_lock);
-  give_turn(next);
-  me.turn.wait(lock, [&me] { return the_world().running == &me; });
-}
+fiber &take_turn(task &next);
 
 void run_task(task &one) {
-  {
-    const std::unique_lock lock(turn_lock);  // the starter has given the turn away
-  }
   try {
     one.routine();
   } catch (const thread_killed &) {  // terminate_thread wants this
@@ -125,16 +102,20 @@ void run_task(task &one) {
   world &here = the_world();
   one.ended = true;
   task &next = here.killer != nullptr ? *std::exchange(here.killer, nullptr) : next_task();
-  const std::unique_lock lock(turn_lock);
-  give_turn(next);
+  one.own->end_with_turn_to(take_turn(next));
 }
 
-void join_ended_threads() {
-  for (const auto &one : the_world().tasks) {
-    if (one->ended && one->worker.joinable()) {
-      one->worker.join();
-    }
+// Lets another thread be the one that runs; gives back its fiber.
+fiber &take_turn(task &next) {
+  the_world().running = &next;
+  if (!next.begun) {
+    next.begun = true;
+    next.own = std::make_unique<fiber>([&next] { run_task(next); });
   }
+  return *next.own;
+}
+
+void forget_ended_threads() {
   std::erase_if(the_world().tasks, [](const auto &one) { return one->ended; });
 }
 
@@ -146,8 +127,7 @@ void kill(const std::shared_ptr<task> &one) {
   one->killed = true;
   if (one->begun) {
     here.killer = here.running;
-    give_turn_and_wait(*here.running, *one);
-    one->worker.join();
+    here.running->own->give_turn_to(take_turn(*one));
   }
   one->ended = true;
 }
@@ -179,6 +159,7 @@ void begin_threads() {
   here.main_task = std::make_shared<task>();
   here.main_task->id = 1;
   here.main_task->begun = true;
+  here.main_task->own = std::make_unique<fiber>();
   here.tasks = {here.main_task};
   here.running = here.main_task.get();
 }
@@ -190,7 +171,7 @@ void end_threads() {
       kill(one);
     }
   }
-  join_ended_threads();
+  forget_ended_threads();
 }
 
 void at_time(milliseconds time, std::function<void()> function) {
@@ -209,7 +190,7 @@ void run_due_events() {
 
 std::shared_ptr<task> new_task(std::function<void()> routine) {
   world &here = the_world();
-  join_ended_threads();
+  forget_ended_threads();
   auto one = std::make_shared<task>();
   one->id = 100 + static_cast<unsigned long>(++here.sequence);
   one->order = here.sequence;
@@ -234,7 +215,7 @@ void wait_until(wait &request) {
   me.waits = &request;
   task &next = next_task();
   if (&next != &me) {
-    give_turn_and_wait(me, next);
+    me.own->give_turn_to(take_turn(next));
   }
   me.waits = nullptr;
   if (me.killed) {

@@ -1,11 +1,10 @@
 // stand_in_world.h: what the parts of the stand-in share. Tests include
 // platform_stand_in.h instead.
 //
-// Everything in the world is touched only by the thread that holds the turn, so
-// nothing here needs a lock but the turn itself (stand_in_threads.cpp).
+// The launcher's threads are fibers here: only the one that has the turn runs, so
+// nothing here needs a lock.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -16,13 +15,13 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <unordered_map>
 #include <utility>
 #include <variant>
 #include <vector>
 
 #include "platform/platform.h"
+#include "support/fiber.h"
 #include "support/platform_stand_in.h"
 
 namespace stand_in {
@@ -103,10 +102,9 @@ struct wait {
 struct task {
   unsigned long id = 0;
   std::function<void()> routine;
-  std::thread worker;
-  std::condition_variable turn;
-  wait *waits = nullptr;    // null: it runs, or has not begun
-  std::uint64_t order = 0;  // of its start
+  std::unique_ptr<fiber> own;  // null: it has not begun
+  wait *waits = nullptr;       // null: it runs, or has not begun
+  std::uint64_t order = 0;     // of its start
   bool begun = false;
   bool ended = false;
   bool killed = false;
@@ -122,7 +120,8 @@ using handle_target =
 // ---- The world ----------------------------------------------------------------------------
 
 struct case_blind_less {
-  bool operator()(const std::string &one, const std::string &other) const;
+  using is_transparent = void;
+  bool operator()(std::string_view one, std::string_view other) const;
 };
 
 struct tool_rule {
