@@ -4,11 +4,26 @@
 namespace cases {
 
 std::vector<launch_family> all_families() {
-  return {discovery_family(),         mpi_choice_family(),   intel_mpi_family(),
-          intel_mpi_service_family(), mpich_family(),        mpich2_family(),
-          mpich2_home_family(),       msmpi_family(),        msmpi_task_family(),
-          msmpi_machines_family(),    platform_mpi_family(), platform_mpi_password_family(),
-          platform_mpi_task_family(), zprun_family(),        zprun_finding_family()};
+  return {discovery_family(),
+          mpi_choice_family(),
+          host_file_family(),
+          installer_family(),
+          intel_mpi_family(),
+          intel_mpi_service_family(),
+          intel_mpi_task_family(),
+          mpich_family(),
+          mpich2_family(),
+          mpich2_home_family(),
+          msmpi_family(),
+          msmpi_task_family(),
+          msmpi_machines_family(),
+          option_family(),
+          platform_mpi_family(),
+          platform_mpi_password_family(),
+          platform_mpi_task_family(),
+          solver_family(),
+          zprun_family(),
+          zprun_finding_family()};
 }
 
 }  // namespace cases

@@ -68,13 +68,11 @@ launch_case device(const std::string &name, const std::string &interconnect,
                   " -machinefile \"..\\hosts\"  -n 4  -genv I_MPI_DEVICE " + device + "{end}");
 }
 
-// A host file of this content for so many processes: whether the run is a local one.
-launch_case hosts(const std::string &name, const std::string &content, const std::string &processes,
-                  bool local, const std::vector<variable> &more = {}) {
+// A host file of this content for three processes: whether the run is a local one.
+launch_case hosts(const std::string &name, const std::string &content, bool local) {
   auto row = on_hosts(
-      name, {"--cnf=..\\these", "--np=" + processes},
-      " -machinefile \"..\\these\"  -n " + processes + (local ? " {local}" : " ") + "{end}");
-  row.variables.insert(row.variables.end(), more.begin(), more.end());
+      name, {"--cnf=..\\these", "--np=3"},
+      std::string(" -machinefile \"..\\these\"  -n 3 ") + (local ? "{local}" : "") + "{end}");
   row.files = {{"{world}\\these", content}};
   return row;
 }
@@ -180,13 +178,8 @@ launch_family intel_mpi_family() {
           device("IbAndABlank", "ib ", "ssm"),
           device("Myri", "myri", "ssm"),
           device("TheDefault", "", "ssm"),
-          hosts("RunsLocallyOnItsOwnHost", "alpha.example.org\n", "1", true),
-          hosts("RunsLocallyWithALineForEachProcess", "alpha\nALPHA\nalpha\n", "3", true),
-          hosts("DoesNotRunLocallyOnAnotherHost", "beta\n", "1", false),
-          hosts("DoesNotKnowItsOwnHostWithACountBehindABlank", "alpha 1\n", "1", false),
-          hosts("DoesNotRunLocallyWhenAnotherHostFollows", "alpha\nbeta\n", "2", false),
-          hosts("DoesNotRunLocallyWithoutTheComputersName", "alpha\n", "1", false,
-                {{"COMPUTERNAME", std::nullopt}}),
+          hosts("RunsLocallyWithALineForEachProcess", "alpha\nALPHA\nalpha\n", true),
+          hosts("DoesNotRunLocallyWhenAnotherHostFollows", "alpha\nbeta\nalpha\n", false),
       }};
 }
 
@@ -200,7 +193,42 @@ launch_case with_service() {
   return given;
 }
 
-const tool invalid = {"{mpi}\\intel\\bin\\mpiexec.exe -validate", "FAIL\n"};
+// The service answers so.
+launch_case runs(const std::string &name, const std::string &answer, const std::string &said) {
+  return {.name = "Runs" + name,
+          .tools = {{"{mpi}\\intel\\bin\\smpd.exe -status", answer}},
+          .then = {.output = "{asks}" + said}};
+}
+
+launch_case is_missing(const std::string &name, const std::string &answer) {
+  auto row = runs("", answer, " " + answer + "\nSuccessfully started the SMPD for INTEL MPI!\n");
+  row.name = "IsStarted" + name;
+  row.then.starts = {"{intel}\\bin\\smpd.exe -d 0",
+                     "{mpiexec} -machinefile \"..\\hosts\"  -n 4 {end}"};
+  return row;
+}
+
+// The tool that checks the password answers so.
+launch_case valid(const std::string &name, const std::string &answer) {
+  return {.name = "TakesForValid" + name,
+          .tools = {{"{mpi}\\intel\\bin\\mpiexec.exe -validate", answer}},
+          .then = {.output = "{runs}"}};
+}
+
+launch_case invalid(const std::string &name, const std::string &answer) {
+  return {.name = "TakesForInvalid" + name,
+          .tools = {{.command = "{mpi}\\intel\\bin\\mpiexec.exe -validate",
+                     .prints = answer,
+                     .times = 1}},
+          .then = {.asks = {"{status}", "{validate}", "{register}", "{validate}"},
+                   .output = "{runs}\nUser password encrypted into the Registry.\n"}};
+}
+
+launch_case checked(const std::string &name, const std::string &setting) {
+  return {.name = "IsAskedFor" + name,
+          .variables = {{"ZEPHON_CRED_CHECK", setting}},
+          .then = {.output = "{runs}"}};
+}
 
 }  // namespace
 
@@ -229,12 +257,28 @@ launch_family intel_mpi_service_family() {
            .tools = {{.command = "{mpi}\\intel\\bin\\smpd.exe", .status = 3},
                      {.command = "{mpi}\\intel\\bin\\mpiexec.exe -validate", .status = 4}},
            .then = {.output = "{asks}"}},
-          {.name = "IsStartedWhenItIsMissing",
-           .tools = {{"{mpi}\\intel\\bin\\smpd.exe -status", "no smpd running on ALPHA\n"}},
-           .then = {.starts = {"{intel}\\bin\\smpd.exe -d 0",
-                               "{mpiexec} -machinefile \"..\\hosts\"  -n 4 {end}"},
-                    .output = "{asks} no smpd running on ALPHA\n"
-                              "\nSuccessfully started the SMPD for INTEL MPI!\n"}},
+          is_missing("WhenItIsMissing", "no smpd running on ALPHA\n"),
+          is_missing("ForSevenCharacters", "no smpd"),
+          runs("WithoutTheSeventhCharacter", "no smp\n", " no smp\n"),
+          runs("ForThemInTheMiddle", "there is no smpd\n", " there is no smpd\n"),
+          runs("ForCapitals", "No smpd running\n", " No smpd running\n"),
+          runs("ForThemInTheSecondLine", "one\nno smpd running\n", " one\n"),
+          runs("AndShowsAtMost1023Characters", std::string(3'000, 'x') + "\n",
+               " " + std::string(1'023, 'x')),
+          runs("AndShowsEveryByteAsItIs", "100% %s \xFF\n", " 100% %s \xFF\n"),
+          {.name = "IsTraced",
+           .variables = {{"ZEPHON_STARTUP_DEBUG", "1"}},
+           .tools = invalid("", "FAIL\n").tools,
+           .then = {.asks = {"{status}", "{validate}", "{register}", "{validate}"},
+                    .output = "{asks}\ncmd = {status} (..\\src\\mpirun:4151) smpd running on "
+                              "ALPHA\n\ncmd = {validate} (..\\src\\mpirun:4151)"
+                              "\ncmd = {validate} (..\\src\\mpirun:4151)"
+                              "\nUser password encrypted into the Registry.\n"
+                              "\nbuf = {mpiexec} -machinefile \"..\\hosts\"  -n 4 {prod piece} "
+                              "-genv I_MPI_PIN enable  (..\\src\\mpirun:3167)"}},
+          checked("AnEmptySetting", ""),
+          checked("AShorterSetting", "n"),
+          checked("ALongerSetting", "no "),
           {.name = "IsQuotedBeforeTheProgramInAFolderWithABlank",
            .variables = {{"ZEPHON_INC", "..\\my inc"}},
            .tools =
@@ -253,7 +297,9 @@ launch_family intel_mpi_service_family() {
            .tools = {{.command = "{mpi}\\intel\\bin\\mpiexec.exe -validate",
                       .prints = "FAIL\n",
                       .times = 1},
-                     {"{mpi}\\intel\\bin\\mpiexec.exe -register", "password: "}},
+                     {.command = "{mpi}\\intel\\bin\\mpiexec.exe -register",
+                      .prints = "password: ",
+                      .status = 1}},
            .then = {.asks = {"{status}", "{validate}", "{register}", "{validate}"},
                     .output = "{runs}password: \nUser password encrypted into the Registry.\n"}},
           {.name = "AsksForThePasswordAgain",
@@ -264,6 +310,25 @@ launch_family intel_mpi_service_family() {
                              "{validate}"},
                     .output = "{runs}\nUser password encrypted into the Registry.\n",
                     .boxes = {{"{question}", yes}}}},
+          valid("Silence", ""),
+          valid("LessThanFail", "FAI\n"),
+          valid("FailInTheMiddle", "It did FAIL\n"),
+          valid("LessThanUnable", "unabl\n"),
+          valid("UnableInTheMiddle", "was Unable\n"),
+          valid("FailureWithACapital", "logon Failure\n"),
+          valid("WhateverStandsInTheSecondLine", "\nFAIL\n"),
+          invalid("FailInTheFirstLine", "FAIL\nSUCCESS\n"),
+          invalid("FailInSmallLetters", "fail: no credentials\n"),
+          invalid("UnableInCapitals", "UNABLE"),
+          invalid("FailureInTheMiddle", "logon failure: unknown user\n"),
+          {.name = "TakesTheThirdPassword",
+           .tools = {{.command = "{mpi}\\intel\\bin\\mpiexec.exe -validate",
+                      .prints = "FAIL\n",
+                      .times = 3}},
+           .then = {.asks = {"{status}", "{validate}", "{register}", "{validate}", "{register}",
+                             "{validate}", "{register}", "{validate}"},
+                    .output = "{runs}\nUser password encrypted into the Registry.\n",
+                    .boxes = {{"{question}", yes}, {"{question}", yes}}}},
           {.name = "EndsTheLaunchWhenTheUserSaysNo",
            .tools = {{"{mpi}\\intel\\bin\\mpiexec.exe -validate", "logon failure\n"}},
            .then = {.asks = {"{status}", "{validate}", "{register}", "{validate}"},
@@ -271,7 +336,7 @@ launch_family intel_mpi_service_family() {
                     .output = "{runs}",
                     .boxes = {{"{question}", no}}}},
           {.name = "EndsTheLaunchAfterThreeTimes",
-           .tools = {invalid},
+           .tools = {{"{mpi}\\intel\\bin\\mpiexec.exe -validate", "FAIL\n"}},
            .then = {.asks = {"{status}", "{validate}", "{register}", "{validate}", "{register}",
                              "{validate}", "{register}", "{validate}"},
                     .starts = none,
@@ -279,6 +344,96 @@ launch_family intel_mpi_service_family() {
                         "{runs}\nUser password has been inputed 3 times, but still wrong!\n\n",
                     .boxes = {{"{question}", yes}, {"{question}", yes}},
                     .status = 4}},
+      }};
+}
+
+namespace {
+
+// A job that is finished when it is looked at.
+launch_case for_the_scheduler() {
+  auto given = of_release();
+  given.variables.insert(given.variables.end(),
+                         {{"USE_CCP", "head"}, {"USERNAME", "jdoe"}, {"ZEPHON_CRED_CHECK", "no"}});
+  given.tools.insert(given.tools.end(), {{"job.exe view", "State : Finished\n"}, {"job.exe"}});
+  return given;
+}
+
+// The task is added to job 17, which is watched.
+launch_case in_job_17(const std::string &name, const std::string &head, const std::string &unit,
+                      const std::vector<variable> &variables = {}) {
+  launch_case row = {.name = name, .variables = {{"CCP_JOB_ID", "17"}, {"USE_CCP", head}}};
+  row.variables.insert(row.variables.end(), variables.begin(), variables.end());
+  row.then = {
+      .asks = texts(6, "job view 17 /scheduler:" + head),
+      .starts = {"job add 17 /scheduler:" + head + " /name:\"ORBEX ZEPHON\" /exclusive:false /" +
+                 unit + ":4{output files}{mpiexec}{hosts of job}{end}"},
+      .output = "Job 17 is Finished.\n"};
+  return row;
+}
+
+}  // namespace
+
+launch_family intel_mpi_task_family() {
+  auto all_words = words;
+  all_words.insert(
+      all_words.end(),
+      {{"submit", R"(job submit /scheduler:head /jobname:"ORBEX ZEPHON" /exclusive:false)"},
+       {"output files", " /stdout:ZP%CCP_TASKCONTEXT%.jdoe.o /stderr:ZP%CCP_TASKCONTEXT%.jdoe.e "},
+       {"hosts of job", " -hosts %CCP_NODES%  -n 4 "}});
+  return {
+      .name = "IntelMpiTask",
+      .words = all_words,
+      .given = for_the_scheduler(),
+      .rows = {
+          {.name = "IsAJobOfItsOwn",
+           .then =
+               {.starts = {"{submit} /numprocessors:4{output files}{mpiexec}{hosts of job}{end}"}}},
+          {.name = "HasEveryPieceInItsOrder",
+           .variables = {{"ZEPHON_CRED_CHECK", std::nullopt},
+                         {"ZP_CCP_UNIT", "node"},
+                         {"STD_DIR", "\\\\server\\share"},
+                         {"ZP_CCP_JOB_TEMPLATE", "big"},
+                         {"ZP_CCP_NODE_GROUP", "fast"},
+                         {"CCP_USER_FLAGS", "/priority:High"}},
+           .tools = {{"cmd.exe /c job submit"}},
+           .arguments = {"--ic=infiniband"},
+           .then = {.asks = {R"(cmd.exe /c job submit /scheduler:head /jobname:"ORBEX ZEPHON )"
+                             R"(Credential Check"  /jobtemplate:big  /nodegroup:fast  )"
+                             R"(/priority:High  cmd.exe /C ver)"},
+                    .starts = {R"({submit} /numnodes:4 /workdir:"\\server\share"{output files} )"
+                               R"(/jobtemplate:big  /nodegroup:fast  /priority:High {mpiexec})"
+                               R"({hosts of job} -genv I_MPI_DEVICE rdssm{end})"},
+                    .output = "\n***\n*** User defined: CCP_USER_FLAGS=/priority:High\n***\n"
+                              "\n***\n*** User defined: CCP_USER_FLAGS=/priority:High\n***\n"}},
+          in_job_17("IsAddedToAnExistingJobWithoutItsOptions", "head", "numcores",
+                    {{"ZP_CCP_UNIT", "core"},
+                     {"ZP_CCP_JOB_TEMPLATE", "big"},
+                     {"ZP_CCP_NODE_GROUP", "fast"}}),
+          in_job_17("IsAddedToItsJobInsideAJob", "-1", "numprocessors"),
+          {.name = "TakesAJobThatIsNoNumberForJobZero",
+           .variables = {{"CCP_JOB_ID", "seventeen"}},
+           .then = {.starts = {R"(job add 0 /scheduler:head /name:"ORBEX ZEPHON" /exclusive:false )"
+                               R"(/numprocessors:4{output files}{mpiexec}{hosts of job}{end})"}}},
+          {.name = "TakesAHostFileThatDoesNotOpenForNone",
+           .arguments = {"--cnf=..\\none"},
+           .then =
+               {.starts = {"{submit} /numprocessors:4{output files}{mpiexec}{hosts of job}{end}"}}},
+          {.name = "StandsRightBehindTheCountWithAHostFile",
+           .arguments = {"--cnf=..\\hosts"},
+           .then = {.starts = {"{submit} /numprocessors:4{mpiexec} -n 4 {end}"}}},
+          {.name = "StandsAloneInAnExistingJobWithAHostFile",
+           .variables = {{"CCP_JOB_ID", "17"}},
+           .arguments = {"--cnf=..\\hosts"},
+           .then = {.starts = {"{mpiexec} -n 4 {end}"}}},
+          {.name = "StandsBehindTheOptionsOfAJobInAnExistingJobWithAHostFile",
+           .variables = {{"CCP_JOB_ID", "17"},
+                         {"ZP_CCP_JOB_TEMPLATE", "big"},
+                         {"RSH_USER", "jdoe"}},
+           .arguments = {"--cnf=..\\hosts"},
+           .then = {.starts = none,
+                    .output = "Unable to execute (null) /jobtemplate:big {mpiexec} -n 4 {end}\n"
+                              "{error 2}\n\n",
+                    .status = 255}},
       }};
 }
 

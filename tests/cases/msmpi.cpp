@@ -74,6 +74,12 @@ launch_family msmpi_family() {
           {.name = "StartsSoManyProcessesOnThisMachine",
            .variables = {{"MPICH_NETMASK", "10.0.0.0/8"},   // only on several machines
                          {"CCP_JOBTEMPLATE", "Default"}}},  // needs CCP_HOME beside it
+          {.name = "IsAlsoCalledVmpi",
+           .files = {{"{wrappers}\\vmpi\\mpi_wrapper.dll"}},
+           .arguments = {"--mpi=vmpi"},
+           .then = {.starts = {"{ms} -np 4  -env PATH "
+                               "\"..\\inc\\ntbin\\win64;..\\prod\\netweave\\mpi_wrapper\\win64\\"
+                               "vmpi\" {end}"}}},
           {.name = "HasEveryPieceInItsOrder",
            .variables = {{"ZEPHON_WORK_SIZE", "8"},
                          {"ZEPHON_WORK_UNIT", "2"},

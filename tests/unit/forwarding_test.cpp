@@ -3,113 +3,69 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <string>
+
 #include "support/fresh_launch.h"
 
 using namespace stand_in;
 
 namespace {
 
-std::string work_size(const std::string &mpi_name, const char *size, const char *unit = "") {
+std::string work_size(const std::string &mpi_name) {
   state.mpi_name = mpi_name;
-  given_variable("ZEPHON_WORK_SIZE", size);
-  given_variable("ZEPHON_WORK_UNIT", unit);
   command_line line{"x", {}};
   append_work_size(line);
   return line.text;
 }
 
-std::string solver_variables(const std::string &option, const std::string &separator) {
+std::string solver_variables(const char *value) {
+  for (const char *name : {"QMX_ROOT", "QMX_ARCH", "ZEPHON_PROD_DIR"}) {
+    given_variable(name, value);
+  }
   command_line line{"x", {}};
-  append_solver_variables(line, option, separator);
+  append_solver_variables(line, " -e ", "=");
   return line.text;
 }
 
-}  // namespace
-
-TEST(ForwardedValue, StandsInDoubleQuotes) {
+TEST(ForwardedValue, StandsInDoubleQuotesAndInSingleOnesInsideThemWithABlank) {
   EXPECT_EQ(R"("C:\mpi")", forwarded_value("C:\\mpi"));
   EXPECT_EQ(R"("")", forwarded_value(""));
   EXPECT_EQ("\"a\tb\"", forwarded_value("a\tb"));
-}
-
-TEST(ForwardedValue, StandsInSingleQuotesInsideThemWithABlank) {
   EXPECT_EQ(R"("'C:\my mpi'")", forwarded_value("C:\\my mpi"));
   EXPECT_EQ(R"("' '")", forwarded_value(" "));
 }
 
-TEST(WorkSize, IsForwardedInTheFormOfMpiexec) {
-  EXPECT_EQ("x -env ZEPHON_WORK_SIZE 4 ", work_size("mpich2", "4"));
-  EXPECT_EQ("x -env ZEPHON_WORK_SIZE 4 ", work_size("msmpi", "4"));
-  EXPECT_EQ("x -env ZEPHON_WORK_SIZE 4 ", work_size("IBMMPI", "4"));
-}
-
-TEST(WorkSize, IsForwardedInTheFormOfPlatformMpi) {
-  EXPECT_EQ("x -e ZEPHON_WORK_SIZE=4 ", work_size("ibmmpi", "4"));
-}
-
-TEST(WorkSize, GoesBeforeTheUnit) {
-  EXPECT_EQ("x -env ZEPHON_WORK_SIZE 4  -env ZEPHON_WORK_UNIT 2.5 ",
-            work_size("mpich2", "4", "2.5"));
-  EXPECT_EQ("x -e ZEPHON_WORK_SIZE=4  -e ZEPHON_WORK_UNIT=2.5 ", work_size("ibmmpi", "4", "2.5"));
-}
-
-TEST(WorkSize, MayBeMissingBesideAUnit) {
-  EXPECT_EQ("x -e ZEPHON_WORK_UNIT=2.5 ", work_size("ibmmpi", "", "2.5"));
-}
-
-TEST(WorkSize, IsForwardedAsItIsWritten) {
-  EXPECT_EQ("x -env ZEPHON_WORK_SIZE 1e3 ", work_size("mpich2", "1e3"));
-  EXPECT_EQ("x -env ZEPHON_WORK_SIZE  +04.50 MB ", work_size("mpich2", " +04.50 MB"));
-}
-
-TEST(WorkSize, IsLeftOutWhenItIsNotPositive) {
-  EXPECT_EQ("x", work_size("mpich2", "0", "0.0"));
-  EXPECT_EQ("x", work_size("mpich2", "-1", "-0.5"));
-}
-
-TEST(WorkSize, IsLeftOutWhenItIsNoNumber) {
-  for (const char *text : {"abc", "nan", "inf", "infinity", "+inf", "0x10", ".", "e5", "-", ""}) {
-    EXPECT_EQ("x", work_size("mpich2", text)) << text;
+TEST(WorkSize, IsForwardedInTheFormOfTheMpi) {
+  EXPECT_EQ("x", work_size("mpich2"));
+  given_variable("ZEPHON_WORK_UNIT", "2.5");
+  EXPECT_EQ("x -e ZEPHON_WORK_UNIT=2.5 ", work_size("ibmmpi"));
+  given_variable("ZEPHON_WORK_SIZE", "4");
+  EXPECT_EQ("x -e ZEPHON_WORK_SIZE=4  -e ZEPHON_WORK_UNIT=2.5 ", work_size("ibmmpi"));
+  for (const char *name : {"mpich2", "msmpi", "IBMMPI"}) {
+    EXPECT_EQ("x -env ZEPHON_WORK_SIZE 4  -env ZEPHON_WORK_UNIT 2.5 ", work_size(name));
   }
 }
 
-TEST(WorkSize, MayBeTheSmallestNumberInSinglePrecision) {
-  EXPECT_EQ("x -env ZEPHON_WORK_SIZE 0.5 ", work_size("mpich2", "0.5"));
-  EXPECT_EQ("x -env ZEPHON_WORK_SIZE 1e-44 ", work_size("mpich2", "1e-44"));
-  EXPECT_EQ("x", work_size("mpich2", "1e-46"));
+TEST(WorkSize, IsForwardedAsItIsWrittenWhenItIsAPositiveNumber) {
+  for (const char *text : {"0.5", "1e3", "1e-44", " +04.50 MB"}) {
+    given_variable("ZEPHON_WORK_SIZE", text);
+    EXPECT_EQ(std::string("x -env ZEPHON_WORK_SIZE ") + text + " ", work_size("mpich2"));
+  }
+  for (const char *text : {"0", "0.0", "-1", "-0.5", "1e-46", "abc", "nan", "inf", "infinity",
+                           "+inf", "0x10", ".", "e5", "-", ""}) {
+    given_variable("ZEPHON_WORK_SIZE", text);
+    EXPECT_EQ("x", work_size("mpich2")) << text;
+  }
 }
 
-TEST(WorkSize, IsLeftOutWhenItIsNotSet) {
+TEST(SolverVariables, AreForwardedInTheirOrderAlsoWhenTheyAreEmpty) {
   command_line line{"x", {}};
-  append_work_size(line);
+  append_solver_variables(line, " -e ", "=");
   EXPECT_EQ("x", line.text);
+  EXPECT_EQ(R"(x -e QMX_ROOT="" -e QMX_ARCH="" -e ZEPHON_PROD_DIR="")", solver_variables(""));
+  EXPECT_EQ(R"(x -e QMX_ROOT="'a b'" -e QMX_ARCH="a b" -e ZEPHON_PROD_DIR="'a b'")",
+            solver_variables("a b"));
 }
 
-TEST(SolverVariables, AreForwardedInTheirOrder) {
-  given_variable("QMX_ROOT", "C:\\qmx");
-  given_variable("QMX_ARCH", "win64");
-  given_variable("ZEPHON_PROD_DIR", "C:\\prod");
-  EXPECT_EQ(R"(x -e QMX_ROOT="C:\qmx" -e QMX_ARCH="win64" -e ZEPHON_PROD_DIR="C:\prod")",
-            solver_variables(" -e ", "="));
-}
-
-TEST(SolverVariables, GetSingleQuotesForABlankButForTheArchitecture) {
-  given_variable("QMX_ROOT", "C:\\my qmx");
-  given_variable("QMX_ARCH", "win 64");
-  given_variable("ZEPHON_PROD_DIR", "C:\\my prod");
-  EXPECT_EQ(
-      R"(x -genv QMX_ROOT "'C:\my qmx'" -genv QMX_ARCH "win 64" -genv ZEPHON_PROD_DIR "'C:\my prod'")",
-      solver_variables(" -genv ", " "));
-}
-
-TEST(SolverVariables, AreForwardedEvenWhenTheyAreEmpty) {
-  given_variable("QMX_ROOT", "");
-  given_variable("QMX_ARCH", "");
-  given_variable("ZEPHON_PROD_DIR", "");
-  EXPECT_EQ(R"(x -e QMX_ROOT="" -e QMX_ARCH="" -e ZEPHON_PROD_DIR="")",
-            solver_variables(" -e ", "="));
-}
-
-TEST(SolverVariables, AreLeftOutWhenTheyAreNotSet) {
-  EXPECT_EQ("x", solver_variables(" -e ", "="));
-}
+}  // namespace

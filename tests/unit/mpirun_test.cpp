@@ -1,4 +1,5 @@
-// Tests of the run sequence: from the entry to the exit status.
+// Tests of the run sequence beside the rows of tests/cases: the entries, and the order of the
+// phases.
 #include "launch/mpirun.h"
 
 #include <gtest/gtest.h>
@@ -38,22 +39,17 @@ std::optional<int> run_from_window(const texts &arguments) {
   });
 }
 
-// What the start script sets for the solver, and a release that holds it.
-void given_start_script() {
-  given_installation("mpich");
-  given_file("C:\\zephon\\zephon12.0.16\\netweave\\mpi_wrapper\\win64\\net\\mpi_wrapper.dll");
-  given_variable("STDOUT_FLUSH", "1");
-}
-
-void given_mpich_run() {
-  given_start_script();
-  given_variable("MPI_HOME", "C:\\mpich");
-  given_file("C:\\hosts.txt", "alpha\nbeta\n");
+std::optional<int> run_from_console(const texts &arguments) {
+  return status_of_exit([&] {
+    char **vector = given_arguments(arguments);
+    EXPECT_EQ(0, start_from_console(state.arg_count, vector));
+  });
 }
 
 // ---- The window entry ---------------------------------------------------------------------
 
 TEST(WindowEntry, PrintsTheUsageWithoutAnArgument) {
+  add_message("of before");
   EXPECT_EQ(1, run_from_window({}));
   EXPECT_EQ(usage_text, standard_output());
   EXPECT_EQ("", standard_error());
@@ -66,81 +62,12 @@ TEST(WindowEntry, PrintsTheUsageWithoutAProgramName) {
   EXPECT_EQ("Usage:  [version] [options]\n", standard_output().substr(0, 28));
 }
 
-TEST(WindowEntry, RunsAllPhasesInTheirOrder) {
-  given_mpich_run();
-  given_tool_with("mpirun.exe", prints("solving\n"));
-  EXPECT_EQ(0, run_from_window({"--mpi=mpich", "--np=2", "--cnf=C:\\hosts.txt", "-wait", "3d"}));
-  EXPECT_EQ((texts{"C:\\mpich\\bin\\mpirun.exe -machinefile C:\\hosts.txt -np 2  -env "
-                   "PATH=C:\\zephon\\zephon12.0.16\\netweave\\mpi_wrapper\\win64\\mpich  3d"}),
-            commands());
-  EXPECT_EQ("solving\n", standard_output());
-  EXPECT_EQ(0U, open_handles_at_exit());
-}
-
-TEST(WindowEntry, RunsAllPhasesWithOneArgument) {
-  given_start_script();
-  given_tool(" 3d");
-  given_tool_for([](const std::string &command) { return command == "3d"; });
-  EXPECT_EQ(0, run_from_window({"3d", "--mpi=net"}));
-  EXPECT_EQ((texts{"3d"}), commands());
-}
-
-TEST(WindowEntry, EndsWithZeroWhenTheSolverFails) {
-  given_start_script();
-  given_tool("3d", exits_with(0xC0000005UL));
-  EXPECT_EQ(0, run_from_window({"--mpi=net", "-wait", "3d"}));
-  EXPECT_EQ((texts{"3d"}), commands());
-}
-
-TEST(WindowEntry, ShowsTheMessagesOnceAtTheEnd) {
-  given_start_script();
-  given_variable("MESHING_MODE", "1");
-  given_variable("PARA_MESH_NPROCS", "4");
+TEST(WindowEntry, LeavesNoHandleOpen) {
+  given_installation("mpich");
   given_tool("3d");
-  EXPECT_EQ(0, run_from_window({"--mpi=net", "--np=2", "3d"}));
-  ASSERT_EQ(1U, message_boxes().size());
-  EXPECT_EQ("zephon", message_boxes()[0].caption);
-  EXPECT_EQ(
-      "\nWarning: Total solver processes count need to be greater or equal to meshing processes "
-      "count, so resetting the count to 4\n",
-      message_boxes()[0].text);
-}
-
-TEST(WindowEntry, PrintsTheMessagesThroughARemoteShell) {
-  given_start_script();
-  given_variable("RSH_USER", "jdoe");
-  EXPECT_EQ(255, run_from_window({"--mpi=net", "3d"}));
-  EXPECT_TRUE(message_boxes().empty());
-  EXPECT_EQ("Unable to execute (null) 3d\nThe system cannot find the file specified.\r\n\n\n",
-            standard_output().substr(standard_output().find("Unable")));
-}
-
-class QuietOption : public testing::TestWithParam<const char *> {};
-
-TEST_P(QuietOption, PrintsTheMessagesInsteadOfShowingThem) {
-  given_start_script();
-  EXPECT_EQ(255, run_from_window({"--mpi=net", GetParam(), "3d"}));
-  EXPECT_TRUE(message_boxes().empty());
-  EXPECT_NE(std::string::npos, standard_output().find("Unable to execute (null)"));
-}
-
-INSTANTIATE_TEST_SUITE_P(WindowEntry, QuietOption, testing::Values("--node", "--host", "--cx"));
-
-TEST(WindowEntry, ShowsTheMessagesOfAPhaseThatEndsTheProgram) {
-  EXPECT_EQ(2, run_from_window({"--mpi=intel"}));
-  EXPECT_EQ("Error: communicator \"intel\" is not available on this machine.\n", standard_error());
-  fresh_launch();
-  given_no_listing("C:\\zephon");
-  given_variable("ZEPHON_INC", "C:\\zephon");
-  EXPECT_EQ(254, run_from_window({"--install_smpd"}));
-  ASSERT_EQ(1U, message_boxes().size());
-  EXPECT_EQ("Cannot read directory:C:\\zephon\n", message_boxes()[0].text);
-}
-
-TEST(WindowEntry, ForgetsMessagesFromBefore) {
-  add_message("old");
-  EXPECT_EQ(1, run_from_window({}));
-  EXPECT_TRUE(message_boxes().empty());
+  EXPECT_EQ(0, run_from_window({"--mpi=net", "-wait", "3d"}));
+  EXPECT_EQ(texts{"3d"}, commands());
+  EXPECT_EQ(0U, open_handles_at_exit());
 }
 
 TEST(WindowEntry, StoresWhatItWasGiven) {
@@ -176,7 +103,6 @@ INSTANTIATE_TEST_SUITE_P(WindowEntry, WindowsVersion,
                                          version_and_class{0x80000000UL, 2}));
 
 TEST(WindowEntry, GivesTheCollectedEnvironmentToTheChildOnWin32s) {
-  given_start_script();
   given_windows_version(0x80000A03UL);
   given_tool("3d");
   EXPECT_EQ(0, run_from_window({"--mpi=net", "--debugmpi", "3d"}));
@@ -195,60 +121,33 @@ TEST(WindowEntry, CreatesASchedulerJobBeforeItLooksForTheInstallation) {
   EXPECT_EQ("Error: communicator \"intel\" is not available on this machine.\n", standard_error());
 }
 
-TEST(WindowEntry, TakesTenThousandArguments) {
-  given_start_script();
-  given_tool_with("", exits_with(0));
-  texts arguments = {"--mpi=net"};
-  arguments.resize(10'001, "a");
-  EXPECT_EQ(0, run_from_window(arguments));
-  EXPECT_EQ(19'999U, commands().at(0).size());
-}
-
 TEST(WindowEntry, ReportsACommandLineThatWindowsRefuses) {
-  given_start_script();
   given_tool_with("", exits_with(0));
   EXPECT_EQ(255, run_from_window({"--mpi=net", std::string(32'767, 'x')}));
   ASSERT_EQ(1U, message_boxes().size());
-  EXPECT_EQ("Unable to execute (null) " + std::string(), message_boxes()[0].text.substr(0, 25));
   EXPECT_NE(std::string::npos,
             message_boxes()[0].text.find("The filename or extension is too long."));
 }
 
 // ---- The console entry --------------------------------------------------------------------
 
-TEST(ConsoleEntry, PrintsTheUsageWithoutAnArgument) {
-  EXPECT_EQ(1, status_of_exit([] {
-              char **vector = given_arguments({});
-              (void)start_from_console(1, vector);
-            }));
+TEST(ConsoleEntry, PrintsTheUsageAndDoesNotClassifyWindows) {
+  given_windows_version(0x80000000UL);
+  EXPECT_EQ(1, run_from_console({}));
   EXPECT_EQ(usage_text, standard_output());
+  EXPECT_EQ(0, state.windows_version_class);
 }
 
 TEST(ConsoleEntry, ComesBackWithZero) {
-  given_start_script();
   given_tool("3d", exits_with(9));
-  char **vector = given_arguments({"--mpi=net", "-wait", "3d"});
-  EXPECT_EQ(0, start_from_console(4, vector));
-  EXPECT_EQ((texts{"3d"}), commands());
+  EXPECT_EQ(std::nullopt, run_from_console({"--mpi=net", "-wait", "3d"}));
+  EXPECT_EQ(texts{"3d"}, commands());
 }
 
 TEST(ConsoleEntry, ShowsNoMessagesAtTheEnd) {
-  given_start_script();
-  EXPECT_EQ(255, status_of_exit([] {
-              char **vector = given_arguments({"--mpi=net", "3d"});
-              (void)start_from_console(3, vector);
-            }));
+  EXPECT_EQ(255, run_from_console({"--mpi=net", "3d"}));
   EXPECT_TRUE(message_boxes().empty());
   EXPECT_NE("", state.message_buffer);
-}
-
-TEST(ConsoleEntry, DoesNotClassifyWindows) {
-  given_windows_version(0x80000000UL);
-  EXPECT_EQ(1, status_of_exit([] {
-              char **vector = given_arguments({});
-              (void)start_from_console(1, vector);
-            }));
-  EXPECT_EQ(0, state.windows_version_class);
 }
 
 }  // namespace

@@ -14,8 +14,6 @@ using namespace stand_in;
 
 namespace {
 
-using texts = std::vector<std::string>;
-
 std::string built_command() {
   EXPECT_EQ(1, msmpi_backend());
   return state.launch_command.text;
@@ -30,28 +28,9 @@ class MsmpiCommand : public testing::Test {
     state.num_procs = 4;
     given_variable("MSMPI_HOME", "C:\\msmpi");
   }
-
-  static void given_head_node(const std::string &head) {
-    given_variable("USE_CCP", head);
-    given_variable("ZEPHON_CRED_CHECK", "no");
-    given_tool("cluscfg listenvs /scheduler:" + head);
-  }
-
-  // In a job that the scheduler started.
-  static void given_allocation(const std::string &nodes) {
-    given_variable("USE_CCP", "-1");
-    given_variable("CCP_NODES", nodes);
-  }
 };
 
 // ---- Inside a job -------------------------------------------------------------------------
-
-TEST_F(MsmpiCommand, AddsNoTaskInsideAJob) {
-  given_allocation("1 alpha 8");
-  given_variable("CCP_JOB_ID", "42");
-  (void)built_command();
-  EXPECT_EQ(0, state.scheduler_job_id);
-}
 
 TEST_F(MsmpiCommand, IsInsideAJobOnlyWithTheNodesOfOne) {
   given_variable("USE_CCP", "-1");
@@ -76,14 +55,6 @@ TEST(InsideScheduledJob, IsMinusOneAndTheNodesOfAJob) {
 }
 
 // ---- Handed to the scheduler --------------------------------------------------------------
-
-TEST_F(MsmpiCommand, NamesANegativeJobAsItStands) {
-  given_head_node("head");
-  given_variable("CCP_JOB_ID", "-1");
-  EXPECT_TRUE(built_command().starts_with(
-      "job add -1 /scheduler:head /name:\"ORBEX ZEPHON\" /exclusive:false /numprocessors:4 "));
-  EXPECT_EQ(-1, state.scheduler_job_id);
-}
 
 TEST_F(MsmpiCommand, IsBuiltWithoutAnyTool) {
   given_variable("USE_CCP", "head");
@@ -189,44 +160,33 @@ TEST(ClusterSettings, MayBeUnknown) {
 
 // ---- The node list ------------------------------------------------------------------------
 
+struct node_list {
+  const char *nodes;
+  int processes;
+  const char *reduced;
+};
+
 TEST(NodeList, IsCutDownToOneProcessOnEachOfTheFirstNodes) {
-  EXPECT_EQ("2 alpha 1 beta 1 ", reduce_node_list("3 alpha 8 beta 8 gamma 8", 2));
-  EXPECT_EQ("1 alpha 1 ", reduce_node_list("3 alpha 8 beta 8 gamma 8", 1));
-}
-
-TEST(NodeList, IsCutDownAlsoWithAsManyNodesAsProcesses) {
-  EXPECT_EQ("3 alpha 1 beta 1 gamma 1 ", reduce_node_list("3 alpha 8 beta 8 gamma 8", 3));
-}
-
-TEST(NodeList, IsUnchangedWithFewerNodesThanProcesses) {
-  EXPECT_EQ("3 alpha 8 beta 8 gamma 8", reduce_node_list("3 alpha 8 beta 8 gamma 8", 4));
-  EXPECT_EQ("1  alpha  4 ", reduce_node_list("1  alpha  4 ", 2));
-}
-
-TEST(NodeList, IsUnchangedWithoutACount) {
-  EXPECT_EQ("Overflow", reduce_node_list("Overflow", 2));
-  EXPECT_EQ("alpha 8 beta 8", reduce_node_list("alpha 8 beta 8", 1));
-  EXPECT_EQ("-3 a 1", reduce_node_list("-3 a 1", 1));
-}
-
-TEST(NodeList, IsEmptyWhenItIsEmpty) {
-  for (const int processes : {4, 1, 0, -1}) {
-    EXPECT_EQ("", reduce_node_list("", processes));
+  const node_list lists[] = {
+      {"3 alpha 8 beta 8 gamma 8", 1, "1 alpha 1 "},
+      {"3 alpha 8 beta 8 gamma 8", 2, "2 alpha 1 beta 1 "},
+      {"3 alpha 8 beta 8 gamma 8", 3, "3 alpha 1 beta 1 gamma 1 "},
+      {"3 alpha 8 beta 8 gamma 8", 4, "3 alpha 8 beta 8 gamma 8"},  // fewer than processes
+      {"1  alpha  4 ", 2, "1  alpha  4 "},
+      {"Overflow", 2, "Overflow"},
+      {"alpha 8 beta 8", 1, "alpha 8 beta 8"},
+      {"-3 a 1", 1, "-3 a 1"},
+      {"", 4, ""},
+      {"", -1, ""},
+      {"2 alpha 8 beta 8", 0, "0 "},
+      {"2 alpha 8 beta 8", -1, "-1 "},
+      {"9 alpha 8 beta", 3, "3 alpha 1 beta 1 "},  // fewer than it says
+      {"9", 3, "3 "},
+      {"  3   alpha 8  beta  8 gamma 8", 2, "2 alpha 1 beta 1 "},
+  };
+  for (const auto &[nodes, processes, reduced] : lists) {
+    EXPECT_EQ(reduced, reduce_node_list(nodes, processes));
   }
-}
-
-TEST(NodeList, NamesNoNodeWithoutProcesses) {
-  EXPECT_EQ("0 ", reduce_node_list("2 alpha 8 beta 8", 0));
-  EXPECT_EQ("-1 ", reduce_node_list("2 alpha 8 beta 8", -1));
-}
-
-TEST(NodeList, MayHoldFewerNodesThanItSays) {
-  EXPECT_EQ("3 alpha 1 beta 1 ", reduce_node_list("9 alpha 8 beta", 3));
-  EXPECT_EQ("3 ", reduce_node_list("9", 3));
-}
-
-TEST(NodeList, SkipsBlanksBetweenItsWords) {
-  EXPECT_EQ("2 alpha 1 beta 1 ", reduce_node_list("  3   alpha 8  beta  8 gamma 8", 2));
 }
 
 TEST(NodeList, HasRoomForManyNodes) {

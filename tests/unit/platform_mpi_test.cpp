@@ -1,4 +1,5 @@
-// Tests of the back-end of Platform MPI beside the rows of tests/cases.
+// Tests of the back-end of Platform MPI beside the rows of tests/cases: its paths in network
+// form, and what its tools do late or not at all.
 #include "backends/platform_mpi.h"
 
 #include <gtest/gtest.h>
@@ -16,8 +17,7 @@ using texts = std::vector<std::string>;
 
 const std::string check_password = "C:\\mpi\\bin\\mpirun.exe -pwcheck";
 const std::string cache_password = "C:\\mpi\\bin\\mpirun.exe -cache cmd.exe /c ver";
-const std::string valid = "Cached password is valid\r\n";
-const std::string invalid = "No password\r\n";
+const std::string job_new = R"(job new /scheduler:head /jobname:"ORBEX ZEPHON" /numprocessors:4 )";
 
 void given_release() {
   state.zephon_inc = "C:\\inc";
@@ -52,21 +52,13 @@ bool has(const std::string &text, const std::string &piece) {
   return text.find(piece) != std::string::npos;
 }
 
-// The job that `job new` gives for a run; its command is looked at in commands().
-int new_job(const std::string &answer) {
-  given_tool_with(" new ", prints(answer));
-  return platform_mpi_job_new();
-}
-
-// The password step on C:\mpi, where the checks answer so in turn.
-std::optional<int> status_of_password_step(const texts &answers) {
+// The password step on C:\mpi, where the check says that it is invalid.
+std::optional<int> status_of_password_step() {
   given_variable("CACHE_PASSWORD", "1");
   given_file("C:\\mpi\\bin\\mpirun.exe");
-  for (const std::string &answer : answers) {
-    given_tool(check_password, prints(answer));
-  }
+  given_tool(check_password, prints("No password\r\n"));
   given_tool(cache_password);
-  return status_of_exit([] { EXPECT_EQ(1, ensure_platform_mpi_password("C:\\mpi", "-cache")); });
+  return status_of_exit([] { (void)ensure_platform_mpi_password("C:\\mpi", "-cache"); });
 }
 
 std::string relativized(std::string path) {
@@ -76,7 +68,34 @@ std::string relativized(std::string path) {
 
 }  // namespace
 
-// ---- The root -----------------------------------------------------------------------------
+// ---- Paths --------------------------------------------------------------------------------
+
+TEST(InstallPath, BeginsWithADotBelowTheInstallation) {
+  EXPECT_EQ("C:\\inc\\bin", relativized("C:\\inc\\bin"));  // there is no root yet
+  given_release();
+  EXPECT_EQ(".\\bin;C:\\other", relativized("C:\\inc\\bin;C:\\other"));
+  EXPECT_EQ(".", relativized("C:\\inc"));
+  for (const char *other : {"C:\\INC\\bin", "C:\\in", "D:\\C:\\inc", ""}) {
+    EXPECT_EQ(other, relativized(other));
+  }
+}
+
+TEST(InstallPath, IsComparedWithTheNetworkFormOfTheInstallation) {
+  given_release();
+  given_network_drive("C:", "\\\\server\\c");
+  EXPECT_EQ(".\\bin", relativized("\\\\server\\c\\inc\\bin"));
+  EXPECT_EQ("C:\\inc\\bin", relativized("C:\\inc\\bin"));
+  EXPECT_EQ("\\\\server\\c\\inc", state.zephon_inc_unc);
+  EXPECT_EQ("C:\\inc", state.zephon_inc);
+  EXPECT_TRUE(command().ends_with(R"( -e MPI_WORKDIR="\\server\c\inc")"));
+}
+
+TEST(PlatformMpiCommand, RelativizesTheProductsFolder) {
+  given_release();
+  state.prod_verdir = "C:\\inc\\prod";
+  (void)command();
+  EXPECT_EQ(".\\prod", state.prod_verdir);
+}
 
 TEST(PlatformMpiRoot, IsTheUsersOwnForAnyOtherHeadNode) {
   for (const char *head : {"head", "-10", "-1 ", "-"}) {
@@ -87,53 +106,6 @@ TEST(PlatformMpiRoot, IsTheUsersOwnForAnyOtherHeadNode) {
     given_variable("IBMMPI_ROOT", "C:\\pmpi");
     EXPECT_TRUE(has(command(), R"("C:\pmpi\bin\mpirun.exe" -prot)")) << head;
   }
-}
-
-// ---- Paths below the installation ---------------------------------------------------------
-
-TEST(InstallPath, BeginsWithADotBelowTheInstallation) {
-  given_release();
-  EXPECT_EQ(".\\bin;C:\\other", relativized("C:\\inc\\bin;C:\\other"));
-  EXPECT_EQ(".", relativized("C:\\inc"));
-}
-
-TEST(InstallPath, IsComparedByteForByte) {
-  given_release();
-  EXPECT_EQ("C:\\INC\\bin", relativized("C:\\INC\\bin"));
-  EXPECT_EQ("C:\\in", relativized("C:\\in"));
-  EXPECT_EQ("D:\\C:\\inc", relativized("D:\\C:\\inc"));
-}
-
-TEST(InstallPath, IsComparedWithTheNetworkFormOfTheInstallation) {
-  given_release();
-  given_network_drive("C:", "\\\\server\\c");
-  EXPECT_EQ(".\\bin", relativized("\\\\server\\c\\inc\\bin"));
-  EXPECT_EQ("C:\\inc\\bin", relativized("C:\\inc\\bin"));
-  EXPECT_EQ("\\\\server\\c\\inc", state.zephon_inc_unc);
-  EXPECT_EQ("C:\\inc", state.zephon_inc);
-}
-
-TEST(InstallPath, IsLeftAloneWhenItIsEmpty) {
-  EXPECT_EQ("", relativized(""));
-}
-
-TEST(InstallPath, IsLeftAloneWithoutARoot) {
-  EXPECT_EQ("C:\\inc\\bin", relativized("C:\\inc\\bin"));
-}
-
-TEST(PlatformMpiCommand, RelativizesTheProductsFolder) {
-  given_release();
-  state.prod_verdir = "C:\\inc\\prod";
-  (void)command();
-  EXPECT_EQ(".\\prod", state.prod_verdir);
-}
-
-// ---- Programs -----------------------------------------------------------------------------
-
-TEST(PlatformMpiCommand, GivesTheWorkingDirectoryInItsNetworkForm) {
-  given_release();
-  given_network_drive("C:", "\\\\server\\c");
-  EXPECT_TRUE(command().ends_with(R"( -e MPI_WORKDIR="\\server\c\inc")"));
 }
 
 // ---- Placement ----------------------------------------------------------------------------
@@ -156,18 +128,13 @@ TEST(PlatformMpiPlacement, DoesNotReadTheHostFileForATask) {
 
 // ---- The job ------------------------------------------------------------------------------
 
-TEST(PlatformMpiJob, IsNotCreatedWithoutAnMpiRun) {
+TEST(PlatformMpiJob, IsNotCreatedWithoutAnMpiRunOrAScheduler) {
   given_scheduler();
-  given_no_variable("ZEPHON_CRED_CHECK");
   state.mpi_selected = false;
-  EXPECT_EQ(-1, new_job("Created job, ID: 23\r\n"));
-  EXPECT_EQ(texts{}, commands());
-}
-
-TEST(PlatformMpiJob, IsNotCreatedWithoutAScheduler) {
-  given_scheduler();
+  EXPECT_EQ(-1, platform_mpi_job_new());
+  state.mpi_selected = true;
   given_no_variable("USE_CCP");
-  EXPECT_EQ(-1, new_job("Created job, ID: 23\r\n"));
+  EXPECT_EQ(-1, platform_mpi_job_new());
   EXPECT_EQ(texts{}, commands());
 }
 
@@ -181,64 +148,30 @@ TEST(PlatformMpiJob, IsNoneWhenTheToolCannotBeRun) {
   given_scheduler();
   given_no_pipes();
   EXPECT_EQ(-1, platform_mpi_job_new());
-  EXPECT_EQ(
-      "\nerror : cmd = job new /scheduler:head /jobname:\"ORBEX ZEPHON\" /numprocessors:4 \n"
-      "\nError in execute command job new /scheduler:head /jobname:\"ORBEX ZEPHON\" "
-      "/numprocessors:4 \n",
-      both_streams());
+  EXPECT_EQ("\nerror : cmd = " + job_new + "\n\nError in execute command " + job_new + "\n",
+            both_streams());
 }
 
 TEST(PlatformMpiJob, GetsWhatStoodInTheSharedTextWhenThereAreNoHosts) {
   given_scheduler();
   given_variable("ZEPHON_HOSTS_FILE", "C:\\hosts");
   given_file("C:\\hosts", "\nalpha\n");
+  given_tool_with(" new ");
   state.std_dir = "C:\\left over";
-  (void)new_job("");
-  EXPECT_EQ(
-      texts{R"(job new /scheduler:head /jobname:"ORBEX ZEPHON" /numprocessors:4 C:\left over)"},
-      commands());
-}
-
-TEST(PlatformMpiJob, GathersTheMessagesOfTheHostList) {
-  given_scheduler();
-  given_variable("ZEPHON_HOSTS_FILE", "C:\\hosts");
-  given_file("C:\\hosts", "alpha\nbeta");
-  (void)new_job("");
-  EXPECT_EQ("\nERROR in get_line: file is null!\n\nERROR in get_line: file is null!\n",
-            state.message_buffer);
+  EXPECT_EQ(-1, platform_mpi_job_new());
+  EXPECT_EQ(texts{job_new + "C:\\left over"}, commands());
 }
 
 // ---- The password -------------------------------------------------------------------------
 
-TEST(PlatformMpiPassword, IsAskedForInTheConsoleWithoutAQuestion) {
-  EXPECT_EQ(std::nullopt, status_of_password_step({invalid, valid}));
+TEST(PlatformMpiPassword, IsAskedForInTheConsoleAndNotForLongerThanAnHour) {
+  given_box_without_answer();
+  EXPECT_EQ(0, status_of_password_step());
   EXPECT_EQ((texts{check_password, cache_password, check_password}), commands());
   EXPECT_EQ(start_way::process, started_commands()[0].way);
   EXPECT_EQ(start_way::in_console, started_commands()[1].way);
-  EXPECT_EQ("C:\\mpi\\bin\\mpirun.exe -cache cmd.exe /c ver", started_commands()[1].command_line);
-  EXPECT_TRUE(message_boxes().empty());
-  EXPECT_EQ("", both_streams());
-}
-
-TEST(PlatformMpiPassword, IsAskedForAgainWhenTheUserAgrees) {
-  given_box_answer(pressed_yes);
-  EXPECT_EQ(std::nullopt, status_of_password_step({invalid, invalid, valid}));
-  EXPECT_EQ((texts{check_password, cache_password, check_password, cache_password, check_password}),
-            commands());
-  ASSERT_EQ(1U, message_boxes().size());
-  EXPECT_EQ("Zephon", message_boxes()[0].caption);
-  EXPECT_EQ(
-      "The password is invalid for Platform MPI to launch jobs.\n"
-      "Do you want to input your password now?",
-      message_boxes()[0].text);
-  EXPECT_EQ(0x40004U, message_boxes()[0].style);
-  EXPECT_EQ("", both_streams());
-}
-
-TEST(PlatformMpiPassword, TakesNoAnswerWithinAnHourForANo) {
-  given_box_without_answer();
-  EXPECT_EQ(0, status_of_password_step({invalid}));
-  EXPECT_EQ(3'600'000U, message_boxes().at(0).ended_at);
+  EXPECT_EQ(0x40004U, message_boxes().at(0).style);
+  EXPECT_EQ(3'600'000U, message_boxes().at(0).ended_at - message_boxes().at(0).shown_at);
   EXPECT_EQ("\nUser chooses to skip password input, so launching stops!\n\n", both_streams());
 }
 
@@ -246,30 +179,21 @@ TEST(PlatformMpiPassword, IsNotCachedWhenTheToolCannotBeRun) {
   given_no_pipes();
   EXPECT_EQ(0, platform_mpi_password_is_cached("C:\\mpi"));
   EXPECT_EQ(
-      "\nerror : cmd = C:\\mpi\\bin\\mpirun.exe -pwcheck\n"
-      "\nError in execute command C:\\mpi\\bin\\mpirun.exe -pwcheck\n",
+      "\nerror : cmd = " + check_password + "\n\nError in execute command " + check_password + "\n",
       both_streams());
 }
 
 TEST(PlatformMpiPassword, WaitsForALateAnswer) {
-  given_tool(check_password, prints(valid, 90'000));
+  given_tool(check_password, prints("Cached password is valid\r\n", 90'000));
   EXPECT_EQ(1, platform_mpi_password_is_cached("C:\\mpi"));
 }
 
-TEST(PlatformMpiPassword, IsCachedWithTheGivenSwitch) {
+TEST(PlatformMpiPassword, IsCachedByAProgramThatIsThere) {
+  EXPECT_EQ(0, platform_mpi_cache_password("C:\\mpi", "-other"));
+  given_file("C:\\my mpi\\bin\\mpirun.exe");
+  EXPECT_EQ(0, platform_mpi_cache_password("C:\\my mpi", "-other"));  // looked for in quotes
+  EXPECT_EQ(0U, times_opened("C:\\my mpi\\bin\\mpirun.exe"));
   given_file("C:\\mpi\\bin\\mpirun.exe");
   EXPECT_EQ(1, platform_mpi_cache_password("C:\\mpi", "-other"));
   EXPECT_EQ(texts{"C:\\mpi\\bin\\mpirun.exe -other cmd.exe /c ver"}, commands());
-}
-
-TEST(PlatformMpiPassword, IsNotCachedWithoutTheProgram) {
-  EXPECT_EQ(0, platform_mpi_cache_password("C:\\mpi", "-cache"));
-  EXPECT_EQ(texts{}, commands());
-}
-
-TEST(PlatformMpiPassword, LooksForARootWithABlankInQuotes) {
-  given_file("C:\\my mpi\\bin\\mpirun.exe");
-  EXPECT_EQ(0, platform_mpi_cache_password("C:\\my mpi", "-cache"));
-  EXPECT_EQ(texts{}, commands());
-  EXPECT_EQ(0U, times_opened("C:\\my mpi\\bin\\mpirun.exe"));
 }

@@ -11,63 +11,43 @@ using namespace stand_in;
 
 namespace {
 
-TEST(EchoUserDefined, ShowsTheVariableBetweenStars) {
-  given_variable("ZEPHON_CRED_CHECK", "no");
-  echo_user_defined("ZEPHON_CRED_CHECK");
-  EXPECT_EQ("\n***\n*** User defined: ZEPHON_CRED_CHECK=no\n***\n", standard_output());
-}
+struct echoed_note {
+  const char *note;
+  const char *shown;
+};
 
-TEST(EchoUserDefined, ShowsANoteBehindIt) {
-  given_variable("A", "1");
-  echo_user_defined("A", "Skipping!");
-  EXPECT_EQ("\n***\n*** User defined: A=1\n*** Skipping!\n***\n", standard_output());
-}
-
-TEST(EchoUserDefined, AddsNoNewlineToANoteThatHasOne) {
-  given_variable("A", "1");
-  echo_user_defined("A", "used!\n");
-  EXPECT_EQ("\n***\n*** User defined: A=1\n*** used!\n***\n", standard_output());
-}
-
-TEST(EchoUserDefined, TakesANewlineAnywhereInTheNoteForItsEnd) {
-  given_variable("A", "1");
-  echo_user_defined("A", "one\ntwo ");
-  EXPECT_EQ("\n***\n*** User defined: A=1\n*** one\ntwo ***\n", standard_output());
-}
-
-TEST(EchoUserDefined, ShowsAnEmptyValue) {
-  given_variable("A", "");
-  echo_user_defined("A");
-  EXPECT_EQ("\n***\n*** User defined: A=\n***\n", standard_output());
-}
-
-TEST(EchoUserDefined, TakesNoValueForAFormat) {
-  given_variable("A", "%s%n");
-  echo_user_defined("A", "%d");
-  EXPECT_EQ("\n***\n*** User defined: A=%s%n\n*** %d\n***\n", standard_output());
-}
-
-TEST(EchoUserDefined, SaysNothingWhenTheVariableIsNotSet) {
-  echo_user_defined("A", "note");
-  EXPECT_EQ("", both_streams());
+TEST(EchoUserDefined, ShowsTheVariableAndANoteBetweenStars) {
+  const echoed_note notes[] = {
+      {"", ""},
+      {"Skipping!", "*** Skipping!\n"},
+      {"used!\n", "*** used!\n"},      // it has a newline of its own
+      {"one\ntwo ", "*** one\ntwo "},  // anywhere
+      {"%d", "*** %d\n"},
+  };
+  echo_user_defined("A", "is not set");
+  std::string expected;
+  for (const auto &[note, shown] : notes) {
+    given_variable("A", "%s%n");
+    echo_user_defined("A", note);
+    given_variable("A", "");
+    echo_user_defined("A", note);
+    expected += std::string("\n***\n*** User defined: A=%s%n\n") + shown + "***\n";
+    expected += std::string("\n***\n*** User defined: A=\n") + shown + "***\n";
+  }
+  EXPECT_EQ(expected, standard_output());
 }
 
 TEST(UserFlags, AreShownAndAppendedBetweenBlanks) {
-  given_variable("CCP_USER_FLAGS", "/priority:High");
   command_line line{"job new", {}};
-  append_user_flags(line, "CCP_USER_FLAGS");
-  EXPECT_EQ("job new /priority:High ", line.text);
-  EXPECT_EQ("\n***\n*** User defined: CCP_USER_FLAGS=/priority:High\n***\n", standard_output());
-}
-
-TEST(UserFlags, AppendNothingWhenNotSet) {
-  command_line line{"job new", {}};
-  append_user_flags(line, "CCP_USER_FLAGS");
+  append_user_flags(line, "FLAGS");
   EXPECT_EQ("job new", line.text);
-  EXPECT_EQ("", both_streams());
+  given_variable("FLAGS", "/priority:High");
+  append_user_flags(line, "FLAGS");
+  EXPECT_EQ("job new /priority:High ", line.text);
+  EXPECT_EQ("\n***\n*** User defined: FLAGS=/priority:High\n***\n", standard_output());
 }
 
-TEST(UserFlags, ContainNothingWhenNotSet) {
+TEST(UserFlags, ContainAPieceLetterByLetter) {
   EXPECT_FALSE(user_flags_contain("FLAGS", ""));
   given_variable("FLAGS", "-hosts 2 a b");
   EXPECT_TRUE(user_flags_contain("FLAGS", "-hosts "));
@@ -76,7 +56,7 @@ TEST(UserFlags, ContainNothingWhenNotSet) {
 
 TEST(CredentialChecks, AreOffForTheOneWordInAnyLetters) {
   EXPECT_FALSE(credential_checks_are_off());
-  for (const char *value : {"no", "NO", "No"}) {
+  for (const char *value : {"no", "NO", "No", "nO"}) {
     given_variable("ZEPHON_CRED_CHECK", value);
     EXPECT_TRUE(credential_checks_are_off()) << value;
   }

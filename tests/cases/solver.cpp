@@ -1,0 +1,114 @@
+// solver.cpp: the start of the solver: what it is given, what is said when it cannot be
+// started, and what comes after it.
+#include "cases/families.h"
+
+namespace cases {
+
+namespace {
+
+// A run that asks for no MPI.
+launch_case without_mpi() {
+  return {.files = {{"{prod}\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll"}},
+          .tools = {{"{solver}"}, {"job.exe"}},
+          .then = {.starts = {"{\"solver\"}"}}};
+}
+
+// A program that Windows does not start, and what is said of it in the output.
+launch_case refused(const std::string &name, const texts &arguments,
+                    const std::vector<variable> &variables = {{"RSH_USER", "jdoe"}}) {
+  launch_case row = {.name = name, .variables = variables, .arguments = {"no_such_program"}};
+  row.arguments.insert(row.arguments.end(), arguments.begin(), arguments.end());
+  row.then = {.starts = none, .status = 255};
+  row.then.output = "Unable to execute (null) no_such_program\n{error 2}\n\n";
+  return row;
+}
+
+// The command that lets a job go, when the job is not for an MPI.
+launch_case job_exit(const std::string &name, const texts &arguments, const texts &asks) {
+  return {.name = name,
+          .variables = {{"CANCEL_CCP_JOB_EXIT1", "job modify 5"}, {"ZEPHON_PROD", "lumis"}},
+          .arguments = arguments,
+          .then = {.asks = asks}};
+}
+
+}  // namespace
+
+launch_family solver_family() {
+  return {
+      .name = "Solver",
+      .given = without_mpi(),
+      .rows = {
+          {.name = "WritesToTheLaunchersOutput",
+           .variables = {{"SOLVER_LICENSE", "27000@server"}},
+           .tools = {{"{solver}", "residual 1e-3\n", "a warning\n"}},
+           .arguments = {"{solver}"},
+           .then = {.output = "residual 1e-3\n",
+                    .errors = "a warning\n",
+                    .variables = {{"SOLVER_LICENSE", "27000@server"}, {"ZEPHON_ARCH", "win64"}}}},
+          {.name = "MayFailWithoutChangingTheStatus",
+           .variables = {{"ZEPHON_PROD", "lumis"}},
+           .tools = {{.command = "{solver}", .status = 9}},
+           .arguments = {"{solver}", "-wait"}},
+          {.name = "IsStartedHereForAHostFileWithAHeadNode",
+           .variables = {{"USE_CCP", "head"}, {"ZEPHON_HOSTS_FILE", "hosts"}},
+           .arguments = {"{solver}"}},
+          {.name = "IsLoggedWhenTheUserWantsThat",
+           .variables = {{"ZEPHON_RUN_DEBUG", "..\\log"}},
+           .files = {{"{world}\\log", "before\r\n"}},
+           .arguments = {"{solver}", "3d"},
+           .then = {.starts = {"{\"solver\"} 3d"},
+                    .files = {{"{world}\\log", "before\n\n{\"solver\"} 3d\n"}}}},
+          {.name = "IsNotTimedInAFolder",
+           .files = {{"{world}\\folder\\"}},
+           .arguments = {"{solver}", "--o", "..\\folder"}},
+
+          // One that cannot be started.
+          {.name = "ThatIsRefusedIsShownInABox",
+           .arguments = {"no_such_program", "a.jou", "--o", "..\\times"},
+           .then = {.starts = none,
+                    .boxes = {{.text = "Unable to execute (null) no_such_program a.jou\n"
+                                       "{error 2}\n",
+                               .caption = "zephon"}},
+                    .status = 255}},
+          refused("ThatIsRefusedIsPrintedInARemoteShell", {}),
+          refused("ThatIsRefusedIsPrintedForANode", {"--node"}, {}),
+          refused("ThatIsRefusedIsPrintedForAHost", {"--host"}, {}),
+          refused("ThatIsRefusedIsPrintedForCx", {"--cx"}, {}),
+          {.name = "ThatIsRefusedIsNeverReadAsAFormat",
+           .variables = {{"RSH_USER", "jdoe"}},
+           .arguments = {"no_such_program", "%s%n%d"},
+           .then = {.starts = none,
+                    .output = "Unable to execute (null) no_such_program %s%n%d\n{error 2}\n\n",
+                    .status = 255}},
+          {.name = "MayNotBeEmpty",
+           .variables = {{"RSH_USER", "jdoe"}},
+           .arguments = {"--debugmpi"},
+           .then = {.starts = none,
+                    .output = "Unable to execute (null) \n{error 87}\n\n",
+                    .status = 255},
+           .only_scripted = "Wine has another error for it than Windows"},
+          {.name = "MayNotBeAText",
+           .variables = {{"RSH_USER", "jdoe"}},
+           .files = {{"{world}\\text.exe", "this is no program"}},
+           .arguments = {"..\\text.exe"},
+           .then = {.starts = none,
+                    .output = "Unable to execute (null) ..\\text.exe\n{error 193}\n\n",
+                    .status = 255},
+           .only_real = "every file of the scripted door may be a program"},
+
+          // The command that lets the job go.
+          job_exit("IsFollowedByTheJobExitCommand", {"{solver}"}, {"job modify 5"}),
+          job_exit("IsFollowedByTheJobExitCommandWithAnInterconnect",
+                   {"{solver}", "--ic=ib", "--ic="}, {"job modify 5"}),
+          job_exit("IsNotFollowedByItForAProcessCount", {"{solver}", "--np=1"}, {}),
+          job_exit("IsNotFollowedByItForAnMpi", {"{solver}", "--mpi=net"}, {}),
+          {.name = "ThatIsRefusedIsNotFollowedByTheJobExitCommand",
+           .variables = {{"CANCEL_CCP_JOB_EXIT1", "job modify 5"}, {"RSH_USER", "jdoe"}},
+           .arguments = {"no_such_program"},
+           .then = {.starts = none,
+                    .output = "Unable to execute (null) no_such_program\n{error 2}\n\n",
+                    .status = 255}},
+      }};
+}
+
+}  // namespace cases
