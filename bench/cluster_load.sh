@@ -5,10 +5,6 @@
 #
 # CLUSTER_CORES=16 makes the nodes larger, for more launchers: then 32 run at a time.
 #
-# The launchers have a console each, as one has that is started from a prompt: without
-# it Wine starts a console host for each of their commands. They come from as many
-# machines as this one has processors: Wine prefixes, each bound to one of them.
-#
 # Checks that every job ran exactly once, that none was lost and that none holds
 # nodes, and tells how long it took beside the same jobs given to Slurm bare. Ends
 # with 0 when all of that holds.
@@ -20,76 +16,20 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/wine.sh"
 # shellcheck source=scripts/cluster.sh
 . "$root/scripts/cluster.sh"
+# shellcheck source=bench/launchers.sh
+. "$root/bench/launchers.sh"
 
 count=${1:-64}
-build=${BENCH_BUILD:-$root/build/mingw}
 place=$root/build/bench/cluster
-share=$place/share
-
-machine_prefix=()
-machine_display=()
 
 end_of_load() {
   stop_cluster
   wine_stop
 }
 
-# Wine's processes talk to their server all the time: on one processor that costs half.
-start_machines() {
-  local number started
-  for ((number = 0; number < $(nproc); ++number)); do
-    started=${#wine_helpers[@]}
-    wine_start
-    for helper in "${wine_helpers[@]:started}"; do
-      taskset -cp "$number" "$helper" >/dev/null
-    done
-    machine_prefix+=("$WINEPREFIX")
-    machine_display+=("$DISPLAY")
-  done
-}
-
-# A release with an MPI that says one line, and the share that the jobs work on.
-lay_out() {
-  rm -rf "$place"
-  mkdir -p "$place"/{bin,ms,release/netweave/mpi_wrapper/win64/msmpi,outputs} "$share"
-  cp "$build/mpirun_console.exe" "$build"/tests/tools/head_node/{job,cluscfg,run_task}.exe "$place/bin"
-  cp "$build/tests/tools/scripted_tool/scripted_tool.exe" "$place/ms/mpiexec.exe"
-  printf 'out converged\\n\n' >"$place/ms/mpiexec.script"
-  : >"$place/release/netweave/mpi_wrapper/win64/msmpi/mpi_wrapper.dll"
-  local prefix
-  for prefix in "${machine_prefix[@]}"; do
-    ln -sfn "$place" "$prefix/dosdevices/l:"
-    mkdir -p "$prefix/dosdevices/unc/fileserver"
-    ln -sfn "$share" "$prefix/dosdevices/unc/fileserver/load"
-  done
-}
-
-set_environment() {
-  export ZEPHON_INC='L:\inc' ZEPHON_PROD_DIR='L:\release' ZEPHON_ARCH=win64 ZEPHON_PROD=zephon
-  export STDOUT_FLUSH=1 RSH_USER=load CCP_HOME='L:\ccp' ZEPHON_CRED_CHECK=no
-  export STD_DIR='\\fileserver\load' WINEPATH='L:\bin'
-  # shellcheck disable=SC2016  # expanded when a task starts
-  printf 'PATH=L:\\ms;%%PATH%%\n' >"$HEAD_NODE_DIR/cluster_environment"
-}
-
-seconds_since() {
-  awk -v from="$1" -v to="$EPOCHREALTIME" 'BEGIN { printf "%.1f", to - from }'
-}
-
 launch_all() {
-  local number machine started=()
-  for ((number = 1; number <= count; ++number)); do
-    machine=$((number % ${#machine_prefix[@]}))
-    (
-      export WINEPREFIX=${machine_prefix[machine]} DISPLAY=${machine_display[machine]}
-      cd "$share" && taskset -c "$machine" "${wine_personality[@]}" "$wine_loader" \
-        "$place/bin/mpirun_console.exe" --mpi=msmpi --np=4 --ccp HEADNODE --jobid=-1 solver.exe \
-        </dev/null >"$place/outputs/$number" 2>&1
-      echo $? >"$place/outputs/$number.status"
-    ) &
-    started+=("$!")
-  done
-  wait "${started[@]}"
+  start_launchers "$place" "$count"
+  wait "${launchers[@]}"
 }
 
 # The same jobs without the launcher: an allocation, and one program under Wine in it.
@@ -133,8 +73,9 @@ trap end_of_load EXIT
 trap 'exit 130' INT TERM HUP
 start_machines
 start_cluster || give_up "the cluster does not start"
-lay_out
-set_environment
+lay_out "$place"
+# shellcheck disable=SC2016  # expanded when a task starts
+printf 'PATH=L:\\ms;%%PATH%%\n' >"$HEAD_NODE_DIR/cluster_environment"
 
 echo "$count launchers at once on eight nodes, $((8 * cluster_cores / 4)) jobs at a time"
 began=$EPOCHREALTIME

@@ -11,7 +11,9 @@ import re
 import subprocess
 import sys
 
-START_UP_TARGET = 1.05
+AGAINST_BARE = {"start-up": ("start-up against a bare start", 1.05),
+                "rehearsal": ("a rehearsal against a bare start", 1.50),
+                "zprun beside mpirun": ("start-up of zprun against that of mpirun", 1.05)}
 RELAY_TARGET = 1.10
 GROWTH_TARGET = 1.2
 SIZE_TARGET = 400_000
@@ -57,8 +59,8 @@ def growth_of(rows):
 def judge(figures):
     """(what, measured, target, whether it is met) for each target."""
     results = []
-    for row in rows_of(figures, "start-up"):
-        results.append(("start-up against a bare start", row[3] / row[4], START_UP_TARGET))
+    for name, (what, target) in AGAINST_BARE.items():
+        results += [(what, row[3] / row[4], target) for row in rows_of(figures, name)]
     relayed = rows_of(figures, "relayed lines")
     if relayed:
         results.append(("relay of %s lines against a bare loop" % f"{relayed[-1][1]:,}",

@@ -3,8 +3,8 @@
 # that does the same work, and prints one table.
 #
 #   bench/run.sh              all figures
-#   bench/run.sh NAME...      only these: start-up, relay, hosts, arguments, releases,
-#                             at-once, in-process
+#   bench/run.sh NAME...      only these: start-up, rehearsal, zprun, relay, hosts,
+#                             arguments, releases, at-once, in-process
 #   bench/run.sh --save       all figures, and puts them into docs/performance.md
 #
 # Run it on a machine that does nothing else. It ends with 1 when a target is missed.
@@ -28,7 +28,7 @@ if [ -z "${BENCH_BUILD-}" ]; then
 fi
 
 wanted=("$@")
-[ ${#wanted[@]} -gt 0 ] || wanted=(start-up hosts arguments releases in-process relay at-once)
+[ ${#wanted[@]} -gt 0 ] || wanted=(start-up rehearsal zprun hosts arguments releases in-process relay at-once)
 figures=$root/build/bench/figures.csv
 mkdir -p "$root/build/bench"
 
@@ -63,7 +63,7 @@ measure_on() {
 # to another takes up to twice as long, and chance would decide. What runs side by
 # side gets all processors.
 {
-  (measure_on 0 start-up hosts arguments releases in-process) &&
+  (measure_on 0 start-up rehearsal zprun hosts arguments releases in-process) &&
     (measure_on "0-$(($(nproc) - 1))" relay at-once)
 } | tr -d '\r' >"$figures" || exit 1
 python3 "$root/bench/report.py" "$figures" "$build/mpirun.exe" "${report_options[@]}"

@@ -34,6 +34,10 @@ std::string launcher() {
   return variable_or("BENCH_LAUNCHER", own_folder() + "\\..\\..\\mpirun.exe");
 }
 
+std::string front_program() {
+  return own_folder() + "\\..\\..\\zprun.exe";
+}
+
 std::string bare_program(const std::string &name) {
   return own_folder() + "\\" + name + ".exe";
 }

@@ -10,6 +10,7 @@ namespace bench {
 
 // Where the programs of this build are.
 std::string launcher();                             // mpirun.exe
+std::string front_program();                        // zprun.exe
 std::string bare_program(const std::string &name);  // beside this program
 
 // The world's folder, made at the first use and removed at the end.

@@ -64,6 +64,34 @@ void start_up() {
   print_row("start-up", 1, "ms", median(times.launcher), median(times.baseline));
 }
 
+void rehearsal() {
+  auto environment = start_script_variables();
+  environment["ZEPHON_REHEARSAL"] = "1";
+  const command ours = {quoted(launcher()) + " --mpi=net " + bare_program("no_op"), environment};
+  const command bare = {quoted(bare_program("bare_start")) + " " + bare_program("no_op"),
+                        start_script_variables()};
+  const auto times = time_in_turn(ours, bare, 100);
+  print_row("rehearsal", 1, "ms", median(times.launcher), median(times.baseline));
+}
+
+// The same launch through mpirun, as zprun has it. Neither has a console.
+void front() {
+  const std::string release = in_world("front\\zephon12.0");
+  const std::string solver = release + "\\ntbin\\win64\\zephon.exe";
+  copy_program(bare_program("no_op"), solver);
+  auto environment = start_script_variables();
+  environment["ZEPHON_INC"] = in_world("front");
+  environment["ZEPHON_PROD_DIR"] = release;
+  environment["ZEPHON_PROD"] = "zephon";
+  environment["STDOUT_FLUSH"] = "1";
+  command ours = {quoted(front_program()) + " a.case", environment};
+  ours.without_console = true;
+  const command bare = {quoted(launcher()) + " --r12.0 --mpi=net -wait " + solver + " a.case",
+                        environment};
+  const auto times = time_in_turn(ours, bare, 100);
+  print_row("zprun beside mpirun", 1, "ms", median(times.launcher), median(times.baseline));
+}
+
 // Platform MPI's task is added to a job that is there: its `job add` is echoed, and
 // nothing else is started.
 void relay() {
@@ -169,7 +197,8 @@ struct figure {
   void (*measure)();
 };
 
-constexpr figure all_figures[] = {{"start-up", start_up}, {"relay", relay},
+constexpr figure all_figures[] = {{"start-up", start_up}, {"rehearsal", rehearsal},
+                                  {"zprun", front},       {"relay", relay},
                                   {"hosts", hosts},       {"arguments", arguments},
                                   {"releases", releases}, {"at-once", launchers_at_once}};
 

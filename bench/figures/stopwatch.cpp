@@ -40,7 +40,8 @@ HANDLE start(const command &one, HANDLE output) {
   startup.hStdOutput = output;
   startup.hStdError = output;
   PROCESS_INFORMATION child = {};
-  if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, environment.data(), nullptr,
+  if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE,
+                      one.without_console ? DETACHED_PROCESS : 0, environment.data(), nullptr,
                       &startup, &child)) {
     give_up("cannot start (" + std::to_string(GetLastError()) + "): " + one.line.substr(0, 300));
   }

@@ -21,6 +21,7 @@ struct command {
   std::string line;
   variables environment;
   unsigned long expected_status = 0;
+  bool without_console = false;  // for a console program: starting one would cover all else
 };
 
 // Runs a command with a pipe as its output, which is read and dropped. Ends the

@@ -53,7 +53,11 @@ bool stream_is_console(standard_stream stream) {
 }
 
 std::optional<std::string> machine_setting(const char *name) {
-  const auto get_value = system_function<decltype(&RegGetValueA)>("advapi32.dll", "RegGetValueA");
+  // Systems that have it in a library which every program has need not load another one.
+  auto get_value = system_function<decltype(&RegGetValueA)>("kernel32.dll", "RegGetValueA");
+  if (get_value == nullptr) {
+    get_value = system_function<decltype(&RegGetValueA)>("advapi32.dll", "RegGetValueA");
+  }
   constexpr DWORD longest = 1024;
   char value[longest] = "";
   DWORD size = longest;
