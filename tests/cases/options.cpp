@@ -131,6 +131,20 @@ std::string joined(const texts &arguments) {
   return result;
 }
 
+texts repeated(const std::string &argument, std::size_t times, const std::string &last) {
+  texts result(times, argument);
+  result.push_back(last);
+  return result;
+}
+
+std::string bytes_above_127() {
+  std::string bytes;
+  for (int code = 128; code < 256; ++code) {
+    bytes += static_cast<char>(code);
+  }
+  return bytes;
+}
+
 const std::string head_node_question =
     "The computer cluster head node is not provided.\n"
     "Do you want to use the local host as the head node?";
@@ -152,6 +166,10 @@ launch_family option_family() {
                {{"ZEPHON_HOSTS_FILE", "C:\\a b\\hosts"}}),
           sets("CnfTakesTheHostFileAwayWhenItIsEmpty", {"--cnf="},
                {{"ZEPHON_HOSTS_FILE", std::nullopt}}),
+          sets("CnfTakesThirtyThousandCharacters", {"--cnf=" + std::string(30'000, 'h')},
+               {{"ZEPHON_HOSTS_FILE", std::string(30'000, 'h')}}),
+          sets("CnfTakesEveryByteAbove127", {"--cnf=" + bytes_above_127()},
+               {{"ZEPHON_HOSTS_FILE", bytes_above_127()}}),
           sets("HostIpNamesTheInterface", {"--host_ip=n1:10.0.0.1"},
                {{"ZEPHON_HOST_IP", "n1:10.0.0.1"}}),
           sets("PtraceIsToldToTheSolver", {"--ptrace"}, {{"ZEPHON_PTRACE", "1"}}),
@@ -165,7 +183,8 @@ launch_family option_family() {
           sets("ReleaseInCapitalsIsWhateverBeginsSo", {"--Run"}, {{"PASS_IN_RELEASE", "un"}}),
           sets("NpPerNodeIsKept", {"--np_per_node=4"}, {{"NP_PER_NODE", "4"}}),
           sets("JobidNamesAJob", {"--jobid=17"}, {{"CCP_JOB_ID", "17"}}),
-          sets("JobidReplacesAnEarlierOne", {"--jobid=1", "--jobid=2"}, {{"CCP_JOB_ID", "2"}}),
+          sets("JobidReplacesThousandsOfEarlierOnes", repeated("--jobid=1", 2'500, "--jobid=2"),
+               {{"CCP_JOB_ID", "2"}}),
           sets("CredCheckIsKept", {"--cred_check=no"}, {{"ZEPHON_CRED_CHECK", "no"}}),
           sets("CwdTakesTheNextArgument", {"--cwd", "D:\\my work"}, {{"CWD", "D:\\my work"}}),
           sets("CwdSetsNothingAtTheEnd", {"--cwd"}, {{"CWD", "before"}}, {{"CWD", "before"}}),
@@ -200,10 +219,15 @@ launch_family option_family() {
                " -i \"C:\\my folder\\run 1.jou\" \" \""),
           line("GetsNoQuotesForOtherCharacters", {"a\tb", "say\"hi\"", "C:\\dir\\", "", "c"},
                " a\tb say\"hi\" C:\\dir\\  c"),
-          line("GetsBytesAbove127", {"\xE4\xF6\xFC", "\xFF \x80"}, " \xE4\xF6\xFC \"\xFF \x80\""),
+          line("GetsBytesAbove127", {bytes_above_127(), "\xFF \x80"},
+               " " + bytes_above_127() + " \"\xFF \x80\""),
+          line("GetsEverySign", {"%s%n%d", "%PATH%", "{}", "^&|<>", "\x01\x02\x1F\x7F"},
+               " %s%n%d %PATH% {} ^&|<> \x01\x02\x1F\x7F"),
           line("GetsFilePatternsAsTheyStand", {"*.jou", "?ne.jou"}, " *.jou ?ne.jou"),
           line("GetsThirtyThousandCharacters", {std::string(30'000, 'x')},
                " " + std::string(30'000, 'x')),
+          line("GetsThirtyThousandCharactersWithBlanks", {std::string(30'000, ' ')},
+               " \"" + std::string(30'000, ' ') + "\""),
           line("GetsTenThousandArguments", texts(10'000, "a"), joined(texts(10'000, "a"))),
           line("GetsWhatOnlyLooksLikeAnOption", near_misses, joined(near_misses)),
           line("GetsNoOptionsAmongItsArguments",
@@ -218,6 +242,8 @@ launch_family option_family() {
           chooses("MpiHasAnOldNameForPlatformMpi", {"--mpi=pcmpi"}, "ibmmpi"),
           chooses("MpiReplacesAnEarlierOne", {"--mpi=", "--mpi=msmpi"}, "msmpi"),
           chooses("MpiIsNotTouchedByTheRelease", {"--mpi=intel", "--r6.2"}, "intel"),
+          chooses("MpiMayHaveThirtyThousandCharacters", {"--mpi=" + std::string(30'000, 'm')},
+                  std::string(30'000, 'm')),
           chooses("TheDefaultMpiIsPlatformMpi", {"--mpi=intel", "--mpi="}, "ibmmpi"),
           chooses("TheDefaultMpiIsNotChangedByACapitalRelease", {"--R6.3.0", "--mpi="}, "ibmmpi"),
           chooses("TheDefaultMpiCountsAsItStandsAtTheEnd", {"--mpi=", "--r6.3.0"}, "mpich2"),
@@ -247,6 +273,7 @@ launch_family option_family() {
           counts("AreOneForAnEmptyNp", {"--np=4", "--np="}, "1"),
           counts("AreReadFromTheBeginning", {"--np= 4x8"}, "4"),
           counts("MayBeLessThanNone", {"--np=-2"}, "-2"),
+          counts("AreTheMostThereCanBe", {"--np=99999999999999999999"}, "2147483647"),
           counts("AreNoneWithoutDigits", {"--np=many"}, "0"),
           counts("AreThoseOfTheJobForNone", {"--np=0"}, "8", job),
           counts("AreNotThoseOfTheJobOtherwise", {"--np=3"}, "3", job),

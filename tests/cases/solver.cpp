@@ -23,12 +23,27 @@ launch_case refused(const std::string &name, const texts &arguments,
   return row;
 }
 
+const std::string warning =
+    "\nWarning: Total solver processes count need to be greater or equal to meshing processes "
+    "count, so resetting the count to 8\n";
+
+const std::string long_path = "{path}" + std::string(30'000, ';');
+
 // The command that lets a job go, when the job is not for an MPI.
 launch_case job_exit(const std::string &name, const texts &arguments, const texts &asks) {
   return {.name = name,
           .variables = {{"CANCEL_CCP_JOB_EXIT1", "job modify 5"}, {"ZEPHON_PROD", "lumis"}},
           .arguments = arguments,
           .then = {.asks = asks}};
+}
+
+// A message that is gathered until the end.
+launch_case warned(const std::string &name, const std::optional<std::string> &program,
+                   const std::string &caption) {
+  return {.name = name,
+          .variables = {{"ZEPHON_PROD", program}, {"MESHING_MODE", "1"}, {"PARA_MESH_NPROCS", "8"}},
+          .arguments = {"{solver}", "--mpi=net", "--np=4"},
+          .then = {.boxes = {{.text = warning, .caption = caption}}}};
 }
 
 }  // namespace
@@ -61,6 +76,37 @@ launch_family solver_family() {
           {.name = "IsNotTimedInAFolder",
            .files = {{"{world}\\folder\\"}},
            .arguments = {"{solver}", "--o", "..\\folder"}},
+
+          {.name = "NeedsNoStartScript",
+           .variables = {{"ZEPHON_PROD", std::nullopt},
+                         {"ZEPHON_PROD_DIR", std::nullopt},
+                         {"ZEPHON_INC", std::nullopt},
+                         {"ZEPHON_ARCH", std::nullopt},
+                         {"STDOUT_FLUSH", std::nullopt},
+                         {"PATH", long_path}},
+           .arguments = {"{solver}", "--mpi=net"},
+           .then = {.variables = {{"PATH", long_path}}}},
+          {.name = "MayStandInAnyFolder",
+           .tools = {{"{world}\\K\xF6ln \xDC\\solver.exe", "solving\n"}},
+           .arguments = {"{world}\\K\xF6ln \xDC\\solver.exe"},
+           .then = {.starts = {"\"{world}\\K\xF6ln \xDC\\solver.exe\""}, .output = "solving\n"}},
+          {.name = "IsNotStartedWithoutTheWrapper",
+           .files = {{"{prod}\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll", std::nullopt}},
+           .arguments = {"--r12.0.0"},
+           .then = {.starts = none,
+                    .errors = "Error: communicator \"\" is not available on this machine.\n",
+                    .status = 2}},
+
+          // What is said at the end.
+          warned("IsFollowedByABoxWithItsName", "beamtrace", "beamtrace"),
+          warned("IsFollowedByABoxWithAnotherNameWithoutOne", std::nullopt, "Zephon"),
+          {.name = "ThatIsNotStartedIsFollowedByTheBoxToo",
+           .variables = {{"MESHING_MODE", "1"}, {"PARA_MESH_NPROCS", "8"}},
+           .arguments = {"--mpi=intel", "--np=4"},
+           .then = {.starts = none,
+                    .errors = "Error: communicator \"intel\" is not available on this machine.\n",
+                    .boxes = {{.text = warning, .caption = "zephon"}},
+                    .status = 2}},
 
           // One that cannot be started.
           {.name = "ThatIsRefusedIsShownInABox",
