@@ -45,28 +45,31 @@ platform::start_settings child_settings() {
   return settings;
 }
 
+// The program of an attended run. Another thread may end it at any moment, so its
+// handles are closed with the launcher.
+std::atomic<void *> attended_process = nullptr;
+std::atomic<void *> attended_group = nullptr;
+std::atomic<bool> is_starting = false;  // it may run already, and is not attended yet
+
+void attend(platform::started_process &child) {
+  attended_group = child.group.release();
+  attended_process = child.process.get();
+  is_starting = false;
+}
+
 platform::started_process start_child(const command_line &command) {
   command_line started = command;
   remove_leading_blanks(started);  // Windows starts nothing behind one
   record_launch(started);
   platform::started_process child = platform::start_process(started.text, child_settings());
   if (!child.process) {
+    is_starting = false;
     add_message("Unable to execute %s %s\n", "(null)", command.text.c_str());
     add_message("%s\n", platform::system_message(child.error).c_str());
     platform::exit_program(exit_cannot_launch);
   }
   record_launch_started(child.id);
   return child;
-}
-
-// The program of an attended run. Another thread may end it at any moment, so its
-// handles are closed with the launcher.
-std::atomic<void *> attended_process = nullptr;
-std::atomic<void *> attended_group = nullptr;
-
-void attend(platform::started_process &child) {
-  attended_group = child.group.release();
-  attended_process = child.process.get();
 }
 
 // Tells the program that started the launcher which process to watch.
@@ -139,6 +142,7 @@ void launch_solver(const command_line &command) {
     return;
   }
   attended_process = nullptr;
+  is_starting = state.attended;
   platform::started_process child = start_child(command);
   announce_child(child.id);
   if (state.attended) {
@@ -168,6 +172,9 @@ void launch_solver(const command_line &command) {
 }
 
 bool solver_runs() {
+  while (is_starting) {
+    platform::sleep_ms(1);
+  }
   void *process = attended_process;
   return process != nullptr && !platform::wait_for(process, 0);
 }
