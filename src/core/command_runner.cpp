@@ -7,6 +7,7 @@
 #include "core/messages.h"
 #include "core/run_record.h"
 #include "core/trace.h"
+#include "core/unc_path.h"
 #include "platform/rehearsal.h"
 
 namespace {
@@ -52,21 +53,87 @@ void rehearse_command(const std::string &command, step_kind kind, const std::str
   }
 }
 
+// Starts the interpreter with a command. In a network folder it would complain, and go
+// to Windows' folder: that complaint would be the first line of the tool's answer.
+platform::started_process start_interpreter(const std::string &command,
+                                            platform::start_settings settings) {
+  const auto current = platform::current_directory();
+  const std::string folder =
+      current && is_network_path(*current) ? platform::windows_directory() : "";
+  settings.directory = folder.empty() ? nullptr : folder.c_str();
+  settings.is_interpreter = true;
+  return platform::start_process(interpreter_line(command), settings);
+}
+
+// What a tool that is asked gets: an output of ours, and nothing to read.
+platform::start_settings asked_settings(void *input, void *output, void *error) {
+  platform::start_settings settings;
+  settings.give_standard_handles = true;
+  settings.input = input;
+  settings.output = output;
+  settings.error = error;
+  settings.hidden = true;
+  settings.handles = platform::inheritance::listed;
+  return settings;
+}
+
+// Gives back the status, or -1 when the interpreter could not be started.
+int wait_in_console(const std::string &command, console_output output) {
+  platform::start_settings settings;
+  platform::owned_handle nothing;
+  void *const own_output = platform::standard_handle(platform::standard_stream::output);
+  if (output == console_output::own_when_given && own_output != nullptr) {
+    nothing = platform::open_null_input();
+    settings.give_standard_handles = true;
+    settings.input = nothing.get();
+    settings.output = own_output;
+    settings.error = platform::standard_handle(platform::standard_stream::error);
+  }
+  const platform::started_process started = start_interpreter(command, settings);
+  if (!started.process) {
+    return -1;
+  }
+  (void)platform::wait_for(started.process.get(), platform::wait_forever);
+  return static_cast<int>(platform::exit_code(started.process.get()));
+}
+
+void discard_output_of(const std::string &command) {
+  auto pipe = platform::create_pipe();
+  if (!pipe) {
+    return;
+  }
+  const platform::owned_handle nothing = platform::open_null_input();
+  const platform::started_process started = start_interpreter(
+      command, asked_settings(nothing.get(), pipe->write_end.get(),
+                              platform::standard_handle(platform::standard_stream::error)));
+  pipe->write_end.reset();  // the reading ends when the command's own write end closes
+  char buffer[1024];
+  while (platform::read_some(pipe->read_end.get(), buffer, sizeof buffer) > 0) {
+  }
+  if (started.process) {
+    (void)platform::wait_for(started.process.get(), platform::wait_forever);
+  }
+}
+
 }  // namespace
+
+std::string interpreter_pair(const std::string &command) {
+  return command.starts_with('"') ? "\"" : "";
+}
+
+std::string interpreter_line(const std::string &command) {
+  const std::string pair = interpreter_pair(command);
+  return "cmd.exe /c " + pair + command + pair;
+}
 
 std::unique_ptr<run_record> start_run(const std::string &command, stopping stop) {
   auto run = std::make_unique<run_record>();
   if (auto pipe = platform::create_pipe()) {
     run->output.handle = std::move(pipe->read_end);
-
-    platform::start_settings settings;
-    settings.give_standard_handles = true;
-    settings.output = pipe->write_end.get();
-    settings.error = pipe->write_end.get();
-    settings.hidden = true;
-    settings.handles = platform::inheritance::listed;
+    const platform::owned_handle nothing = platform::open_null_input();
+    auto settings = asked_settings(nothing.get(), pipe->write_end.get(), pipe->write_end.get());
     settings.grouped = stop == stopping::possible;
-    platform::started_process started = platform::start_process("cmd.exe /c " + command, settings);
+    platform::started_process started = start_interpreter(command, settings);
     run->process = std::move(started.process);
     run->group = std::move(started.group);
     // Our own write end closes here: the reading ends when the command's does.
@@ -143,13 +210,13 @@ std::optional<int> run_command(const std::string &command, const tool_use &use,
   return status;
 }
 
-int run_in_console(const std::string &command) {
+int run_in_console(const std::string &command, console_output output) {
   if (rehearsal::is_on()) {
     tell_step(step_kind::action, command, success);
     return 0;
   }
   const std::size_t step = begin_step(step_kind::action, command);
-  const int status = platform::run_in_console(command);
+  const int status = wait_in_console(command, output);
   end_step(step, {.exit_code = status, .lines = {}});
   return status;
 }
@@ -160,7 +227,7 @@ void run_without_output(const std::string &command) {
     return;
   }
   const std::size_t step = begin_step(step_kind::action, command);
-  platform::run_and_discard_output(command);
+  discard_output_of(command);
   end_step(step, {});
 }
 

@@ -1,8 +1,9 @@
-// command_runner.h: runs external tools and reads what they print.
+// command_runner.h: runs external tools, and reads what they print.
 //
-// A tool runs behind the command interpreter, hidden, with its standard output
-// and standard error joined in one pipe and no standard input. One run at a time
-// is the current run; most callers only need run_command:
+// A tool that is asked runs behind the command interpreter, hidden, with its
+// standard output and standard error joined in one pipe and nothing to read: a
+// question would never be seen. One that talks to the user runs in the console. One
+// run at a time is the current run; most callers only need run_command:
 //
 //   run_command("job view 12 /scheduler:head", asks(),
 //               [](const std::string &line) { ...; return true; });
@@ -19,6 +20,16 @@
 
 #include "core/text_file.h"
 #include "platform/platform.h"
+
+// The line with which the command interpreter runs a command as it stands. Behind a
+// quote at its beginning the interpreter would cut off this quote and the last one.
+//   mpiexec -validate                ->  cmd.exe /c mpiexec -validate
+//   "C:\my mpi\mpiexec" -env A "b"   ->  cmd.exe /c ""C:\my mpi\mpiexec" -env A "b""
+std::string interpreter_line(const std::string &command);
+
+// The quote on either side of a command behind "cmd.exe /c ": one when it begins with
+// a quote, else none.
+std::string interpreter_pair(const std::string &command);
 
 struct run_record {
   text_reader output;              // what the tool prints
@@ -77,9 +88,14 @@ using line_taker = std::function<bool(const std::string &line)>;
 std::optional<int> run_command(const std::string &command, const tool_use &use,
                                const line_taker &take_line);
 
-// Runs a command that changes something in the launcher's own console and waits
-// for it. Its status, -1 when the interpreter could not be started, 0 in a rehearsal.
-int run_in_console(const std::string &command);
+// Where a command in the console writes: to the console, or to the launcher's own
+// output when somebody gave it one; then it has nothing to read.
+enum class console_output { console, own_when_given };
+
+// Runs a command that changes something in the launcher's own console, where it can ask
+// the user, and waits for it. Its status, -1 when the interpreter could not be started,
+// 0 in a rehearsal.
+int run_in_console(const std::string &command, console_output output = console_output::console);
 
 // The same, hidden and with its output dropped.
 void run_without_output(const std::string &command);

@@ -59,11 +59,12 @@ void flush_messages() {
   const std::string text = std::move(state.message_buffer);
   state.message_buffer.clear();
   const std::size_t step = begin_step(step_kind::message, text);
-  if (!state.node_mode && !platform::get_variable("RSH_USER") && !rehearsal::is_on()) {
-    platform::show_message_box(state.zephon_prod.value_or("Zephon"), text,
-                               ok_button | information_icon);
-  } else {
+  if (state.node_mode || platform::get_variable("RSH_USER") || rehearsal::is_on()) {
     print_text(platform::standard_stream::output, text + "\n");
+  } else if (!platform::boxes_are_visible() ||
+             platform::show_message_box(state.zephon_prod.value_or("Zephon"), text,
+                                        ok_button | information_icon) == 0) {
+    print_text(platform::standard_stream::output, with_one_line_end(text));
   }
   end_step(step, {});
 }

@@ -26,5 +26,6 @@ void add_message(const char *format, ...) LAUNCHER_FORMAT(1, 2);
 [[noreturn]] void fatal(int status, const char *format, ...) LAUNCHER_FORMAT(2, 3);
 
 // Shows the message buffer in a message box, or on standard output when the
-// launcher runs on behalf of a node or through a remote shell, and empties it.
+// launcher runs on behalf of a node or through a remote shell, or when nobody can
+// see a box, and empties it.
 void flush_messages();

@@ -47,6 +47,10 @@ void append_format(std::string &text, const char *format, ...) {
   va_end(values);
 }
 
+std::string with_one_line_end(const std::string &text) {
+  return text.substr(0, text.find_last_not_of("\r\n") + 1) + "\n";
+}
+
 const char *chars_of(const std::optional<std::string> &text) {
   return text ? text->c_str() : "";
 }

@@ -22,6 +22,9 @@ void append_format(std::string &text, const char *format, ...) LAUNCHER_FORMAT(2
 std::string format_text(const char *format, ...) LAUNCHER_FORMAT(1, 2);
 std::string format_list(const char *format, std::va_list values) LAUNCHER_FORMAT(1, 0);
 
+// The text with one line end at its end, however many it has.
+std::string with_one_line_end(const std::string &text);
+
 // The characters of a text for "%s"; an absent text formats as nothing. The
 // text must outlive the result.
 const char *chars_of(const std::optional<std::string> &text);

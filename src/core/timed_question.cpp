@@ -9,6 +9,7 @@
 
 #include "core/launch_state.h"
 #include "core/run_record.h"
+#include "core/text.h"
 #include "core/text_file.h"
 #include "platform/platform.h"
 #include "platform/rehearsal.h"
@@ -52,6 +53,14 @@ void show_question(void *) {
   dialog_phase.compare_exchange_strong(expected, answered);
 }
 
+// Not through messages, which takes the names of the buttons from here.
+void say_question(platform::standard_stream stream, const std::string &text) {
+  if (void *handle = platform::standard_handle(stream)) {
+    const std::string bytes = with_line_ends(text);
+    platform::write_all(handle, bytes.data(), bytes.size());
+  }
+}
+
 }  // namespace
 
 unsigned long start_question(const std::string &text, unsigned style, int assumed_answer) {
@@ -67,6 +76,11 @@ unsigned long start_question(const std::string &text, unsigned style, int assume
   dialog_style = style;
   dialog_answer = assumed_answer;
   pressed_button = assumed_answer;
+  if (!platform::boxes_are_visible()) {
+    say_question(platform::standard_stream::output, with_one_line_end(text));
+    end_step(dialog_step, {});
+    return 0;
+  }
   dialog_phase = shown;
   dialog_thread = platform::start_thread(show_question, nullptr);
   if (!dialog_thread.thread) {
@@ -105,22 +119,10 @@ void stop_question() {
   end_step(dialog_step, {.exit_code = dialog_answer, .lines = {}});
 }
 
-namespace {
-
-// Not through messages, which takes the names of the buttons from here.
-void say_question(const std::string &text) {
-  if (void *error = platform::standard_handle(platform::standard_stream::error)) {
-    const std::string bytes = with_line_ends(text + "\n");
-    (void)platform::write_all(error, bytes.data(), bytes.size());
-  }
-}
-
-}  // namespace
-
 int timed_question(const std::string &text, int seconds, unsigned style) {
   if (state.attended && !rehearsal::is_on()) {
     const std::size_t step = begin_step(kind_of(style), text);
-    say_question(text);
+    say_question(platform::standard_stream::error, text + "\n");
     end_step(step, {.exit_code = answer_ok, .lines = {}});
     return answer_ok;  // as when nobody answers
   }

@@ -20,7 +20,8 @@ constexpr int answer_yes = 6;
 int timed_question(const std::string &text, int seconds, unsigned style);
 
 // Shows a text with buttons without waiting. Gives back the thread's identifier,
-// 0 when it could not be started.
+// 0 when it could not be started. Where nobody can see a box the text goes to
+// standard output, and it is 0 as well.
 unsigned long start_question(const std::string &text, unsigned style, int assumed_answer);
 
 // The button pressed in the last question; the assumed answer until then.

@@ -3,8 +3,12 @@
 
 #include "platform/platform.h"
 
+bool is_network_path(const std::string &path) {
+  return path.starts_with("\\\\") || path.starts_with("//");
+}
+
 void convert_to_unc(std::string &path) {
-  void *mpr_module = platform::load_library("mpr.dll");
+  void *mpr_module = platform::load_system_library("mpr.dll");
   if (mpr_module == nullptr) {
     return;
   }

@@ -35,7 +35,8 @@ void cancel_job_without_waiting() {
     settings.hidden = true;
     settings.detached = true;
     settings.handles = platform::inheritance::none;
-    (void)start_and_leave("cmd.exe /c " + cancel_command(job_id), settings);
+    settings.is_interpreter = true;
+    (void)start_and_leave(interpreter_line(cancel_command(job_id)), settings);
     record_job_released();
   }
 }

@@ -34,17 +34,13 @@ void install_platform_mpi() {
 
   // "plaformmpi" is how the setup program spells its component.
   const std::string command = setup + " /verysilent /components=\"plaformmpi\"";
-  std::string first_line;
-  const auto status = run_command(command, acts(), [&](const std::string &line) {
-    first_line = line;
+  const auto status = run_command(command, acts(), [](const std::string &line) {
+    show_notice(line.c_str());  // up to a zero byte; the program goes on writing meanwhile
     return false;
   });
   if (!status) {
     show_notice(command + ": Failed to execute!");
     platform::exit_program(exit_normal);
-  }
-  if (!first_line.empty()) {
-    show_notice(first_line);
   }
   show_notice("Check running services to see if Platform MPI is installed?");
   platform::exit_program(exit_normal);

@@ -2,6 +2,7 @@
 #include <cstdlib>
 
 #include "launch/mpirun.h"
+#include "platform/platform.h"
 
 #ifdef __MINGW32__
 extern "C" int _dowildcard;
@@ -11,5 +12,6 @@ int _dowildcard = 0;  // an argument such as *.jou reaches the solver as it stan
 // As Windows' own headers have it, which only src/platform includes: a handle is
 // a pointer.
 extern "C" int __stdcall WinMain(void *instance, void *, char *, int show_command) {
+  platform::use_console_of_caller();  // before anything is opened or written
   start_from_window(instance, show_command, __argc, __argv);
 }

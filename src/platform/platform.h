@@ -34,11 +34,13 @@ unsigned long windows_version();  // the number that GetVersion gives
 unsigned long process_id();
 std::time_t current_time();
 std::int64_t current_microseconds();  // since the first moment of 1970, UTC
+std::uint64_t elapsed_ms();           // milliseconds of a clock that nobody sets
 
 // Has the function called on every normal end of the program.
 void at_exit(void (*function)());
 
 // Ends the program normally: functions registered with at_exit run first.
+// One of them may end it again: the others still run, the last status counts.
 [[noreturn]] void exit_program(int status);
 
 // Makes the program ignore Ctrl-C from now on.
@@ -94,8 +96,11 @@ bool replace_file(const std::string &path, const std::string &new_path);
 // The current directory; nothing when Windows does not tell.
 std::optional<std::string> current_directory();
 
+// Windows' own folder, such as C:\Windows; empty when Windows does not tell.
+std::string windows_directory();
+
 // The names that match a pattern such as C:\releases\*.*, in Windows' own order,
-// "." and ".." among them. Nothing when the search cannot start.
+// "." and ".." among them. Nothing when the search cannot start or breaks off.
 std::optional<std::vector<std::string>> list_directory(const std::string &pattern);
 
 // ---- Standard output and error ------------------------------------------------------------
@@ -104,6 +109,15 @@ enum class standard_stream { output, error };
 
 // The launcher's own handle; null when it has none. Not owned by the caller.
 void *standard_handle(standard_stream stream);
+
+// The null device for reading. Can be handed on to a child. Empty when Windows refuses.
+owned_handle open_null_input();
+
+// Attaches to the console of the program that started the launcher, when the
+// launcher has no output or no error output of its own and there is such a
+// console. Handles that were handed to it stay; the others become the console's.
+// To be called before anything is opened or written.
+void use_console_of_caller();
 
 // ---- Processes ----------------------------------------------------------------------------
 
@@ -122,7 +136,8 @@ enum class inheritance {
 };
 
 struct start_settings {
-  bool give_standard_handles = false;  // hand on output and error below, and no input
+  bool give_standard_handles = false;  // hand on the three below instead of the launcher's own
+  void *input = nullptr;               // borrowed; null: none
   void *output = nullptr;              // borrowed; null: none
   void *error = nullptr;               // borrowed; null: none
   bool hidden = false;                 // its first window is not shown
@@ -131,7 +146,16 @@ struct start_settings {
   const char *environment = nullptr;   // an environment block; null: the launcher's own
   inheritance handles = inheritance::all;
   bool grouped = false;  // it and all that it starts can be ended together
+
+  // It is the system's own command interpreter, whatever the command line calls
+  // it. Programs without a folder are looked for by it along PATH only.
+  bool is_interpreter = false;
+  const char *directory = nullptr;  // its current directory; null: the launcher's own
 };
+
+// The longest command line, and the longest name=value of a variable, in characters.
+constexpr std::size_t longest_command_line = 32'766;
+constexpr std::size_t longest_variable = 32'767;
 
 struct started_process {
   owned_handle process;     // empty when it could not be started
@@ -140,7 +164,8 @@ struct started_process {
   owned_handle group;       // empty unless asked for, or when Windows refuses to make one
 };
 
-// Starts a program from a command line, in the launcher's current directory.
+// Starts a program from a command line. A bare name is not looked for in the
+// current directory, which may be anybody's.
 started_process start_process(const std::string &command, const start_settings &settings);
 
 // Whether there is a program that start_process would find for this command line.
@@ -158,14 +183,6 @@ std::optional<std::uint64_t> processor_time(void *process);
 
 // The same of all processes of a group, those that have ended included.
 std::optional<std::uint64_t> group_processor_time(void *group);
-
-// Runs a command through the command interpreter in the launcher's own console
-// and waits for it. Its status, or -1 when the interpreter could not be started.
-int run_in_console(const std::string &command);
-
-// Runs a command through the command interpreter, reads its standard output to
-// the end, drops it, and waits for the command.
-void run_and_discard_output(const std::string &command);
 
 // Writes a number into the first 4 bytes of a shared memory block, given as the
 // number of an inherited file-mapping handle. A block that cannot be mapped is
@@ -185,7 +202,8 @@ started_thread start_thread(thread_routine routine, void *argument);
 // Breaks off a read or write in which a thread hangs, so that it can end by itself.
 void interrupt_thread(void *thread);
 
-// Ends a thread where it stands. For a thread that did not end when it was asked to.
+// Ends a thread where it stands, and waits until it has. For a thread that did not
+// end when it was asked to.
 void terminate_thread(void *thread);
 
 // Waits until a process or thread has ended or an event is set; true when it
@@ -204,6 +222,10 @@ void set_event(void *event);
 
 // ---- Message boxes ------------------------------------------------------------------------
 
+// Whether somebody can see what the launcher shows: not in a service, a scheduled
+// task without a session, or a task on a node of the cluster.
+bool boxes_are_visible();
+
 // Shows a message box without an owner window and waits for its button. Gives
 // back Windows' number of the button, 0 when the box could not be shown.
 int show_message_box(const std::string &caption, const std::string &text, unsigned style);
@@ -213,8 +235,9 @@ void close_message_boxes(unsigned long thread_id);
 
 // ---- Network paths ------------------------------------------------------------------------
 
-// Loads a library by name; null when there is none. Released with free_library.
-void *load_library(const char *name);
+// Loads a library from the system's folder; null when there is none. Released with
+// free_library.
+void *load_system_library(const char *name);
 void free_library(void *library);
 
 // The universal (network) form of a path, asked of a loaded mpr.dll; nothing

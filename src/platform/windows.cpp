@@ -8,11 +8,12 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cwchar>
 
 #include "platform/platform.h"
 
 #ifdef _MSC_VER
-#pragma warning(disable : 4996)  // GetVersion, getenv, _putenv and _popen are what we mean
+#pragma warning(disable : 4996)  // GetVersion, getenv and _putenv are what we mean
 #endif
 
 namespace platform {
@@ -29,9 +30,23 @@ function_type library_function(void *library, const char *name) {
       reinterpret_cast<void *>(GetProcAddress(static_cast<HMODULE>(library), name)));
 }
 
-// The window library is loaded when a box is shown, not at every start.
+// A folder that Windows names in the manner of GetSystemDirectory; empty when it does not.
+std::string folder_from(UINT(WINAPI *ask)(char *, UINT)) {
+  std::string folder(ask(nullptr, 0), '\0');  // asks for the size
+  const UINT length = ask(folder.data(), static_cast<UINT>(folder.size()));
+  folder.resize(length < folder.size() ? length : 0);
+  return folder;
+}
+
+std::string in_system_folder(const char *name) {
+  return folder_from(GetSystemDirectoryA) + "\\" + name;
+}
+
+// The window library is loaded when a box is shown, not at every start. Nobody can
+// plant it: Windows knows its own.
 void *window_library() {
-  static void *const library = LoadLibraryExA("user32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+  static void *const found = load_system_library("user32.dll");
+  static void *const library = found != nullptr ? found : LoadLibraryA("user32.dll");
   return library;
 }
 
@@ -63,10 +78,14 @@ std::int64_t current_microseconds() {
   return static_cast<std::int64_t>(ticks / 10) - from_1601_to_1970;
 }
 
+std::uint64_t elapsed_ms() {
+  return GetTickCount64();
+}
+
 namespace {
 
 std::vector<void (*)()> exit_functions;
-std::atomic_flag ending;
+std::atomic<DWORD> ending_thread = 0;
 std::atomic<int> exit_status = 0;
 
 }  // namespace
@@ -78,12 +97,16 @@ void at_exit(void (*function)()) {
 // Not the runtime's exit: Ctrl-C ends the program on a thread of its own, and the
 // main thread must not go on with a launch state that is being destroyed.
 void exit_program(int status) {
-  if (ending.test_and_set()) {
+  DWORD ended_by = 0;
+  if (!ending_thread.compare_exchange_strong(ended_by, GetCurrentThreadId()) &&
+      ended_by != GetCurrentThreadId()) {
     Sleep(INFINITE);  // another thread is ending the program
   }
   exit_status = status;
-  for (auto function = exit_functions.rbegin(); function != exit_functions.rend(); ++function) {
-    (*function)();
+  while (!exit_functions.empty()) {
+    void (*function)() = exit_functions.back();
+    exit_functions.pop_back();  // first, as the function may end the program itself
+    function();
   }
   ExitProcess(static_cast<UINT>(status));
 }
@@ -133,6 +156,9 @@ std::optional<std::string> get_variable(const char *name) {
 
 // Set through _putenv: getenv and the programs we start read different copies.
 unsigned long put_variable(const std::string &name_and_value) {
+  if (name_and_value.size() > longest_variable) {
+    return ERROR_FILENAME_EXCED_RANGE;  // some systems cut it instead
+  }
   SetLastError(ERROR_SUCCESS);
   if (_putenv(name_and_value.c_str()) == 0) {
     return 0;
@@ -210,6 +236,10 @@ std::optional<std::string> current_directory() {
   return directory;
 }
 
+std::string windows_directory() {
+  return folder_from(GetSystemWindowsDirectoryA);
+}
+
 std::optional<std::vector<std::string>> list_directory(const std::string &pattern) {
   WIN32_FIND_DATAA entry;
   HANDLE search = FindFirstFileA(pattern.c_str(), &entry);
@@ -220,8 +250,9 @@ std::optional<std::vector<std::string>> list_directory(const std::string &patter
   do {
     names.emplace_back(entry.cFileName);
   } while (FindNextFileA(search, &entry));
+  const bool complete = GetLastError() == ERROR_NO_MORE_FILES;
   (void)FindClose(search);
-  return names;
+  return complete ? std::optional(names) : std::nullopt;
 }
 
 // ---- Standard output and error ------------------------------------------------------------
@@ -230,6 +261,54 @@ void *standard_handle(standard_stream stream) {
   HANDLE handle =
       GetStdHandle(stream == standard_stream::output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
   return handle == INVALID_HANDLE_VALUE ? nullptr : handle;
+}
+
+namespace {
+
+owned_handle open_inheritable(const char *device, DWORD access) {
+  SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+  return own(CreateFileA(device, access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
+                         OPEN_EXISTING, 0, nullptr));
+}
+
+// Not every handle that is there is one: Windows 7 leaves the caller's numbers in a
+// program that has no console.
+bool is_open(HANDLE handle) {
+  SetLastError(ERROR_SUCCESS);
+  return handle != nullptr && handle != INVALID_HANDLE_VALUE &&
+         (GetFileType(handle) != FILE_TYPE_UNKNOWN || GetLastError() == ERROR_SUCCESS);
+}
+
+}  // namespace
+
+owned_handle open_null_input() {
+  return open_inheritable("NUL", GENERIC_READ);
+}
+
+void use_console_of_caller() {
+  struct stream {
+    DWORD number;
+    const char *console;
+    HANDLE given;
+  };
+  stream streams[] = {{STD_INPUT_HANDLE, "CONIN$", nullptr},
+                      {STD_OUTPUT_HANDLE, "CONOUT$", nullptr},
+                      {STD_ERROR_HANDLE, "CONOUT$", nullptr}};
+  for (stream &one : streams) {
+    HANDLE handle = GetStdHandle(one.number);
+    one.given = is_open(handle) ? handle : nullptr;
+  }
+  if (streams[1].given != nullptr && streams[2].given != nullptr) {
+    return;
+  }
+  const bool attached = AttachConsole(ATTACH_PARENT_PROCESS) != FALSE;
+  // Attaching may have replaced all three, those that were handed to us as well.
+  for (stream &one : streams) {
+    if (one.given == nullptr && attached) {
+      one.given = open_inheritable(one.console, GENERIC_READ | GENERIC_WRITE).release();
+    }
+    (void)SetStdHandle(one.number, one.given);
+  }
 }
 
 // ---- Processes ----------------------------------------------------------------------------
@@ -253,9 +332,9 @@ namespace {
 // The list of the only handles that a child inherits. It must outlive the start.
 class handle_list {
  public:
-  handle_list(void *output, void *error) {
-    for (void *handle : {output, error}) {
-      if (handle != nullptr && (count == 0 || handles[0] != handle)) {
+  explicit handle_list(const STARTUPINFOA &startup) {
+    for (HANDLE handle : {startup.hStdInput, startup.hStdOutput, startup.hStdError}) {
+      if (handle != nullptr && std::find(handles, handles + count, handle) == handles + count) {
         handles[count++] = handle;
       }
     }
@@ -281,7 +360,7 @@ class handle_list {
   LPPROC_THREAD_ATTRIBUTE_LIST list = nullptr;
 
  private:
-  HANDLE handles[2] = {};
+  HANDLE handles[3] = {};
   std::size_t count = 0;
   std::vector<char> memory;
 };
@@ -315,52 +394,135 @@ bool program_exists(const std::string &command) {
   return false;
 }
 
-started_process start_process(const std::string &command, const start_settings &settings) {
-  STARTUPINFOEXA startup{};
-  startup.StartupInfo.cb = sizeof startup;
-  startup.StartupInfo.lpTitle = const_cast<char *>(settings.title);
+namespace {
+
+// While it lives, neither Windows nor the command interpreter that inherits our
+// environment looks for a program without a folder in the current directory. One
+// start at a time: two would take each other's setting away.
+class path_only_search {
+ public:
+  path_only_search() {
+    AcquireSRWLockExclusive(&lock);
+    was_set = GetEnvironmentVariableA(variable, nullptr, 0) > 0;
+    if (!was_set) {
+      (void)SetEnvironmentVariableA(variable, "1");
+    }
+  }
+  path_only_search(const path_only_search &) = delete;
+  path_only_search &operator=(const path_only_search &) = delete;
+  ~path_only_search() {
+    if (!was_set) {
+      (void)SetEnvironmentVariableA(variable, nullptr);
+    }
+    ReleaseSRWLockExclusive(&lock);
+  }
+
+ private:
+  static constexpr char variable[] = "NoDefaultCurrentDirectoryInExePath";
+  static inline SRWLOCK lock = SRWLOCK_INIT;
+  bool was_set = false;
+};
+
+// The launcher's environment as a block for a child.
+std::wstring own_environment() {
+  wchar_t *const block = GetEnvironmentStringsW();
+  const wchar_t *end = block;
+  while (*end != L'\0') {
+    end += std::wcslen(end) + 1;
+  }
+  std::wstring copy(block, static_cast<std::size_t>(end - block));
+  (void)FreeEnvironmentStringsW(block);
+  copy.push_back(L'\0');  // an empty block has two zeros as well
+  return copy;
+}
+
+STARTUPINFOA startup_of(const start_settings &settings) {
+  STARTUPINFOA startup{};
+  startup.cb = sizeof startup;
+  startup.lpTitle = const_cast<char *>(settings.title);
   if (settings.give_standard_handles || settings.handles == inheritance::none) {
-    startup.StartupInfo.dwFlags |= STARTF_USESTDHANDLES;
-    startup.StartupInfo.hStdOutput = settings.output;
-    startup.StartupInfo.hStdError = settings.error;
+    startup.dwFlags |= STARTF_USESTDHANDLES;
+    startup.hStdInput = settings.input;
+    startup.hStdOutput = settings.output;
+    startup.hStdError = settings.error;
   }
   if (settings.hidden) {
-    startup.StartupInfo.dwFlags |= STARTF_USESHOWWINDOW;
-    startup.StartupInfo.wShowWindow = SW_HIDE;
+    startup.dwFlags |= STARTF_USESHOWWINDOW;
+    startup.wShowWindow = SW_HIDE;
   }
+  return startup;
+}
+
+// Puts a process that was started suspended into its group and lets it run. One that
+// Windows does not let run is ended. Gives back 0 or the error code.
+DWORD resume_in_group(const PROCESS_INFORMATION &child, owned_handle &group) {
+  group = group_of(child.hProcess);
+  if (ResumeThread(child.hThread) != static_cast<DWORD>(-1)) {
+    return 0;
+  }
+  const DWORD error = GetLastError();
+  (void)TerminateProcess(child.hProcess, 1);
+  return error;
+}
+
+}  // namespace
+
+started_process start_process(const std::string &command, const start_settings &settings) {
+  started_process started;
+  if (command.size() > longest_command_line) {
+    started.error = ERROR_FILENAME_EXCED_RANGE;  // some systems cut it instead
+    return started;
+  }
+  STARTUPINFOEXA startup{};
+  startup.StartupInfo = startup_of(settings);
   DWORD flags = settings.detached ? DETACHED_PROCESS : 0;
 
   // An empty list would hand on everything.
-  const bool has_heirloom = settings.output != nullptr || settings.error != nullptr;
+  const bool has_heirloom =
+      settings.input != nullptr || settings.output != nullptr || settings.error != nullptr;
   std::optional<handle_list> listed;
   if (settings.handles == inheritance::listed && has_heirloom) {
-    listed.emplace(settings.output, settings.error);
+    listed.emplace(startup.StartupInfo);
     startup.lpAttributeList = listed->list;
+    startup.StartupInfo.cb = sizeof startup;
     flags |= EXTENDED_STARTUPINFO_PRESENT;
   }
-
   if (settings.grouped) {
     flags |= CREATE_SUSPENDED;  // it must start nothing before it is in its group
   }
 
+  // The interpreter keeps the setting of the search for its tools; other programs get
+  // the environment without it.
+  std::wstring own_block;
+  void *environment = const_cast<char *>(settings.environment);
+  if (environment == nullptr && !settings.is_interpreter) {
+    own_block = own_environment();
+    environment = own_block.data();
+    flags |= CREATE_UNICODE_ENVIRONMENT;
+  }
+  const std::string interpreter = settings.is_interpreter ? in_system_folder("cmd.exe") : "";
   std::string writable_command = command;  // CreateProcess may write into it
   PROCESS_INFORMATION child{};
-  if (!CreateProcessA(nullptr, writable_command.data(), nullptr, nullptr,
-                      settings.handles == inheritance::all || listed ? TRUE : FALSE, flags,
-                      const_cast<char *>(settings.environment), nullptr, &startup.StartupInfo,
-                      &child)) {
-    started_process failed;
-    failed.error = GetLastError();
-    return failed;
+  {
+    const path_only_search search;
+    if (!CreateProcessA(settings.is_interpreter ? interpreter.c_str() : nullptr,
+                        writable_command.data(), nullptr, nullptr,
+                        settings.handles == inheritance::all || listed ? TRUE : FALSE, flags,
+                        environment, settings.directory, &startup.StartupInfo, &child)) {
+      started.error = GetLastError();
+      return started;
+    }
   }
-  started_process started;
   started.process = own(child.hProcess);
   started.id = child.dwProcessId;
   if (settings.grouped) {
-    started.group = group_of(child.hProcess);
-    (void)ResumeThread(child.hThread);
+    started.error = resume_in_group(child, started.group);
   }
   (void)CloseHandle(child.hThread);
+  if (started.error != 0) {
+    started.process.reset();
+    started.group.reset();
+  }
   return started;
 }
 
@@ -400,21 +562,6 @@ std::optional<std::uint64_t> group_processor_time(void *group) {
   }
   return static_cast<std::uint64_t>(spent.TotalKernelTime.QuadPart) +
          static_cast<std::uint64_t>(spent.TotalUserTime.QuadPart);
-}
-
-int run_in_console(const std::string &command) {
-  return std::system(command.c_str());
-}
-
-void run_and_discard_output(const std::string &command) {
-  std::FILE *output = _popen(command.c_str(), "r");
-  if (output == nullptr) {
-    return;
-  }
-  char buffer[128];
-  while (std::fread(buffer, 1, sizeof buffer, output) > 0) {
-  }
-  (void)_pclose(output);
 }
 
 void write_shared_number(std::uint64_t mapping_handle, std::uint32_t number) {
@@ -460,11 +607,14 @@ void interrupt_thread(void *thread) {
   (void)CancelSynchronousIo(thread);  // fails when the thread hangs in nothing
 }
 
+// Windows ends it a little later, and until then it uses what belongs to the caller.
 void terminate_thread(void *thread) {
+  constexpr DWORD longest_end = 5'000;  // milliseconds
 #ifdef _MSC_VER
 #pragma warning(suppress : 6258)
 #endif
   (void)TerminateThread(thread, 0);
+  (void)WaitForSingleObject(thread, longest_end);
 }
 
 bool wait_for(void *handle, unsigned long milliseconds) {
@@ -487,6 +637,21 @@ void set_event(void *event) {
 }
 
 // ---- Message boxes ------------------------------------------------------------------------
+
+// A service, a task without a session and a task on a node have a window station
+// that nobody looks at. A box would come up there, and wait for ever.
+bool boxes_are_visible() {
+  const auto own_station = library_function<decltype(&GetProcessWindowStation)>(
+      window_library(), "GetProcessWindowStation");
+  const auto ask = library_function<decltype(&GetUserObjectInformationA)>(
+      window_library(), "GetUserObjectInformationA");
+  USEROBJECTFLAGS flags{};
+  if (own_station == nullptr || ask == nullptr ||
+      !ask(own_station(), UOI_FLAGS, &flags, sizeof flags, nullptr)) {
+    return true;  // Windows does not tell: the box says by itself when it cannot be shown
+  }
+  return (flags.dwFlags & WSF_VISIBLE) != 0;
+}
 
 int show_message_box(const std::string &caption, const std::string &text, unsigned style) {
   const auto message_box =
@@ -528,8 +693,10 @@ void close_message_boxes(unsigned long thread_id) {
 
 // ---- Network paths ------------------------------------------------------------------------
 
-void *load_library(const char *name) {
-  return LoadLibraryA(name);
+// With its whole path, and its own libraries from that folder: the flag that names
+// the system's folder to Windows is not known to every Windows 7.
+void *load_system_library(const char *name) {
+  return LoadLibraryExA(in_system_folder(name).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
 }
 
 void free_library(void *library) {

@@ -3,8 +3,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cfloat>
 #include <cmath>
-#include <cstdlib>
+#include <cstdint>
 
 #include "core/command_runner.h"
 #include "core/environment.h"
@@ -24,7 +25,8 @@ namespace {
 
 constexpr std::size_t shortened_command_limit = 1024;
 constexpr float default_submit_wait = 60.0F;     // seconds
-constexpr unsigned long wake_up_interval = 100;  // milliseconds
+constexpr std::uint64_t wake_up_interval = 100;  // milliseconds
+constexpr std::uint64_t no_limit = ~std::uint64_t{0};
 constexpr int submit_trace_line = 3432;
 constexpr int inside_job_trace_line = 3448;
 
@@ -74,41 +76,59 @@ void print_submit_output(void *stream_holder) {
   platform::set_event(job_event);
 }
 
-// CCP_JOB_SUBMIT_WAIT_TIME in milliseconds; what is no number leaves 60 seconds.
-unsigned long submit_wait() {
+// Without a monitor the main thread hears the submit command out.
+void hear_submit_output(text_reader &output) {
+  std::string line;
+  while (read_line(output, line)) {
+    const int job_id = parse_job_id(line);
+    print_text(platform::standard_stream::output, line);
+    if (job_id >= 0) {
+      state.scheduler_job_id = job_id;
+    }
+  }
+}
+
+// CCP_JOB_SUBMIT_WAIT_TIME in milliseconds; what is no number leaves 60 seconds, a
+// negative number is no limit.
+std::uint64_t submit_wait() {
   float seconds = default_submit_wait;
   if (const auto wait_time = env_text("CCP_JOB_SUBMIT_WAIT_TIME")) {
     print("\nCCP_JOB_SUBMIT_WAIT_TIME = %s\n", wait_time->c_str());
-    char *end = nullptr;
-    const float value = std::strtof(wait_time->c_str(), &end);
-    if (end != wait_time->c_str() && std::isfinite(value)) {
-      seconds = value;
-    }
+    const double value = to_decimal(*wait_time).value_or(default_submit_wait);
+    seconds = std::fabs(value) <= FLT_MAX ? static_cast<float>(value) : default_submit_wait;
   }
-  const double milliseconds = static_cast<double>(seconds) * 1000.0;
-  constexpr double longest = static_cast<double>(platform::wait_forever - 1);
-  return static_cast<unsigned long>(std::fmin(std::fmax(milliseconds, 0.0), longest));
+  constexpr double longest = 4e15;  // as good as none
+  return seconds < 0.0F
+             ? no_limit
+             : static_cast<std::uint64_t>(std::min(static_cast<double>(seconds) * 1000.0, longest));
 }
 
-// Waits until the monitor has seen the answer; false when the time ran out.
+// Waits until the monitor has seen the answer or the time is over.
 //
 // The event's name is known to every launcher on the machine, so that another
 // one may set it or take it: the flag decides, the event only wakes us early.
+void wait_for_monitor(void *event, std::uint64_t limit) {
+  const std::uint64_t start = platform::elapsed_ms();
+  for (std::uint64_t waited = 0; waited < limit && !submit_answered;
+       waited = platform::elapsed_ms() - start) {
+    const auto slice = static_cast<unsigned long>(std::min(wake_up_interval, limit - waited));
+    if (platform::wait_for(event, slice) && !submit_answered) {
+      platform::sleep_ms(1);  // woken for another launcher's answer
+    }
+  }
+}
+
+// Hears the submit command until it has answered; false when the time ran out.
 bool wait_for_submit_answer(text_reader *output, void *event) {
   submitted_job_id = -1;
   submit_answered = false;
   job_event = event;
-  const unsigned long limit = submit_wait();
+  const std::uint64_t limit = submit_wait();
   if (start_monitor(print_submit_output, output) == 0) {
-    stop_current_run();  // nobody listens to it
-    return false;
+    hear_submit_output(*output);
+    return true;
   }
-  for (unsigned long waited = 0; waited < limit && !submit_answered;) {
-    const unsigned long slice = std::min(wake_up_interval, limit - waited);
-    // Woken for another launcher's answer counts as the shortest time, so that an
-    // event which somebody keeps set cannot make the wait endless.
-    waited += platform::wait_for(event, slice) ? 1 : slice;
-  }
+  wait_for_monitor(event, limit);
   if (submit_answered) {
     finish_monitor();
   } else {
@@ -136,6 +156,7 @@ void submit_and_watch(const std::string &command) {
     const platform::created_event created = platform::create_event("for_print_thread");
     if (!created.event) {
       print_error("\nError in CreateEvent, error ID = %d!\n", static_cast<int>(created.error));
+      hear_submit_output(*output);  // or the job is released before its task is there
     } else {
       if (!wait_for_submit_answer(output, created.event.get())) {
         // In the console, so that the tool can ask for what it seems to wait for.
@@ -192,7 +213,7 @@ bool submit_scheduler_job(command_line &command) {
     if (*head == inside_job) {
       trace("args", command.text, inside_job_trace_line);
       record_launch_started(std::nullopt);
-      state.solver_status = run_in_console(command.text);
+      state.solver_status = run_in_console(command.text, console_output::own_when_given);
       record_launch_status(*state.solver_status);
       watch_scheduler_job();
     } else {

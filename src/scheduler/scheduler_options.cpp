@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 
 #include "core/command_runner.h"
 #include "core/environment.h"
@@ -44,10 +45,6 @@ std::string quote_directory(const std::string &directory) {
   return quote(directory + (directory.ends_with('\\') ? "." : ""));
 }
 
-bool is_network_path(const std::string &path) {
-  return path.starts_with("\\\\") || path.starts_with("//");
-}
-
 // What a task asks for.
 void append_allocation(command_line &command) {
   append(command, " /exclusive:false", "its nodes may run other jobs as well");
@@ -73,28 +70,31 @@ int scheduler_processor_count() {
   if (!env_is_set("NP_PER_NODE") || !env_is_set("NUMBER_OF_PROCESSORS")) {
     return state.num_procs;
   }
-  // Calculated wide, so that odd numbers cannot overflow; Windows counts in 32 bits.
+  // Calculated wide, so that odd numbers cannot overflow.
   const std::int64_t per_node = env_number("NP_PER_NODE");
   const std::int64_t processors = env_number("NUMBER_OF_PROCESSORS");
   if (per_node * processors < 1) {
     return state.num_procs;
   }
-  const auto whole_machines = static_cast<std::int32_t>(processors * state.num_procs);
-  return std::max(static_cast<std::int32_t>(whole_machines / per_node), state.num_procs);
+  const std::int64_t whole_machines = processors * state.num_procs / per_node;
+  return static_cast<int>(
+      std::clamp<std::int64_t>(whole_machines, state.num_procs, std::numeric_limits<int>::max()));
 }
 
 int check_scheduler_credentials() {
   if (credential_checks_are_off()) {
     return 0;
   }
+  // Behind two interpreters: each takes a pair of quotes off.
+  const std::string pair = interpreter_pair(state.ccp_job_command);
   command_line command;
-  append(
-      command,
-      format_text("cmd.exe /c %s submit /scheduler:%s /jobname:\"ORBEX ZEPHON Credential Check\" ",
-                  state.ccp_job_command.c_str(), chars_of(head_node())),
-      "credentials");
+  append(command,
+         format_text("cmd.exe /c %s%s submit /scheduler:%s "
+                     "/jobname:\"ORBEX ZEPHON Credential Check\" ",
+                     pair.c_str(), state.ccp_job_command.c_str(), chars_of(head_node())),
+         "credentials");
   append_scheduler_options(command, scheduled::job);
-  append(command, " cmd.exe /C ver", "and does nothing else");
+  append(command, " cmd.exe /C ver" + pair, "and does nothing else");
   trace("buf", command.text, credential_trace_line);
   return run_in_console(command.text);
 }

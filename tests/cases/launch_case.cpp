@@ -15,7 +15,7 @@ namespace {
 std::vector<word> words_of_world(const std::string &world) {
   return {{"world", world},
           {"work", world + "\\work"},
-          {"path", "C:\\windows\\system32;C:\\windows"},
+          {"path", "C:\\windows\\system32;C:\\windows;" + world},
           {"launcher", world + "\\mpirun.exe"},
           {"solver", world + "\\solver.exe"},
           {"prod", world + "\\prod"},
@@ -220,6 +220,23 @@ texts with_programs_in_quotes(texts lines) {
   return lines;
 }
 
+// Whether a command, whatever its quotes, starts this program, which is named by the end
+// of its path: "C:\my mpi"\mpiexec.exe -np 4 starts \my mpi\mpiexec.exe. One without a folder
+// may be named without its ending too: job view starts job.exe.
+bool starts_program(std::string_view command, std::string program) {
+  std::string plain(command);
+  plain.erase(std::remove(plain.begin(), plain.end(), '"'), plain.end());
+  const bool in_a_folder = program.find('\\') != std::string::npos;
+  if (!in_a_folder && !plain.starts_with(program)) {
+    program.resize(std::min(program.find(".exe"), program.size()));
+  }
+  const auto at = plain.find(program);
+  const auto end = at + program.size();
+  // Not one that the command only names behind its options.
+  return at <= (in_a_folder ? plain.find('/') : 0) && at != std::string::npos &&
+         (end == plain.size() || plain[end] == ' ');
+}
+
 }  // namespace
 
 std::string write_out(const std::vector<word> &words, std::string_view text) {
@@ -298,6 +315,13 @@ tool_command split_command(const std::string &command, const std::string &world)
                                                   : 0;
   return {command.substr(start, end - start),
           behind == std::string::npos ? "" : command.substr(behind)};
+}
+
+bool calls(const std::string &command, const tool &tool, const std::string &world) {
+  constexpr std::string_view interpreter = "cmd.exe /c ";
+  return starts_program(
+      std::string_view(command).substr(command.starts_with(interpreter) ? interpreter.size() : 0),
+      split_command(tool.command, world).program);
 }
 
 std::string as_written(const std::string &text) {

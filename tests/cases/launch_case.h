@@ -37,7 +37,8 @@ struct file {
 // A program that the launcher starts, and what it answers. The command is its path up
 // to ".exe" and a text that has to stand behind it; the first tool that fits answers.
 //   {"{mpich2}\\bin\\smpd.exe -status", "smpd running\n"}
-// It lies in the world's folder; a name alone is found by Windows: {"job.exe view"}.
+// It lies in the world's folder, which is on PATH for a name alone: {"job.exe view"}. Behind
+// a second interpreter it is the same tool.
 struct tool {
   std::string command = {};
   std::string prints = {};     // \n as CR LF, unless there is a CR in it: then as it stands
@@ -131,6 +132,9 @@ struct tool_command {
   std::string piece;    // -status
 };
 tool_command split_command(const std::string &command, const std::string &world);
+
+// Whether a command runs the tool's program, behind a second interpreter too.
+bool calls(const std::string &command, const tool &tool, const std::string &world);
 
 // A text as it stands in an output: \n as CR LF, unless there is a CR in it.
 std::string as_written(const std::string &text);

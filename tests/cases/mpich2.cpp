@@ -226,7 +226,8 @@ launch_family mpich2_home_family() {
                 .starts = {"..\\my own\\bin\\mpiexec.exe  -localonly  -np 4  -channel shm  solver"},
                 .output =
                     "\n***\n*** User defined: MPICH2_HOME=..\\my own\n*** Make sure the same "
-                    "MPICH2 version is installed on all the used machines!\n***\n1.2.1p1\n\n"}},
+                    "MPICH2 version is installed on all the used machines!\n***\n1.2.1p1\n\n"},
+           .only_scripted = "the interpreter ends the tool's name at the blank"},
           {.name = "IsShownOnceWithItsVersion",
            .variables = {{"ZEPHON_HOSTS_FILE", "..\\hosts"}},
            .tools = {{"{world}\\own\\bin\\smpd.exe -version", "1.2.1p1\n"},

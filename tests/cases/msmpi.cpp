@@ -304,7 +304,7 @@ launch_family msmpi_task_family() {
                     .output = "Cannot connect to head\n"}},
           {.name = "ChecksTheCredentialsBeforeTheSubmission",
            .variables = {{"ZEPHON_CRED_CHECK", std::nullopt}},
-           .tools = {{"cmd.exe /c job submit"}},
+           .tools = {{"job.exe Check"}},
            .then = refused(
                {"{listenvs}",
                 "cmd.exe /c job submit /scheduler:head /jobname:\"ORBEX ZEPHON "

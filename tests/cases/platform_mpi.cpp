@@ -450,16 +450,17 @@ launch_family platform_mpi_task_family() {
                          {"ZEPHON_CRED_CHECK", std::nullopt},
                          {"ZP_CCP_JOB_COMMAND", "\"..\\my hpc\\job.exe\""},
                          {"ORBEX_DONT_CACHE_PASSWORD", "1"}},
-           .tools = {{"cmd.exe /c", "", "", 1},  // which does not matter
+           .tools = {{"{world}\\my hpc\\job.exe Check", "", "", 1},  // which does not matter
                      {"{world}\\my hpc\\job.exe new", ""}},
            .arguments = {"--cnf=..\\plain hosts"},
            .then =
-               {.asks = {R"(cmd.exe /c "..\my hpc\job.exe" submit /scheduler:head /jobname:"ORBEX )"
-                         R"(ZEPHON Credential Check"  /jobtemplate:big  /nodegroup:fast  )"
-                         R"(/priority:High  cmd.exe /C ver)",
-                         R"("..\my hpc\job.exe" new /scheduler:head /jobname:"ORBEX ZEPHON" )"
-                         R"(/numsockets:4  /jobtemplate:big  /nodegroup:fast  /priority:High  )"
-                         R"(/askednodes:alpha,beta )"},
+               {.asks =
+                    {R"(cmd.exe /c ""..\my hpc\job.exe" submit /scheduler:head /jobname:"ORBEX )"
+                     R"(ZEPHON Credential Check"  /jobtemplate:big  /nodegroup:fast  )"
+                     R"(/priority:High  cmd.exe /C ver")",
+                     R"("..\my hpc\job.exe" new /scheduler:head /jobname:"ORBEX ZEPHON" )"
+                     R"(/numsockets:4  /jobtemplate:big  /nodegroup:fast  /priority:High  )"
+                     R"(/askednodes:alpha,beta )"},
                 .output = "\n***\n*** User defined: CCP_USER_FLAGS=/priority:High\n***\n"
                           "\n***\n*** User defined: CCP_USER_FLAGS=/priority:High\n***\n"}},
           {.name = "ShowsItsJobForPtraceAndTraces",

@@ -31,4 +31,14 @@ ended_child run(const std::string &command, platform::start_settings settings) {
   return ended;
 }
 
+std::string interpreter_line(const std::string &command) {
+  const std::string pair = command.starts_with('"') ? "\"" : "";
+  return "cmd.exe /c " + pair + command + pair;
+}
+
+ended_child interpret(const std::string &command, platform::start_settings settings) {
+  settings.is_interpreter = true;
+  return run(interpreter_line(command), settings);
+}
+
 }  // namespace door

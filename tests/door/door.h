@@ -78,4 +78,8 @@ struct ended_child {
 // Runs a command to its end with its output in a pipe.
 ended_child run(const std::string &command, platform::start_settings settings = {});
 
+// The same behind the command interpreter, whose line and settings these are.
+std::string interpreter_line(const std::string &command);
+ended_child interpret(const std::string &command, platform::start_settings settings = {});
+
 }  // namespace door

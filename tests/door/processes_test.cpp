@@ -65,14 +65,27 @@ TEST(DoorProcesses, TakeALongCommandLineAndRefuseATooLongOne) {
   std::string command = command_of({.output = "x"}) + " ";
   command.append(32'000 - command.size(), 'x');
   EXPECT_EQ("x", door::run(command).output);
-  command.append(1'000, 'x');
-  EXPECT_NE(0U, door::run(command).error);
+  command.append(platform::longest_command_line + 1 - command.size(), 'x');
+  EXPECT_EQ(206U, door::run(command).error);
+  command.pop_back();
+  EXPECT_EQ("x", door::run(command).output);
 }
 
 TEST(DoorProcesses, OfTheInterpreterTellWhatItDoesNotKnow) {
-  const door::ended_child ended = door::run("cmd.exe /c no_such_program_anywhere");
+  const door::ended_child ended = door::interpret("no_such_program_anywhere");
   EXPECT_NE(std::string::npos, ended.output.find("no_such_program_anywhere"));
   EXPECT_NE(0U, ended.status);
+}
+
+TEST(DoorProcesses, RunBehindTheSystemsOwnInterpreter) {
+  const std::string command = command_of({.output = "x", .status = 7});
+  const auto path = platform::get_variable("PATH");
+  EXPECT_EQ(0U, platform::put_variable("COMSPEC=C:\\no\\such\\interpreter.exe"));
+  EXPECT_EQ(0U, platform::put_variable("PATH=C:\\no\\such\\folder"));
+  const door::ended_child ended = door::interpret(command);
+  EXPECT_EQ(0U, platform::put_variable("PATH=" + path.value_or("")));
+  EXPECT_EQ("x", ended.output);
+  EXPECT_EQ(7U, ended.status);
 }
 
 TEST(DoorProcesses, AreActiveUntilTheyEnd) {
@@ -90,8 +103,11 @@ TEST(DoorProcesses, AreActiveUntilTheyEnd) {
 
 TEST(DoorProcesses, GoOnWithoutTheInterpreterThatStartedThem) {
   auto pipe = platform::create_pipe();
+  start_settings settings = into(*pipe);
+  settings.is_interpreter = true;
   const auto started = platform::start_process(
-      "cmd.exe /c " + command_of({.output = "1", .stays = 300, .last_words = "2"}), into(*pipe));
+      door::interpreter_line(command_of({.output = "1", .stays = 300, .last_words = "2"})),
+      settings);
   pipe->write_end.reset();
   char letter = 0;
   EXPECT_EQ(1U, platform::read_some(pipe->read_end.get(), &letter, 1));
@@ -105,8 +121,10 @@ TEST(DoorProcesses, EndWithAllThatTheyStartedAsAGroup) {
   auto pipe = platform::create_pipe();
   start_settings settings = into(*pipe);
   settings.grouped = true;
+  settings.is_interpreter = true;
   const auto started = platform::start_process(
-      "cmd.exe /c " + command_of({.output = "1", .stays = long_time, .last_words = "2"}), settings);
+      door::interpreter_line(command_of({.output = "1", .stays = long_time, .last_words = "2"})),
+      settings);
   ASSERT_TRUE(started.group);
   pipe->write_end.reset();
   char letter = 0;
@@ -124,7 +142,8 @@ TEST(DoorProcesses, HaveAGroupOnlyWhenAsked) {
 TEST(DoorProcesses, HaveAProcessorTimeWithAllThatTheyStarted) {
   start_settings settings;
   settings.grouped = true;
-  const auto started = platform::start_process("cmd.exe /c " + command_of({}), settings);
+  settings.is_interpreter = true;
+  const auto started = platform::start_process(door::interpreter_line(command_of({})), settings);
   ASSERT_TRUE(started.group);
   EXPECT_TRUE(platform::wait_for(started.process.get(), long_enough));
   const auto own = platform::processor_time(started.process.get());

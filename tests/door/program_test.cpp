@@ -51,15 +51,13 @@ void say_on_both_streams() {
                             4);
 }
 
-void run_in_console() {
-  platform::exit_program(
-      platform::run_in_console(door::command_of({.output = "shown", .status = 7})));
-}
-
-void run_and_discard_output() {
-  platform::run_and_discard_output(
-      door::command_of({.output = std::string(1'000, 'x'), .times = 100, .error = "error"}));
-  say("after it");
+void end_in_a_function() {
+  platform::at_exit([] { say(" last"); });
+  platform::at_exit([] {
+    say("first");
+    platform::exit_program(4);
+  });
+  platform::exit_program(3);
 }
 
 void look_for_handles() {
@@ -197,6 +195,12 @@ TEST(DoorVariables, RefuseATextWithoutAName) {
 
 // ---- Standard output and error, and commands in the launcher's own console ----------------
 
+TEST(DoorProgram, EndsOnceMoreInAFunctionThatRunsAtItsEnd) {
+  const door::outcome ended = door::run_program("end_in_a_function");
+  EXPECT_EQ("first last", ended.output);
+  EXPECT_EQ(4U, ended.status);
+}
+
 TEST(DoorOutput, GoesToTheStandardHandles) {
   const door::outcome ended = door::run_program("say_on_both_streams");
   EXPECT_EQ("out\n", ended.output);
@@ -207,27 +211,11 @@ TEST(DoorOutput, IsNothingWithoutAHandle) {
   EXPECT_EQ(3U, door::run_program("look_for_handles").status);
 }
 
-TEST(DoorConsole, RunsACommandAndGivesItsStatus) {
-  const door::outcome ended = door::run_program("run_in_console");
-  EXPECT_EQ("shown", ended.output);
-  EXPECT_EQ(7U, ended.status);
-}
-
-TEST(DoorConsole, DropsTheOutputOfACommandAndWaitsForIt) {
-  const door::outcome ended = door::run_program("run_and_discard_output");
-  EXPECT_EQ("after it", ended.output);
-  EXPECT_EQ("error", ended.error);
-}
-
 }  // namespace
 
 const std::map<std::string, void (*)()> door::programs = {
-    {"end_after_functions", end_after_functions},
-    {"end_on_thread", end_on_thread},
-    {"end_on_two_threads", end_on_two_threads},
-    {"take_ctrl_c", take_ctrl_c},
-    {"say_on_both_streams", say_on_both_streams},
-    {"look_for_handles", look_for_handles},
-    {"run_in_console", run_in_console},
-    {"run_and_discard_output", run_and_discard_output},
+    {"end_after_functions", end_after_functions}, {"end_on_thread", end_on_thread},
+    {"end_on_two_threads", end_on_two_threads},   {"take_ctrl_c", take_ctrl_c},
+    {"say_on_both_streams", say_on_both_streams}, {"look_for_handles", look_for_handles},
+    {"end_in_a_function", end_in_a_function},
 };

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "core/command_runner.h"
 #include "door/door.h"
 #include "platform/platform.h"
 #include "support/fresh_launch.h"
@@ -26,9 +27,8 @@ struct piped_run {
   platform::started_process started;
 };
 
-piped_run run_piped(const std::string &command) {
+piped_run run_piped(const std::string &command, platform::start_settings settings = {}) {
   auto pipe = platform::create_pipe();
-  platform::start_settings settings;
   settings.give_standard_handles = true;
   settings.output = pipe->write_end.get();
   settings.error = pipe->write_end.get();
@@ -37,6 +37,12 @@ piped_run run_piped(const std::string &command) {
   run.started = platform::start_process(command, settings);
   run.output = std::move(pipe->read_end);
   return run;
+}
+
+piped_run run_interpreted(const std::string &command) {
+  platform::start_settings settings;
+  settings.is_interpreter = true;
+  return run_piped("cmd.exe /c " + command, settings);
 }
 
 std::string output_of(const std::string &command) {
@@ -58,8 +64,8 @@ void write_file(const std::string &path, open_mode mode, const std::string &text
 TEST(StandInVariables, AreAsTheTestSays) {
   given_variable("A", "");
   EXPECT_EQ("", platform::get_variable("a"));
-  EXPECT_EQ(0U, platform::put_variable("A=" + std::string(32'766, 'x')));
-  EXPECT_EQ(206U, platform::put_variable("A=" + std::string(32'767, 'x')));
+  EXPECT_EQ(0U, platform::put_variable("A=" + std::string(32'765, 'x')));
+  EXPECT_EQ(206U, platform::put_variable("A=" + std::string(32'766, 'x')));
   given_no_variable("A");
   given_refused_variables(1450);
   EXPECT_EQ(1450U, platform::put_variable("A=1"));
@@ -160,7 +166,7 @@ TEST(StandInTools, PrintInTheirTimeAndAreRecorded) {
              prints("one\n").then_prints_error("two\n", 200).exits_with(3).used_time(70));
   EXPECT_TRUE(platform::write_all(own_output(), "before", 6));
   platform::sleep_ms(30);
-  const piped_run run = run_piped("cmd.exe /c job view 7");
+  const piped_run run = run_interpreted("job view 7");
   EXPECT_EQ("one\ntwo\n", door::read_to_end(run.output.get()));
   EXPECT_EQ(230U, now());
   EXPECT_EQ(3U, platform::exit_code(run.started.process.get()));
@@ -211,9 +217,19 @@ TEST(StandInTools, AreRefusedAsWindowsRefusesThem) {
   EXPECT_EQ(0U, platform::start_process(std::string(32'766, 'x'), {}).error);
   EXPECT_EQ(206U, platform::start_process(std::string(32'767, 'x'), {}).error);
   EXPECT_EQ("The command line is too long.\r\n",
-            output_of("cmd.exe /c " + std::string(8'181, 'x')));
+            door::read_to_end(run_interpreted(std::string(8'181, 'x')).output.get()));
   given_no_command_interpreter();
-  EXPECT_EQ(-1, platform::run_in_console("ver"));
+  EXPECT_EQ(-1, run_in_console("ver"));
+}
+
+TEST(StandInTools, LoseTheOuterQuotesInTheInterpreter) {
+  given_tool_with("", prints(""));
+  (void)run_interpreted("\"C:\\my tools\\x.exe\"");
+  (void)run_interpreted("\"C:\\tools\\x.exe\" a \"b c\"");
+  (void)run_interpreted("\"\"C:\\my (x86)\\x.exe\" a\"");
+  EXPECT_EQ(
+      (texts{"\"C:\\my tools\\x.exe\"", "C:\\tools\\x.exe\" a \"b c", "\"C:\\my (x86)\\x.exe\" a"}),
+      commands());
 }
 
 TEST(StandInTools, StillRunAfterTheirOutputIsClosedUntilTheirTimeHasCome) {
@@ -234,6 +250,7 @@ TEST(StandInTools, GoOnWithoutTheirInterpreterButNotWithoutTheirGroup) {
   given_tool("t", prints("1").stays());
   platform::start_settings settings;
   settings.grouped = true;
+  settings.is_interpreter = true;
   const auto started = platform::start_process("cmd.exe /c t", settings);
   platform::terminate_process(started.process.get(), 9);
   EXPECT_TRUE(process_runs(started.id));
@@ -271,8 +288,8 @@ TEST(StandInTools, PrintOnTheLaunchersOwnOutputOrIntoAFile) {
 
 TEST(StandInTools, RunInTheConsoleOrWithTheirOutputDropped) {
   given_tool("t", prints("out").does([] { given_file("C:\\made", "1"); }));
-  EXPECT_EQ(0, platform::run_in_console("t"));
-  platform::run_and_discard_output("t");
+  EXPECT_EQ(0, run_in_console("t"));
+  run_without_output("t");
   EXPECT_TRUE(file_exists("C:\\made"));
   EXPECT_EQ((texts{"t", "t"}), commands());
   EXPECT_EQ(start_way::in_console, started_commands().at(0).way);
@@ -461,12 +478,12 @@ TEST(StandInProgram, KnowsWhatTheTestSays) {
 
 TEST(StandInNetwork, KnowsTheUniversalNamesOfItsDrives) {
   given_network_drive("X:", "\\\\server\\share");
-  void *library = platform::load_library("MPR.dll");
+  void *library = platform::load_system_library("MPR.dll");
   EXPECT_EQ("\\\\server\\share\\a", platform::universal_name(library, "x:\\a"));
   platform::free_library(library);
   EXPECT_EQ(1U, times_loaded("mpr.dll"));
   given_no_library("mpr.dll");
-  EXPECT_EQ(nullptr, platform::load_library("mpr.dll"));
+  EXPECT_EQ(nullptr, platform::load_system_library("mpr.dll"));
 }
 
 TEST(StandInLaunch, BeginsWithAFreshStateAndItsArguments) {
@@ -591,7 +608,7 @@ TEST_F(StandInFailures, AreHandlesOfAThreadThatWasEnded) {
 }
 
 TEST_F(StandInFailures, AreLibrariesThatStayLoadedOrAreReleasedTwice) {
-  void *library = platform::load_library("mpr.dll");
+  void *library = platform::load_system_library("mpr.dll");
   check_world();
   platform::free_library(library);
   platform::free_library(library);

@@ -160,8 +160,8 @@ TEST(DoorBoxes, CloseOnlyOnTheirOwnThread) {
 // ---- Libraries and network paths ----------------------------------------------------------
 
 TEST(DoorLibraries, AreLoadedByNameAndKnowNoUniversalNameOfALocalPath) {
-  EXPECT_EQ(nullptr, platform::load_library("no_such_library_anywhere.dll"));
-  void *library = platform::load_library("mpr.dll");
+  EXPECT_EQ(nullptr, platform::load_system_library("no_such_library_anywhere.dll"));
+  void *library = platform::load_system_library("mpr.dll");
   ASSERT_NE(nullptr, library);
   EXPECT_EQ(std::nullopt, platform::universal_name(library, "C:\\windows"));
   platform::free_library(library);

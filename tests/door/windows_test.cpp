@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <string>
 
 #include "door/door.h"
@@ -40,7 +42,7 @@ TEST(WindowsDoor, HandsVariablesAndTheDirectoryOnToChildren) {
   EXPECT_EQ(0U, platform::put_variable("DOOR_TEST="));
   const std::string folder = door::make_folder();
   door::change_directory(folder);
-  EXPECT_EQ(folder + "\r\n", door::run("cmd.exe /c cd").output);
+  EXPECT_EQ(folder + "\r\n", door::interpret("cd").output);
   door::remove_folder(folder);
 }
 
@@ -76,21 +78,52 @@ TEST(WindowsDoor, CountsProcessorTime) {
   EXPECT_LE(fifty_milliseconds, used);
 }
 
-TEST(WindowsDoor, GivesMinusOneWithoutACommandInterpreter) {
-  const std::string command = door::command_of({.status = 7});
-  const auto interpreter = platform::get_variable("COMSPEC");
-  const auto path = platform::get_variable("PATH");
-  ASSERT_TRUE(interpreter && path);
-  EXPECT_EQ(0U, platform::put_variable("COMSPEC=C:\\no\\such\\interpreter.exe"));
-  EXPECT_EQ(0U, platform::put_variable("PATH=C:\\no\\such\\folder"));
-  const int status = platform::run_in_console(command);
-  EXPECT_EQ(0U, platform::put_variable("PATH=" + *path));
-  EXPECT_EQ(0U, platform::put_variable("COMSPEC=" + *interpreter));
-  EXPECT_TRUE(status == -1 || status == 7) << status;  // the runtime may fall back to cmd.exe
+TEST(WindowsDoor, KeepsTheInterpreterFromProgramsInTheCurrentFolder) {
+  const std::string show = "echo %NoDefaultCurrentDirectoryInExePath%";
+  EXPECT_EQ("1\r\n", door::interpret(show).output);
+  EXPECT_EQ("%NoDefaultCurrentDirectoryInExePath%\r\n", door::run("cmd.exe /c " + show).output);
+  EXPECT_EQ(0U, platform::put_variable("NoDefaultCurrentDirectoryInExePath=mine"));
+  EXPECT_EQ("mine\r\n", door::interpret(show).output);
+  EXPECT_EQ("mine\r\n", door::run("cmd.exe /c " + show).output);
+  EXPECT_EQ(0U, platform::put_variable("NoDefaultCurrentDirectoryInExePath="));
+}
+
+TEST(WindowsDoor, FindsNoBareProgramInTheCurrentFolder) {
+  const std::string folder = door::make_folder();
+  std::filesystem::copy_file(platform::windows_directory() + "\\system32\\cmd.exe",
+                             folder + "\\planted.exe");
+  door::change_directory(folder);
+  EXPECT_EQ(2U, door::run("planted.exe /c exit 5").error);
+  EXPECT_EQ(2U, door::run("planted /c exit 5").error);
+  EXPECT_EQ(5U, door::run(".\\planted.exe /c exit 5").status);
+  door::remove_folder(folder);
+}
+
+TEST(WindowsDoor, StartsAProgramInAnotherFolder) {
+  platform::start_settings settings;
+  const std::string folder = platform::windows_directory();
+  settings.directory = folder.c_str();
+  const std::string seen = door::interpret("cd", settings).output;
+  EXPECT_EQ(0, _stricmp((folder + "\r\n").c_str(), seen.c_str())) << seen;
+}
+
+TEST(WindowsDoor, GivesAProgramNothingToRead) {
+  const auto nothing = platform::open_null_input();
+  platform::start_settings settings;
+  settings.input = nothing.get();
+  settings.handles = platform::inheritance::listed;
+  EXPECT_NE(std::string::npos,
+            door::interpret("set /p x= & echo read", settings).output.find("read"));
+}
+
+TEST(WindowsDoor, WaitsForTheEndOfAThreadThatItEnds) {
+  const auto sleeper = platform::start_thread([](void *) { Sleep(INFINITE); }, nullptr);
+  platform::terminate_thread(sleeper.thread.get());
+  EXPECT_TRUE(platform::wait_for(sleeper.thread.get(), 0));
 }
 
 TEST(WindowsDoor, KnowsNoUniversalNameWhereTheFunctionIsMissing) {
-  void *library = platform::load_library("kernel32.dll");
+  void *library = platform::load_system_library("kernel32.dll");
   ASSERT_NE(nullptr, library);
   EXPECT_EQ(std::nullopt, platform::universal_name(library, "X:\\a"));
   platform::free_library(library);

@@ -53,26 +53,6 @@ std::vector<std::string> captions(const std::vector<box_driver::button> &buttons
   return all;
 }
 
-// What the stand-in mpr.dll answers when its buffer has that size. Under another
-// name, as Wine would load its own library by the right one.
-std::pair<DWORD, std::string> universal_name(const std::string &path, DWORD size) {
-  const auto library = in_world("stand_in.dll");
-  std::filesystem::copy_file(built_stand_in_mpr(), library);
-  const HMODULE loaded = LoadLibraryA(library.c_str());
-  EXPECT_NE(nullptr, loaded);
-  using function = DWORD(WINAPI *)(LPCSTR, DWORD, LPVOID, LPDWORD);
-  void *const found = reinterpret_cast<void *>(GetProcAddress(loaded, "WNetGetUniversalNameA"));
-  std::vector<ULONG_PTR> buffer(1024);
-  const DWORD result = reinterpret_cast<function>(found)(path.c_str(), UNIVERSAL_NAME_INFO_LEVEL,
-                                                         buffer.data(), &size);
-  auto name = std::to_string(size);
-  if (result == NO_ERROR) {
-    name = reinterpret_cast<UNIVERSAL_NAME_INFOA *>(buffer.data())->lpUniversalName;
-  }
-  FreeLibrary(loaded);
-  return {result, name};
-}
-
 owned_handle inheritable_event() {
   SECURITY_ATTRIBUTES inheritable = {sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
   return owned_handle(CreateEventA(&inheritable, TRUE, FALSE, nullptr));
@@ -251,25 +231,15 @@ TEST(ScriptedTool, WritesDownTheHandlesItInherited) {
             only_start_of("tool.exe").handles);
 }
 
-TEST(ScriptedTool, PassesACommandOnToTheRealInterpreter) {
-  given_command_interpreter("run C:\\windows\\system32\\cmd.exe {arguments}\n");
-  auto run = start_program("cmd.exe", "cmd.exe /c echo some  words&& exit 7");
-  wait_for_everything(run);
-  EXPECT_EQ("some  words\r\n", run.output);
-  EXPECT_EQ(7U, run.status);
-  EXPECT_EQ("cmd.exe /c echo some  words&& exit 7", only_start_of("cmd.exe").command_line);
-}
-
-TEST(ScriptedTool, PassesACommandOnWithoutAnInterpreter) {
+TEST(ScriptedTool, KnowsTheLineOfTheInterpreterBeforeIt) {
   given_tool("bin\\tool.exe", "out here\nexit 4\n");
-  given_command_interpreter();
-  auto run =
-      start_program("cmd.exe", "cmd.exe /c \"" + in_world("bin\\tool.exe") + "\"  a \"b c\"");
+  const std::string line =
+      "cmd.exe /c cmd.exe /c \"" + in_quotes(in_world("bin\\tool.exe")) + "  a \"b c\"\"";
+  auto run = start_program(std::string(std::getenv("SystemRoot")) + "\\system32\\cmd.exe", line);
   wait_for_everything(run);
   EXPECT_EQ("here", run.output);
   EXPECT_EQ(4U, run.status);
-  EXPECT_EQ("\"" + in_world("bin\\tool.exe") + "\"  a \"b c\"",
-            only_start_of("bin\\tool.exe").command_line);
+  EXPECT_EQ(line, only_start_of("bin\\tool.exe").interpreter_line);
 }
 
 TEST(ScriptedTool, LeavesAnotherProgramRunning) {
@@ -381,24 +351,4 @@ TEST(Bench, LeavesABoxAloneWhenItIsTold) {
   wait_for_boxes(run, 1);
   given_time_limit(100);
   EXPECT_NONFATAL_FAILURE(wait_for_end(run), "time limit reached");
-}
-
-TEST(StandInMpr, KnowsAMappedDrive) {
-  _putenv("MAPPED_DRIVES=Y:=\\\\other\\one;X:=\\\\server\\share");
-  const auto found = universal_name("x:\\a b\\c", 1024);
-  EXPECT_EQ(static_cast<DWORD>(NO_ERROR), found.first);
-  EXPECT_EQ("\\\\server\\share\\a b\\c", found.second);
-  _putenv("MAPPED_DRIVES=");
-}
-
-TEST(StandInMpr, SaysHowMuchRoomItNeeds) {
-  _putenv("MAPPED_DRIVES=X:=\\\\server\\share");
-  const auto found = universal_name("X:\\a", 20);
-  EXPECT_EQ(static_cast<DWORD>(ERROR_MORE_DATA), found.first);
-  EXPECT_EQ("25", found.second);  // a pointer, \\\\server\\share\\a and its zero byte
-  _putenv("MAPPED_DRIVES=");
-}
-
-TEST(StandInMpr, RefusesAnyOtherPath) {
-  EXPECT_EQ(static_cast<DWORD>(ERROR_NOT_CONNECTED), universal_name("C:\\a", 1024).first);
 }

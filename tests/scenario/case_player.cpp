@@ -18,8 +18,6 @@ namespace {
 
 namespace files = std::filesystem;
 
-const std::string interpreter = "cmd.exe";
-
 std::string script_of(const cases::tool &tool) {
   std::string script;
   if (tool.times > 0) {
@@ -33,17 +31,12 @@ std::string script_of(const cases::tool &tool) {
 }
 
 void given_tools(const std::vector<cases::tool> &tools) {
-  std::string answers_of_all;
   std::map<std::string, std::string> answers;
   for (const auto &tool : tools) {
     const auto [program, piece] = cases::split_command(tool.command, world().folder);
-    const auto when = escape(piece) + "\n" + script_of(tool);
-    answers_of_all += "asked " + escape(program) + "\nand " + when;
-    answers[program.starts_with('\\') ? program.substr(1) : program] += "when " + when;
+    answers[program.starts_with('\\') ? program.substr(1) : program] +=
+        "when " + escape(piece) + "\n" + script_of(tool);
   }
-  given_command_interpreter(answers_of_all + "when\nnot_found\n");
-  given_variable("COMSPEC", in_world(interpreter));
-  answers.erase(interpreter);  // asked for as a program, it answers as the interpreter
   for (const auto &[program, script] : answers) {
     given_tool(program, script);
   }
@@ -105,11 +98,7 @@ std::string command_arguments(const cases::texts &arguments) {
 void collect_starts(const cases::launch_case &row, cases::seen &what) {
   const auto starts = all_starts();
   for (const auto &start : starts) {
-    if (start.tool == interpreter) {
-      what.asks.emplace_back(scripted_tool::interpreted(start.command_line));
-    } else {
-      what.starts.push_back(start.command_line);
-    }
+    (start.interpreter_line.empty() ? what.starts : what.asks).push_back(command_of(start));
   }
   if (!starts.empty()) {
     what.variables.emplace();

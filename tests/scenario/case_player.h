@@ -5,8 +5,8 @@
 
 namespace scenario {
 
-// Plays a complete row in the world of this thread, whose folder is the row's. A cmd.exe
-// beside the launcher takes each command as the launcher wrote it and answers for the tool.
+// Plays a complete row in the world of this thread, whose folder is the row's. Windows' own
+// interpreter runs what the launcher asks; the tools know with which command it was started.
 cases::seen play_for_real(const cases::launch_case &row);
 
 // Makes a test of each row of each family.

@@ -28,9 +28,7 @@ const faults cut = {fault::dies_in_line};
 const faults late = {fault::ten_megabytes, fault::all_bytes};
 const faults answered = {fault::exits_with_1, fault::crashes, fault::closes_output};
 const faults started = silent + cut + late + answered;
-const faults all_but_interpreter = no_tool + started;
-const faults no_interpreter = {fault::no_interpreter};
-const faults all_faults = no_interpreter + all_but_interpreter;
+const faults all_faults = no_tool + started;
 
 const std::string launch = "the launch";
 
@@ -40,13 +38,6 @@ std::string marked(const std::string &verb, const std::string &mark) {
 
 std::string says(const std::string &text) {
   return "out " + escape(text) + "\n";
-}
-
-// What the launcher says of a command whose interpreter cannot be started; in a rule,
-// of the call's own command.
-const std::string not_run = "{not run}";
-std::string not_run_text(const std::string &command) {
-  return "\nerror : cmd = " + command + "\n\nError in execute command " + command + "\n";
 }
 
 // ---- Worlds -------------------------------------------------------------------------------
@@ -66,6 +57,8 @@ void given_intel() {
   given_release("intel");
   given_variable("ZEPHON_INC_LOCAL_RESERVED", "..\\local");
   given_tool(mpi_folder("1.2.3", "intel") + "\\bin\\mpiexec.exe");
+  given_tool("local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe");
+  given_tool("local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\smpd.exe");
   given_hosts();
 }
 
@@ -87,6 +80,8 @@ void given_platform_mpi_on_hosts() {
 }
 
 void given_head_node() {
+  given_tool("job.exe");
+  given_tool("cluscfg.exe");
   given_variable("USE_CCP", "head");
   given_variable("ZEPHON_CRED_CHECK", "no");
 }
@@ -145,6 +140,7 @@ void given_job_exit_command() {
   given_release("");
   given_variable("ZEPHON_PROD", "lumis");
   given_variable("CANCEL_CCP_JOB_EXIT1", "job modify 5");
+  given_tool("job.exe");
   given_tool("solver.exe");
 }
 
@@ -263,7 +259,6 @@ const call_world platform_mpi_on_hosts = {given_platform_mpi_on_hosts, platform_
 const call_world platform_mpi_on_cluster = {given_platform_mpi_on_cluster, platform_arguments};
 const call_world msmpi_on_cluster = {given_msmpi_on_cluster, msmpi_arguments};
 
-const std::string validate_not_run = not_run_text(intel_tools + "mpiexec.exe -validate");
 const std::string skipped = "\nUser chooses to skip password input, so launching stops!\n\n";
 const std::vector<expected_box> skipping = {password_question("Platform MPI")};
 const expected_box check_services = {"Zephon",
@@ -280,11 +275,15 @@ std::vector<program_call> table() {
        .of = {given_msmpi_that_asks_for_the_password, msmpi_arguments},
        .way = start_way::console,
        .key = "Credential Check",
-       .tool = "work\\job.exe",
+       .command =
+           "cmd.exe /c job submit /scheduler:head /jobname:\"ORBEX ZEPHON Credential Check\"  "
+           "cmd.exe /C ver",
+       .tool = "job.exe",
        .answer = "Enter the pass|word for 'jdoe': ",
        .others = {{"job submit", says("Job has been submitted. ID: 0.\r\n")}},
        .starts_before = 1,
-       .rules = {{.when = all_faults,
+       .rules = {{.when = no_tool, .after = complaint_of(msmpi_submit), .errors = awaited},
+                 {.when = started,
                   .then = {submit_step},
                   .after = "Job has been submitted. ID: 0.\n",
                   .errors = awaited}}},
@@ -295,7 +294,7 @@ std::vector<program_call> table() {
        .shown = shows::everything,
        .key = "job new",
        .command = new_job,
-       .tool = "work\\job.exe",
+       .tool = "job.exe",
        .answer = "Created job, I|D: 7\r\n",
        .others = {{"job submit", ""},
                   {"job view", marked("wait_file", box_mark) + says("State : Running\r\n")}},
@@ -303,26 +302,24 @@ std::vector<program_call> table() {
                   .then = {submit_step, view_step, launch},
                   .after = ". done!\n",
                   .wait_box = true},
-                 {.when = no_tool + silent + cut, .then = {launch}},
-                 {.when = no_interpreter, .then = {launch}, .errors = not_run}}},
+                 {.when = no_tool + silent + cut, .then = {launch}}}},
       {.name = "JobSubmitByNumber",
        .heading = "`job submit /id:`: the new job is handed in",
        .about = "Its output is read to the end, and dropped.",
        .of = new_job_world,
        .key = "job submit",
        .command = "job submit /scheduler:head /id:7",
-       .tool = "work\\job.exe",
+       .tool = "job.exe",
+       .tool_ran_before = true,
        .answer = "Job 7 has b|een submitted.\r\n",
        .before = created_7,
        .others = {job_7_answer,
                   {"job view", marked("wait_file", box_mark) + says("State : Running\r\n")}},
        .starts_before = 1,
-       .previous = "job new",
-       .rules = {{.when = all_but_interpreter,
+       .rules = {{.when = all_faults,
                   .then = {view_step, launch},
                   .after = ". done!\n",
-                  .wait_box = true},
-                 {.when = no_interpreter, .then = {launch}, .errors = not_run}}},
+                  .wait_box = true}}},
       {.name = "JobViewForNodes",
        .heading = "`job view`: the wait for nodes",
        .about = "Asked every half second until the job runs; the first answer has the fault. What "
@@ -330,12 +327,12 @@ std::vector<program_call> table() {
        .of = new_job_world,
        .key = "job view",
        .command = "job view 7 /scheduler:head",
-       .tool = "work\\job.exe",
+       .tool = "job.exe",
+       .tool_ran_before = true,
        .answer = "State : Runn|ing\r\n",
        .before = created_7,
        .others = {job_7_answer, {"job submit", ""}, {"job view", says("State : Running\r\n")}},
        .starts_before = 2,
-       .previous = "job submit",
        .first_step = marked("wait_file", box_mark),
        .once = true,
        .rules =
@@ -343,11 +340,6 @@ std::vector<program_call> table() {
             {.when = no_tool + silent + cut,
              .then = {view_step, launch},
              .after = ".. done!\n",
-             .wait_box = true},
-            {.when = no_interpreter,
-             .then = {view_step, launch},
-             .after = ".. done!\n",
-             .errors = not_run,
              .wait_box = true}}},
       {.name = "JobCancel",
        .heading = "`job cancel`: the user gives up the wait",
@@ -355,7 +347,8 @@ std::vector<program_call> table() {
        .of = new_job_world,
        .way = start_way::dropped,
        .key = "job cancel",
-       .tool = "work\\job.exe",
+       .tool = "job.exe",
+       .tool_ran_before = true,
        .answer = "Job 7 has b|een cancelled.\r\n",
        .before = created_7 + ".",
        .others = {job_7_answer,
@@ -398,12 +391,7 @@ std::vector<program_call> table() {
                  {.when = {fault::no_program}, .boxes = {installed("{last line}")}},
                  {.when = silent, .boxes = {installed("")}},
                  {.when = cut, .boxes = {installed("MPICH2 has b")}},
-                 {.when = late + answered, .boxes = {installed("MPICH2 has been installed.\n")}},
-                 {.when = no_interpreter,
-                  .errors = not_run,
-                  .boxes = {{"zephon",
-                             "\nMPICH2 SMPD Installation Failed:\n" + install_command + "\n"}},
-                  .status = 1}}},
+                 {.when = late + answered, .boxes = {installed("MPICH2 has been installed.\n")}}}},
       {.name = "PlatformMpiSetup",
        .heading = "`setup.exe`: Platform MPI's setup program",
        .about = "Asked for with `--install_ibmmpi`. Its first line is shown in a box, in which a "
@@ -421,10 +409,7 @@ std::vector<program_call> table() {
                  {.when = {fault::ten_megabytes},
                   .boxes = {{"Zephon", "{first line}"}, check_services}},
                  {.when = {fault::all_bytes}, .boxes = {{"Zephon", ""}, check_services}},
-                 {.when = answered, .boxes = {{"Zephon", "Setup has ended.\n"}, check_services}},
-                 {.when = no_interpreter,
-                  .errors = not_run,
-                  .boxes = {{"Zephon", setup_command + ": Failed to execute!"}}}}},
+                 {.when = answered, .boxes = {{"Zephon", "Setup has ended.\n"}, check_services}}}},
       // ---- Intel MPI and MPICH2 -----------------------------------------------------------------
       {.name = "SmpdStatus",
        .heading = "`smpd -status`: is the service there?",
@@ -438,13 +423,7 @@ std::vector<program_call> table() {
        .answer = "smpd runn|ing on ALPHA\r\n",
        .before = smpd_checked,
        .others = {{"-validate", says("SUCCESS\r\n")}},
-       .rules = {{.when = all_but_interpreter,
-                  .then = {validate_step,
-                           launch}},  // The check of the password behind it meets the same fault.
-                 {.when = no_interpreter,
-                  .then = {register_step},
-                  .errors = not_run + validate_not_run + validate_not_run,
-                  .boxes = {password_question("INTEL MPI")}}}},
+       .rules = {{.when = all_faults, .then = {validate_step, launch}}}},
       {.name = "SmpdService",
        .heading = "`smpd -d 0`: the service itself",
        .about = "Started when it does not run. It gets none of the launcher's handles, and nobody "
@@ -453,6 +432,7 @@ std::vector<program_call> table() {
        .way = start_way::detached,
        .key = "-d 0",
        .tool = "local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\smpd.exe",
+       .tool_ran_before = true,
        .answer = "smpd i|s up\r\n",
        .before = smpd_checked + " no smpd runs\n",
        .others = {{"-status", says("no smpd runs\r\n")}, {"-validate", says("SUCCESS\r\n")}},
@@ -476,12 +456,7 @@ std::vector<program_call> table() {
        .before = smpd_runs,
        .others = {smpd_runs_answer},
        .starts_before = 1,
-       .previous = "-status",
-       .rules = {{.when = all_but_interpreter, .then = {launch}},
-                 {.when = no_interpreter,
-                  .then = {register_step},
-                  .errors = not_run + not_run,
-                  .boxes = {password_question("INTEL MPI")}}}},
+       .rules = {{.when = all_faults, .then = {launch}}}},
       {.name = "MpiexecRegister",
        .heading = "`mpiexec -register`: the password is asked for",
        .about = "Run in the console after a No; then the password is checked again.",
@@ -489,6 +464,7 @@ std::vector<program_call> table() {
        .way = start_way::console,
        .key = "-register",
        .tool = "local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe",
+       .tool_ran_before = true,
        .answer = "accou|nt (domain\\user): ",
        .before = smpd_runs,
        .others = {smpd_runs_answer,
@@ -509,10 +485,7 @@ std::vector<program_call> table() {
        .answer = "1.4.|1p1\r\n",
        .before = user_defined("MPICH2_HOME=..\\mpich2\n*** Make sure the same MPICH2 version is "
                               "installed on all the used machines!"),
-       .rules = {{.when = all_but_interpreter + faults{fault::refused},
-                  .then = {launch},
-                  .after = "\n"},
-                 {.when = no_interpreter, .then = {launch}, .after = "\n", .errors = not_run}}},
+       .rules = {{.when = all_faults + faults{fault::refused}, .then = {launch}, .after = "\n"}}},
       // ---- Platform MPI -------------------------------------------------------------------------
       {.name = "MpirunPwcheck",
        .heading = "`mpirun -pwcheck`: is the password cached?",
@@ -526,18 +499,14 @@ std::vector<program_call> table() {
        .answer = "Cached password is v|alid\r\n",
        .before = mpi_root,
        .rules = {{.when = answered, .then = {launch}},
-                 {.when = no_file,
-                  .then = {pwcheck_step},
+                 {.when = no_file, .after = skipped, .boxes = skipping},  // and none to ask for it
+                 {.when = {fault::no_program},
                   .after = skipped,
-                  .boxes = skipping},  // and none to ask for it
-                 {.when = faults{fault::no_program} + silent + cut + late,
+                  .errors = complaint_of(platform_tool + " -cache cmd.exe /c ver"),
+                  .boxes = skipping},
+                 {.when = silent + cut + late,
                   .then = {cache_step, pwcheck_step},
                   .after = skipped,
-                  .boxes = skipping},
-                 {.when = no_interpreter,
-                  .then = {cache_step},
-                  .after = skipped,
-                  .errors = not_run + not_run,
                   .boxes = skipping}}},
       {.name = "MpirunCache",
        .heading = "`mpirun -cache`: the password is asked for",
@@ -547,6 +516,7 @@ std::vector<program_call> table() {
        .way = start_way::console,
        .key = "-cache",
        .tool = mpi_folder("1.2.3", "ibmmpi") + "\\bin\\mpirun.exe",
+       .tool_ran_before = true,
        .answer = "Passw|ord for MPI runs: ",
        .before = mpi_root,
        .others = {{"-pwcheck", "times 1\n"}, {"-pwcheck", says("Cached password is valid\r\n")}},
@@ -559,12 +529,11 @@ std::vector<program_call> table() {
        .shown = shows::everything,
        .key = "job new",
        .command = platform_new,
-       .tool = "work\\job.exe",
+       .tool = "job.exe",
        .answer = "Created job, I|D: 0\r\n",
        .before = mpi_root,
        .rules = {{.when = late + answered, .then = {add_step, submit_step}},
-                 {.when = no_tool + silent + cut},
-                 {.when = no_interpreter, .errors = not_run}}},
+                 {.when = no_tool + silent + cut}}},
       {.name = "PlatformMpiJobAdd",
        .heading = "`job add`: Platform MPI's task",
        .about = "For the user's eyes only.",
@@ -572,14 +541,13 @@ std::vector<program_call> table() {
        .shown = shows::everything,
        .key = "job add",
        .command = platform_add,
-       .tool = "work\\job.exe",
+       .tool = "job.exe",
+       .tool_ran_before = true,
        .answer = "Task 0|.1 added.\r\n",
        .before = mpi_root + created_0,
        .others = {job_0_answer},
        .starts_before = 1,
-       .previous = "job new",
-       .rules = {{.when = all_but_interpreter, .then = {submit_step}},
-                 {.when = no_interpreter, .errors = not_run + not_run_text(platform_submit)}}},
+       .rules = {{.when = all_faults, .then = {submit_step}}}},
       {.name = "PlatformMpiJobSubmit",
        .heading = "`job submit /id:`: Platform MPI's job is handed in",
        .about = "For the user's eyes only.",
@@ -587,13 +555,13 @@ std::vector<program_call> table() {
        .shown = shows::everything,
        .key = "job submit",
        .command = platform_submit,
-       .tool = "work\\job.exe",
+       .tool = "job.exe",
+       .tool_ran_before = true,
        .answer = "Job has b|een submitted. ID: 0.\r\n",
        .before = mpi_root + created_0 + "Task 0.1 added.\n",
        .others = {job_0_answer, {"job add", says("Task 0.1 added.\r\n")}},
        .starts_before = 2,
-       .previous = "job add",
-       .rules = {{.when = all_but_interpreter}, {.when = no_interpreter, .errors = not_run}}},
+       .rules = {{.when = all_faults}}},
       // ---- MS-MPI -------------------------------------------------------------------------------
       {.name = "ClusterSettings",
        .heading = "`cluscfg listenvs`: the cluster's settings",
@@ -601,11 +569,10 @@ std::vector<program_call> table() {
        .of = {given_msmpi_in_job_5, msmpi_arguments},
        .key = "listenvs",
        .command = "cluscfg listenvs /scheduler:head",
-       .tool = "work\\cluscfg.exe",
+       .tool = "cluscfg.exe",
        .answer = "MPICH_SOCKET_SBUFFER_SIZE=|0\r\n",
        .rules = {{.when = late + answered, .then = {launch}, .after = small_buffer},
-                 {.when = no_tool + silent + cut, .then = {launch}},
-                 {.when = no_interpreter, .then = {launch}, .errors = not_run}}},
+                 {.when = no_tool + silent + cut, .then = {launch}}}},
       {.name = "JobViewForMachineFile",
        .heading = "`job view`: the nodes for the machine file",
        .about = "MS-MPI in a job, two processes a node, with `--ptrace`, which shows what is read. "
@@ -615,11 +582,10 @@ std::vector<program_call> table() {
        .shown = shows::everything,
        .key = "job view",
        .command = "job view 5 /scheduler:head",
-       .tool = "work\\job.exe",
+       .tool = "job.exe",
        .answer = "State : Running\r\nAllocatedNodes : alpha be|ta\r\n",
        .others = {{"listenvs", ""}},
        .starts_before = 1,
-       .previous = "listenvs",
        .machine_file = "hosts",
        .rules = {{.when = late + answered,
                   .then = {"machine file: alpha alpha beta beta", launch},
@@ -627,8 +593,7 @@ std::vector<program_call> table() {
                  {.when = cut,
                   .then = {"machine file: alpha alpha be be", launch},
                   .after = machine_file_told},
-                 {.when = no_tool + silent, .then = {emptied, launch}},
-                 {.when = no_interpreter, .then = {emptied, launch}, .errors = not_run}}},
+                 {.when = no_tool + silent, .then = {emptied, launch}}}},
       {.name = "MsmpiJobSubmit",
        .heading = "`job submit ... mpiexec`: MS-MPI's job is handed in",
        .about = "Watched until it says `submitted` or `Cannot connect`, or ends. When it has done "
@@ -639,25 +604,22 @@ std::vector<program_call> table() {
        .shown = shows::everything,
        .key = "job submit",
        .command = msmpi_submit,
-       .tool = "work\\job.exe",
+       .tool = "job.exe",
        .answer = "Job has been sub|mitted. ID: 0.\r\n",
        .earlier = {{"-ccp_job", ""}},
        .others = {{"listenvs", ""}},
        .starts_before = 1,
-       .previous = "listenvs",
        .rules = {{.when = {fault::hangs}, .then = {"the same in the console"}, .errors = awaited},
                  {.when = no_tool + faults{fault::dies_silently} + cut + late + answered,
-                  .errors = awaited},
-                 {.when = no_interpreter,
-                  .errors = "\nerror : cmd = " + msmpi_submit +
-                            "\n\nError in run the job submit command!\n"}}},
+                  .errors = awaited}}},
       {.name = "MsmpiJobSubmitAgain",
        .heading = "`job submit ... mpiexec` once more, in the console",
        .about = "After the time limit. The launcher waits for its end and looks at nothing.",
        .of = {given_msmpi_that_is_not_answered, msmpi_arguments},
        .way = start_way::console,
        .key = "-ccp_job",
-       .tool = "work\\job.exe",
+       .tool = "job.exe",
+       .tool_ran_before = true,
        .answer = "Enter the pass|word for 'jdoe': ",
        .before = "\nCCP_JOB_SUBMIT_WAIT_TIME = 0\n",
        .others = {{"job submit", marked("wait_file", "never")}},
@@ -669,6 +631,9 @@ std::vector<program_call> table() {
        .of = {given_msmpi_inside_a_job, msmpi_arguments},
        .way = start_way::console,
        .key = "mpiexec",
+       .command = "..\\ms\\bin\\mpiexec.exe   -hosts %CCP_NODES%  -env PATH "
+                  "\"..\\inc\\ntbin\\win64;..\\prod\\netweave\\mpi_wrapper\\win64\\msmpi\"  -env "
+                  "CCP_CLUSTER_NAME -1  -env ZEPHON_PROD_DIR \"..\\prod\"  solver",
        .tool = "ms\\bin\\mpiexec.exe",
        .answer = "residual 1|e-3\r\n",
        .rules = {{.when = all_faults}}},
@@ -701,32 +666,28 @@ std::vector<program_call> table() {
        .of = msmpi_on_cluster,
        .key = "job view",
        .command = "job view 7 /scheduler:head",
-       .tool = "work\\job.exe",
+       .tool = "job.exe",
+       .tool_ran_before = true,
        .answer = "State : Fin|ished\r\n",
        .before = "Job has been submitted. ID: 7.\n",
        .others = {{"job submit", says("Job has been submitted. ID: 7.\r\n")},
                   {"job view", says("State : Finished\r\n")}},
        .starts_before = 2,
-       .previous = "job submit",
        .once = true,
-       .rules = {{.when = all_but_interpreter,
+       .rules = {{.when = all_faults,
                   .then = {view_step},
                   .after = "Job 7 is Finished.\n",
-                  .errors = awaited},
-                 {.when = no_interpreter,
-                  .then = {view_step},
-                  .after = "Job 7 is Finished.\n",
-                  .errors = awaited + not_run}}},
+                  .errors = awaited}}},
       {.name = "JobModify",
        .heading = "`job modify`: the job is released",
        .about = "The last command of a run in a job that was made for it. Its output is dropped.",
        .of = {given_job_exit_command, "..\\solver.exe"},
        .key = "job modify",
        .command = "job modify 5",
-       .tool = "work\\job.exe",
+       .tool = "job.exe",
        .answer = "Job 5 m|odified.\r\n",
        .starts_before = 1,
-       .rules = {{.when = all_but_interpreter}, {.when = no_interpreter, .errors = not_run}}},
+       .rules = {{.when = all_faults}}},
   };
 }
 
@@ -744,22 +705,20 @@ program_call completed(program_call call) {
   const auto bar = call.answer.find('|');
   call.half = call.answer.substr(0, bar);
   call.answer.erase(bar, 1);
-  for (auto &rule : call.rules) {
-    for (std::size_t at; (at = rule.errors.find(not_run)) != std::string::npos;) {
-      rule.errors.replace(at, not_run.size(), not_run_text(call.command));
-    }
-  }
   return call;
 }
 
 }  // namespace
+
+std::string complaint_of(const std::string &command) {
+  return complaint_mark + command + "}";
+}
 
 const fault_words &words_of(fault one) {
   static const fault_words words[] = {
       {"is missing", "IsMissing"},
       {"is no program", "IsNoProgram"},
       {"may not be opened", "MayNotBeOpened"},
-      {"`cmd.exe` cannot be started", "HasNoInterpreter"},
       {"hangs", "Hangs"},
       {"dies before it says anything", "DiesSilently"},
       {"dies in the middle of a line", "DiesInALine"},

@@ -10,11 +10,10 @@
 namespace scenario {
 
 enum class fault {
-  missing,         // there is no such file
-  no_program,      // the file is no program
-  refused,         // Windows does not open the file
-  no_interpreter,  // cmd.exe cannot be started
-  hangs,           // says nothing and does not end
+  missing,     // there is no such file
+  no_program,  // the file is no program
+  refused,     // Windows does not open the file
+  hangs,       // says nothing and does not end
   dies_silently,
   dies_in_line,
   ten_megabytes,  // in front of its answer
@@ -33,8 +32,8 @@ const fault_words &words_of(fault one);  // in the order of the faults
 // How a program is started, and so whose words reach the user on which way.
 enum class start_way {
   runner,   // hidden, behind cmd.exe, its output read through a pipe
-  console,  // behind COMSPEC, in the launcher's own console
-  dropped,  // behind COMSPEC, its output read and dropped
+  console,  // behind cmd.exe, in the launcher's own console
+  dropped,  // behind cmd.exe, its output read and dropped
   direct,   // itself, with the launcher's own handles
   detached  // itself, without handles
 };
@@ -47,6 +46,11 @@ struct expected_box {
   std::string caption, text;
   int answer = ok_button;
 };
+
+// Stands in a rule's text for what the interpreter says of a command whose program is not
+// there, or is none.
+const std::string complaint_mark = "{complaint of ";
+std::string complaint_of(const std::string &command);
 
 // What the launcher does in some cases. The texts are its own, in text mode.
 struct fault_rule {
@@ -79,16 +83,16 @@ struct program_call {
   start_way way = start_way::runner;
   waits_for waits = waits_for::its_output;
   shows shown = shows::nothing;
-  std::string key;          // stands in its command line, and in no other of the launch
-  std::string command;      // what the launcher says when cmd.exe cannot be started
-  std::string tool;         // its file in the world
-  std::string answer;       // what it says when all is well
-  std::string half;         // ... when it dies in the middle of a line
+  std::string key;               // stands in its command line, and in no other of the launch
+  std::string command;           // what the interpreter is given
+  std::string tool;              // its file in the world
+  bool tool_ran_before = false;  // in the same launch: the file must be in order
+  std::string answer;            // what it says when all is well
+  std::string half;              // ... when it dies in the middle of a line
   std::string before = "";  // the launcher's words on standard output in front of what it shows
   std::vector<tool_answer> earlier = {};  // these go before the answer with the fault
   std::vector<tool_answer> others = {};
   std::size_t starts_before = 0;  // how many programs are started before it
-  std::string previous = "";      // key of the call behind cmd.exe before it
   std::string first_step = "";    // script line in front of every answer
   bool once = false;              // only its first call has the fault
   std::string machine_file = "";  // a file whose hosts are told on the page

@@ -1,8 +1,9 @@
 // fault_matrix_test.cpp: each call of another program with each fault, and
 // docs/fault-matrix.md beside it. The rules stand in fault_calls.cpp.
 //
-// A stand-in for cmd.exe plays the tools of a launch. The tool with the fault is
-// played by it too; one that is missing or is no program is left to the real cmd.exe.
+// The tools of a launch play one script: the answer with the fault among the others.
+// A tool that is missing or is no program is so from the start, so these faults belong
+// to the first call of a tool.
 
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -19,10 +20,6 @@ using namespace scenario;
 
 namespace {
 
-const std::string console_interpreter = "console\\cmd.exe";
-const std::string before_mark = "before_fault";    // the call before it is under way
-const std::string gone_mark = "interpreter_gone";  // it may answer
-
 struct matrix_cell {
   const program_call *call;
   fault with;
@@ -32,13 +29,31 @@ void PrintTo(const matrix_cell &cell, std::ostream *stream) {
   *stream << cell.call->heading << ", " << words_of(cell.with).page;
 }
 
+bool has_fault(const program_call &call, fault one) {
+  const bool in_file = one == fault::missing || one == fault::no_program || one == fault::refused;
+  // The interpreter in front of a tool that closes its output keeps it open.
+  const bool kept_open = one == fault::closes_output && call.way == start_way::runner;
+  return !kept_open && !(in_file && call.tool_ran_before) &&
+         std::any_of(call.rules.begin(), call.rules.end(), [&](const fault_rule &rule) {
+           return std::find(rule.when.begin(), rule.when.end(), one) != rule.when.end();
+         });
+}
+
+std::vector<fault> faults_of(const program_call &call) {
+  std::vector<fault> faults;
+  for (int number = 0; number <= static_cast<int>(fault::closes_output); ++number) {
+    if (has_fault(call, static_cast<fault>(number))) {
+      faults.push_back(static_cast<fault>(number));
+    }
+  }
+  return faults;
+}
+
 std::vector<matrix_cell> all_cells() {
   std::vector<matrix_cell> cells;
   for (const auto &call : program_calls()) {
-    for (const auto &rule : call.rules) {
-      for (const auto one : rule.when) {
-        cells.push_back({&call, one});
-      }
+    for (const auto one : faults_of(call)) {
+      cells.push_back({&call, one});
     }
   }
   return cells;
@@ -81,18 +96,31 @@ struct heard_text {
   std::string output, errors;
 };
 
-// What the real cmd.exe says when it is given the launcher's own command.
-heard_text words_of_interpreter(const program_call &call) {
-  for (const auto &start : all_starts()) {
-    const auto command = start.command_line.find("/c ");
-    if (start.command_line.find(call.key) != std::string::npos && command != std::string::npos) {
-      auto run = start_program(std::string(std::getenv("SystemRoot")) + "\\system32\\cmd.exe",
-                               "cmd.exe " + start.command_line.substr(command));
-      wait_for_everything(run);
-      return {run.output, run.errors};
-    }
+// What the real cmd.exe says when it is given a command of the launcher.
+heard_text words_of_interpreter(const std::string &command) {
+  auto run = start_program(std::string(std::getenv("SystemRoot")) + "\\system32\\cmd.exe",
+                           "cmd.exe /c " + command);
+  wait_for_everything(run);
+  return {run.output, run.errors};
+}
+
+// A rule's text in text mode, with the interpreter's words in their places.
+std::string with_complaints(const std::string &text) {
+  std::string result = text_mode(text);
+  for (std::size_t at; (at = result.find(complaint_mark)) != std::string::npos;) {
+    const auto end = result.find('}', at);
+    const auto said = words_of_interpreter(
+        result.substr(at + complaint_mark.size(), end - at - complaint_mark.size()));
+    result.replace(at, end + 1 - at, said.output + said.errors);
   }
-  return {};  // the launcher has seen by itself that there is no such file
+  return result;
+}
+
+// Windows itself says in a box that it cannot start a program, and the launcher looks
+// for some files before it asks.
+bool is_asked(const matrix_cell &cell) {
+  return !cell.call->command.empty() &&
+         (cell.with == fault::no_program || !has_fault(*cell.call, fault::refused));
 }
 
 heard_text heard_of(const matrix_cell &cell) {
@@ -100,7 +128,7 @@ heard_text heard_of(const matrix_cell &cell) {
     case fault::missing:
     case fault::no_program:
     case fault::refused:
-      return words_of_interpreter(*cell.call);
+      return is_asked(cell) ? words_of_interpreter(cell.call->command) : heard_text{};
     case fault::dies_in_line:
       return {cell.call->half, ""};
     case fault::ten_megabytes:
@@ -111,7 +139,6 @@ heard_text heard_of(const matrix_cell &cell) {
     case fault::crashes:
     case fault::closes_output:
       return {cell.call->answer, ""};
-    case fault::no_interpreter:
     case fault::hangs:
     case fault::dies_silently:
       break;
@@ -127,9 +154,7 @@ std::string script_of(const matrix_cell &cell) {
     case fault::missing:
     case fault::no_program:
     case fault::refused:
-      return "run {system}\\system32\\cmd.exe {arguments}\n";
-    case fault::no_interpreter:
-      break;
+      break;  // it never runs
     case fault::hangs:
       return hangs;
     case fault::dies_silently:
@@ -156,67 +181,38 @@ std::string answer_text(const tool_answer &one) {
   return "when " + one.key + "\n" + one.steps;
 }
 
-// The script of the stand-in: the tool with the fault among the others.
-std::string interpreter_script(const matrix_cell &cell) {
+// The script of all tools: the answer with the fault among the others.
+std::string script_of_all(const matrix_cell &cell) {
   const auto &call = *cell.call;
   std::string script;
   for (const auto &one : call.earlier) {
     script += answer_text(one);
   }
-  if (cell.with != fault::no_interpreter && call.way != start_way::direct &&
-      call.way != start_way::detached) {
-    script += "when " + call.key + "\n" + (call.once ? "times 1\n" : "") + call.first_step +
-              script_of(cell);
-  }
-  for (auto one : call.others) {
-    if (cell.with == fault::no_interpreter && one.key == call.previous) {
-      one.steps = "make_file {world}\\" + before_mark + "\nwait_file {world}\\" + gone_mark + "\n" +
-                  one.steps;
-    }
+  script += "when " + call.key + "\n" + (call.once ? "times 1\n" : "") + call.first_step +
+            script_of(cell);
+  for (const auto &one : call.others) {
     script += answer_text(one);
   }
   replace_all(script, "{world}\\", in_world(""));
-  replace_all(script, "{system}", std::getenv("SystemRoot"));
   return script;
 }
 
-// A file that is there, and with the fault none, no program, or closed as long as the
+// The tools of the launch; a file that may not be opened is closed as long as the
 // result lives.
-std::unique_ptr<unreadable_file> given_tool_of(const matrix_cell &cell) {
+std::unique_ptr<unreadable_file> given_tools(const matrix_cell &cell) {
   const auto &call = *cell.call;
-  const bool itself = call.way == start_way::direct || call.way == start_way::detached;
+  given_tool(call.tool);
+  given_script_of_all_tools(script_of_all(cell));
   if (cell.with == fault::missing || cell.with == fault::refused) {
     DeleteFileA(in_world(call.tool).c_str());
   } else if (cell.with == fault::no_program) {
     given_file(call.tool, "this is no program");
-  } else if (itself) {
-    auto script = script_of(cell);
-    replace_all(script, "{world}\\", in_world(""));
-    given_tool(call.tool, script);
-  } else if (!file_text(call.tool)) {
-    given_file(call.tool);
   }
   return cell.with == fault::refused ? std::make_unique<unreadable_file>(call.tool) : nullptr;
 }
 
-bool breaks_later(const matrix_cell &cell) {
-  return cell.with == fault::no_interpreter && !cell.call->previous.empty();
-}
-
-void given_interpreters(const matrix_cell &cell) {
-  const auto script = interpreter_script(cell);
-  given_tool("cmd.exe", script);
-  given_tool(console_interpreter, script);
-  given_variable("COMSPEC", in_world(console_interpreter));
-  if (cell.with == fault::no_interpreter && !breaks_later(cell)) {
-    const bool console = cell.call->way != start_way::runner;
-    given_file(console ? console_interpreter : "cmd.exe", "this is no program");
-  }
-}
-
 void given_cell(const matrix_cell &cell) {
   cell.call->of.given();
-  given_interpreters(cell);
   if (cell.call->waits == waits_for::one_second && cell.with == fault::hangs) {
     given_variable("CCP_JOB_SUBMIT_WAIT_TIME", "1");
   }
@@ -230,30 +226,6 @@ void given_cell(const matrix_cell &cell) {
 }
 
 // ---- When ---------------------------------------------------------------------------------
-
-// From now on cmd.exe cannot be started.
-void break_interpreter(launch &run) {
-  wait_for_file(run, before_mark);
-  ASSERT_TRUE(MoveFileA(in_world("cmd.exe").c_str(), in_world("cmd_before.exe").c_str()));
-  given_file("cmd.exe", "this is no program");
-  given_file(gone_mark);
-}
-
-// After the launcher has met it, it can be started again.
-void mend_interpreter(launch &run) {
-  while (is_running(run) && run.errors.find("Error in execute") == std::string::npos) {
-    wait_a_moment(run);
-  }
-  // The launcher may have its hands on the file in this moment.
-  constexpr int tries = 1000;
-  bool mended = false;
-  for (int count = 0; count < tries && !mended; ++count) {
-    DeleteFileA(in_world("cmd.exe").c_str());
-    mended = MoveFileA(in_world("cmd_before.exe").c_str(), in_world("cmd.exe").c_str()) != 0;
-    Sleep(mended ? 0 : 10);
-  }
-  EXPECT_TRUE(mended);
-}
 
 void meet_box(launch &run) {
   wait_for_boxes(run, 1);
@@ -279,14 +251,8 @@ launch run_cell(const matrix_cell &cell) {
   const bool box_comes_first = !call.first_step.empty() || call.way == start_way::dropped;
 
   auto run = start_launcher(call.of.arguments);
-  if (breaks_later(cell)) {
-    break_interpreter(run);
-  }
   if (has_box && box_comes_first) {
     meet_box(run);
-  }
-  if (breaks_later(cell) && call.once) {
-    mend_interpreter(run);
   }
   if (lives_on(cell)) {
     wait_for_file(run, hanging_mark);
@@ -346,42 +312,12 @@ std::string expected_output(const matrix_cell &cell, const heard_text &heard) {
   const auto &call = *cell.call;
   const bool limited = call.waits == waits_for::one_second && cell.with == fault::hangs;
   return text_mode(limited ? "\nCCP_JOB_SUBMIT_WAIT_TIME = 1\n" : call.before) +
-         shown_text(call, heard) + text_mode(rule_of(cell).after);
+         shown_text(call, heard) + with_complaints(rule_of(cell).after);
 }
 
 std::string expected_errors(const matrix_cell &cell, const heard_text &heard) {
   const bool in_pipe = cell.call->way == start_way::runner;
-  return (in_pipe ? "" : heard.errors) + text_mode(rule_of(cell).errors);
-}
-
-// How often a question fails that is asked again and again is a matter of time.
-std::string without_repetitions(std::string text, const std::string &piece) {
-  const auto first = text.find(piece);
-  while (first != std::string::npos &&
-         text.compare(first + piece.size(), piece.size(), piece) == 0) {
-    text.erase(first, piece.size());
-  }
-  return text;
-}
-
-// ... and so are the dots of the wait.
-std::string without_more_dots(const matrix_cell &cell, std::string output) {
-  if (cell.call->once && cell.with == fault::no_interpreter) {
-    for (std::size_t at; (at = output.find("... done!")) != std::string::npos;) {
-      output.erase(at, 1);
-    }
-  }
-  return output;
-}
-
-void expect_errors(const matrix_cell &cell, const heard_text &heard, std::string errors) {
-  const auto &call = *cell.call;
-  if (call.once && cell.with == fault::no_interpreter) {
-    errors = without_repetitions(
-        errors, text_mode("\nerror : cmd = " + call.command + "\n\nError in execute command " +
-                          call.command + "\n"));
-  }
-  EXPECT_EQ(expected_errors(cell, heard), errors);
+  return (in_pipe ? "" : heard.errors) + with_complaints(rule_of(cell).errors);
 }
 
 // Windows' message for a command that it does not start, given as the launcher gives it.
@@ -472,7 +408,7 @@ std::vector<std::string> steps_behind(const matrix_cell &cell) {
   const auto it = std::find_if(starts.begin(), starts.end(), [&](const tool_start &start) {
     return is_start_of(call, start.command_line);
   });
-  if (it != starts.end() && !(call.once && cell.with == fault::no_interpreter)) {
+  if (it != starts.end()) {
     starts.erase(it);
   }
   std::vector<std::string> steps;
@@ -506,8 +442,11 @@ std::string shown_words(const program_call &call, const heard_text &heard) {
   return "";
 }
 
-// A text of the launcher with the call's command left out.
+// A text of the launcher with the call's command and the interpreter's words left out.
 std::string without_command(std::string text, const program_call &call) {
+  if (const auto at = text.find(complaint_mark); at != std::string::npos) {
+    text.replace(at, text.find('}', at) + 1 - at, "<the interpreter's words>\n");
+  }
   if (!call.command.empty()) {
     replace_all(text, call.command, "<command>");
   }
@@ -562,19 +501,19 @@ class ProgramFault : public testing::TestWithParam<matrix_cell> {};
 TEST_P(ProgramFault, HasItsOutcome) {
   const auto &cell = GetParam();
   given_cell(cell);
-  const auto closed_tool = given_tool_of(cell);
+  const auto closed_tool = given_tools(cell);
   const auto run = run_cell(cell);
   const auto steps = steps_behind(cell);
   const auto heard = heard_of(cell);
 
   const auto &rule = rule_of(cell);
   const auto output = expected_output(cell, heard);
-  const auto seen = without_more_dots(cell, run.output);
+  const auto &seen = run.output;
   EXPECT_EQ(rule.status, run.status);
   EXPECT_TRUE(output == seen) << output.size()
                               << " bytes expected: " << escape(output.substr(0, 2000)) << "\n"
                               << seen.size() << " bytes came: " << escape(seen.substr(0, 2000));
-  expect_errors(cell, heard, run.errors);
+  EXPECT_EQ(expected_errors(cell, heard), run.errors);
   expect_boxes(cell, heard, run);
   EXPECT_EQ(rule.then, steps);
   if (!HasFailure()) {
@@ -596,14 +535,8 @@ std::vector<page_section> program_sections() {
   std::vector<page_section> sections;
   for (const auto &call : program_calls()) {
     page_section section = {call.heading, call.about, {"Shown", "Says", "Then", "Status"}, {}};
-    for (int number = 0; number <= static_cast<int>(fault::closes_output); ++number) {
-      const auto one = static_cast<fault>(number);
-      const bool has_it = std::any_of(call.rules.begin(), call.rules.end(), [&](const auto &rule) {
-        return std::find(rule.when.begin(), rule.when.end(), one) != rule.when.end();
-      });
-      if (has_it) {
-        section.faults.push_back(words_of(one).page);
-      }
+    for (const auto one : faults_of(call)) {
+      section.faults.push_back(words_of(one).page);
     }
     sections.push_back(section);
   }

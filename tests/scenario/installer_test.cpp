@@ -138,18 +138,6 @@ TEST(SmpdInstallation, TakesASilentProgramForASuccess) {
                 "\nMPICH2 SMPD Installation Successful:\n..\\own\\bin\\smpd.exe -install\n");
 }
 
-TEST(SmpdInstallation, FailsWithoutACommandInterpreter) {
-  given_releases();
-  given_tool("own\\bin\\smpd.exe");
-  given_file("cmd.exe", "no program");
-  given_box_answer(ok_button);
-  const auto run = run_launcher("--install_smpd ..\\own");
-  expect_failure(run, "\nMPICH2 SMPD Installation Failed:\n..\\own\\bin\\smpd.exe -install\n");
-  EXPECT_EQ(text_mode("\nerror : cmd = ..\\own\\bin\\smpd.exe -install\n"
-                      "\nError in execute command ..\\own\\bin\\smpd.exe -install\n"),
-            run.errors);
-}
-
 TEST(SmpdInstallation, EndsWhenTheReleasesCannotBeListed) {
   given_releases();
   given_variable("ZEPHON_INC", "..\\nowhere");
@@ -283,17 +271,4 @@ TEST(PlatformMpiInstallation, ShowsOnlyTheCheckAfterASilentSetUp) {
   EXPECT_EQ(0U, run.status);
   ASSERT_EQ(1U, run.boxes.size());
   expect_notice(run.boxes[0], "Check running services to see if Platform MPI is installed?");
-}
-
-TEST(PlatformMpiInstallation, SaysThatTheSetUpProgramCannotBeRun) {
-  given_releases();
-  const std::string setup = mpi_folder("12.0.16", "ibmmpi") + "\\sbin\\setup.exe";
-  given_tool(setup);
-  given_file("cmd.exe", "no program");
-  given_box_answer(ok_button);
-  const auto run = run_launcher("--install_ibmmpi");
-  EXPECT_EQ(0U, run.status);
-  ASSERT_EQ(1U, run.boxes.size());
-  expect_notice(run.boxes[0],
-                "..\\" + setup + " /verysilent /components=\"plaformmpi\": Failed to execute!");
 }

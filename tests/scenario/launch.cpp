@@ -77,7 +77,7 @@ class handle_list {
 
 // Creates the process, puts it into the test's job, and only then lets it run.
 owned_handle create_process(const std::string &path, std::string command_line,
-                            const std::array<HANDLE, 3> &standard) {
+                            const std::array<HANDLE, 3> &standard, bool in_console = false) {
   auto inherited = world().inherited_handles;
   for (const HANDLE handle : standard) {
     if (handle != nullptr) {
@@ -93,7 +93,14 @@ owned_handle create_process(const std::string &path, std::string command_line,
   startup.StartupInfo.hStdError = standard[2];
   startup.lpAttributeList = inherited.empty() ? nullptr : list.get();
 
+  startup.StartupInfo.lpDesktop = world().desktop.empty() ? nullptr : world().desktop.data();
+
   DWORD flags = CREATE_SUSPENDED | (inherited.empty() ? 0 : EXTENDED_STARTUPINFO_PRESENT);
+  if (in_console) {
+    startup.StartupInfo.dwFlags = STARTF_USESHOWWINDOW;  // a new console's handles are its own
+    startup.StartupInfo.wShowWindow = SW_HIDE;
+    flags |= CREATE_NEW_CONSOLE;
+  }
   if (world().watched_styles) {
     flags |= DEBUG_ONLY_THIS_PROCESS;
   }
@@ -256,6 +263,33 @@ launch start_program(const std::string &path, const std::string &command_line) {
   return run;
 }
 
+launch start_in_console(const std::string &path, const std::string &command_line) {
+  launch run;
+  run.process = create_process(path, command_line, {nullptr, nullptr, nullptr}, true);
+  return run;
+}
+
+namespace {
+
+launch run_console_reader(const std::string &what, const launch &run) {
+  const auto path = built_tool("console_reader\\console_reader.exe");
+  auto reader = start_program(
+      path, "console_reader.exe " + what + " " + std::to_string(GetProcessId(run.process.get())));
+  wait_for_end(reader);
+  EXPECT_EQ(0U, reader.status) << "no console to " << what;
+  return reader;
+}
+
+}  // namespace
+
+std::string console_text(const launch &run) {
+  return run_console_reader("read", run).output;
+}
+
+void press_ctrl_c(const launch &run) {
+  (void)run_console_reader("press", run);
+}
+
 launch start_launcher(const std::string &arguments) {
   return start_program("mpirun.exe", command_line_of("mpirun.exe", arguments));
 }
@@ -292,6 +326,11 @@ void wait_for_starts(launch &run, const std::string &tool, std::size_t count) {
 
 void wait_a_moment(launch &run) {
   const auto end = clock::now() + std::chrono::milliseconds(100);
+  follow_until(run, [&] { return clock::now() >= end; });
+}
+
+void wait_a_while(launch &run) {
+  const auto end = clock::now() + std::chrono::seconds(2);
   follow_until(run, [&] { return clock::now() >= end; });
 }
 

@@ -377,10 +377,10 @@ TEST(FailedStart, RunsNoJobExitCommand) {
   given_installed_release();
   given_variable("RSH_USER", "someone");
   given_file("prod\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll");
-  given_command_interpreter("");
+  given_tool("job.exe");
   given_variable("CANCEL_CCP_JOB_EXIT1", "job modify");
   EXPECT_EQ(255U, run_launcher("no_such_program").status);
-  EXPECT_TRUE(starts_of("cmd.exe").empty());
+  EXPECT_TRUE(starts_of("job.exe").empty());
 }
 
 // ---- The job-exit command -----------------------------------------------------------------
@@ -389,9 +389,9 @@ TEST(JobExitCommand, IsRunAfterTheSolverWithoutAnMpiRun) {
   given_installed_release();
   given_variable("ZEPHON_PROD", "lumis");
   given_file("prod\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll");
-  given_command_interpreter("");
+  given_tool("job.exe");
   given_variable("CANCEL_CCP_JOB_EXIT1", "job modify 5");
   EXPECT_EQ(0U, run_launcher(given_solver("pause 30\n")).status);
-  EXPECT_EQ("cmd.exe /c job modify 5", only_start_of("cmd.exe").command_line);
-  EXPECT_GE(only_start_of("cmd.exe").time, only_start_of("solver.exe").end_time);
+  EXPECT_EQ("cmd.exe /c job modify 5", only_start_of("job.exe").interpreter_line);
+  EXPECT_GE(only_start_of("job.exe").time, only_start_of("solver.exe").end_time);
 }

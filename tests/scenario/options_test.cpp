@@ -60,7 +60,6 @@ bool mpi_run_was_asked_for(const std::string &options) {
   given_installed_release();
   given_file("prod\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll");
   given_tool("job.exe");
-  given_command_interpreter();
   given_variable("CANCEL_CCP_JOB_EXIT1", in_quotes(in_world("job.exe")) + " modify");
   const auto run = run_launcher(options + " " + given_solver());
   EXPECT_EQ(0U, run.status) << run.errors;
@@ -236,10 +235,11 @@ TEST(Options, InstallSmpdAtTheEndTakesTheReleasesOwn) {
 
 TEST(Options, StartSmpdTakesTheNextArgument) {
   given_installed_release();
-  given_command_interpreter("");
+  given_tool("own\\bin\\smpd.exe");
   given_box_answer(ok_button);
-  EXPECT_EQ(0U, run_launcher("--mpi=net --start_smpd D:\\mpich2 " + given_solver()).status);
-  EXPECT_EQ("cmd.exe /c D:\\mpich2\\bin\\smpd.exe -status", only_start_of("cmd.exe").command_line);
+  EXPECT_EQ(0U, run_launcher("--mpi=net --start_smpd ..\\own " + given_solver()).status);
+  EXPECT_EQ((std::vector<std::string>{"cmd.exe /c ..\\own\\bin\\smpd.exe -status"}),
+            interpreter_lines());
   EXPECT_TRUE(starts_of("solver.exe").empty());
 }
 

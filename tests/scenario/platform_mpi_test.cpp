@@ -25,11 +25,9 @@ void given_platform_mpi() {
   given_tool(mpirun, "when -pwcheck\nout Cached password is valid\\r\\n\n");
 }
 
-// ... with a host file, and an interpreter that shows each command as it was written.
+// ... with a host file.
 void given_hosts() {
   given_platform_mpi();
-  given_command_interpreter();
-  given_variable("COMSPEC", in_world("cmd.exe"));
   given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
   given_file("hosts", "alpha:2\nbeta:2\n");
 }
@@ -43,26 +41,7 @@ const std::string launch_line =
 
 }  // namespace
 
-TEST(PlatformMpi, NamesPathsOnAMappedDriveByTheirNetworkForm) {
-  given_platform_mpi();
-  given_mapped_drive("Z:", "\\\\server\\share");
-  given_variable("ZEPHON_INC", "Z:\\inc");
-  given_variable("IBMMPI_ROOT", "..\\own");
-  given_tool("own\\bin\\mpirun.exe");
-  (void)run_platform_mpi("--pathnode=\\\\server\\share\\inc\\node --np=4 solver");
-  EXPECT_EQ(
-      R"("..\own\bin\mpirun.exe" -prot -e MPI_ROOT="..\own"  -np 4  -e PATH="Z:\inc\ntbin\win64;.\node;..\prod\netweave\mpi_wrapper\win64\ibmmpi" -e MPI_WORKDIR="\\server\share\inc" -e ZEPHON_PROD_DIR="..\prod"  solver)",
-      only_start_of("own\\bin\\mpirun.exe").command_line);
-}
-
 // ---- The password -------------------------------------------------------------------------
-
-TEST(PlatformMpiPassword, IsCheckedThroughWindowsOwnInterpreterToo) {
-  given_hosts();
-  std::filesystem::remove(in_world("cmd.exe"));
-  (void)run_platform_mpi();
-  EXPECT_EQ((std::vector<std::string>{checks_password, launch_line}), lines_of(mpirun));
-}
 
 TEST(PlatformMpiPassword, IsCachedInTheConsole) {
   given_hosts();
@@ -79,17 +58,6 @@ TEST(PlatformMpiPassword, IsCachedInTheConsole) {
   const auto caching = starts_of(mpirun).at(1);
   EXPECT_EQ("pipe", caching.output);  // the launcher's own
   EXPECT_EQ("character", caching.input);
-}
-
-TEST(PlatformMpiPassword, IsCachedThroughWindowsOwnInterpreterToo) {
-  given_hosts();
-  given_variable("COMSPEC", "C:\\windows\\system32\\cmd.exe");
-  std::filesystem::remove(in_world("cmd.exe"));
-  given_tool(mpirun,
-             "when -pwcheck\ntimes 1\nout No password\\r\\n\n"
-             "when -pwcheck\nout Cached password is valid\\r\\n\n");
-  (void)run_platform_mpi();
-  EXPECT_EQ(caches_password, lines_of(mpirun).at(1));
 }
 
 TEST(PlatformMpiPassword, IsAskedForAgainWhenTheUserSaysYes) {

@@ -49,13 +49,14 @@ void given_folder(const std::string &path);
 
 // A program that plays any external tool; its script is explained at the top of
 // tests/tools/scripted_tool/scripted_tool.cpp. A tool that stands already gets
-// the new script.
+// the new script. The world's folder is on PATH.
 void given_tool(const std::string &path, const std::string &script = "");
 
-// A cmd.exe beside the launcher, where Windows finds it first: it sees each command
-// as the launcher wrote it. Without a script it starts the command without an
-// interpreter, which is quicker than the real one.
-void given_command_interpreter(const std::string &script = "run {command}\n");
+// The same tool for the console.
+void given_console_tool(const std::string &path, const std::string &script = "");
+
+// Gives every tool that is there this script.
+void given_script_of_all_tools(const std::string &script);
 
 // The variables that a start script sets, over empty release folders: ZEPHON_PROD
 // zephon, ZEPHON_PROD_DIR <world>\prod, ZEPHON_INC <world>\inc, ZEPHON_ARCH win64,
@@ -75,9 +76,6 @@ std::string given_solver(const std::string &script = "");
 // What MPICH needs: its wrapper, MPI_HOME with a tool at mpirun's place, a host file.
 void given_mpich(const std::string &script = "");
 
-// A drive that is mapped to a network share, through a stand-in mpr.dll beside the launcher.
-void given_mapped_drive(const std::string &drive, const std::string &share);
-
 // The folder of an installed MPI, from the world's folder on:
 // inc\zephon<release>\netweave\mpi\win64\<mpi>
 std::string mpi_folder(const std::string &release, const std::string &mpi);
@@ -91,6 +89,7 @@ void given_joined_output();                       // standard error goes where s
 void given_output_file(const std::string &path);  // both go to a file that is there
 void given_no_standard_handles();                 // the launcher has no input, output and error
 void given_current_folder(const std::string &path);
+void given_hidden_window_station();         // the launcher runs where nobody sees a window
 void given_inherited_handle(void *handle);  // the launcher gets this handle of ours too
 void given_watched_styles();                // notes each box's style bits in launch::asked_boxes
 
@@ -126,6 +125,13 @@ launch start_launcher(const std::string &arguments);
 // Starts a program of the world with a whole command line. Null when Windows refuses.
 launch start_program(const std::string &path, const std::string &command_line);
 
+// Starts a program of the world in a new console, whose handles it gets.
+launch start_in_console(const std::string &path, const std::string &command_line);
+
+// What stands in the console of a process; presses Ctrl-C there.
+std::string console_text(const launch &run);
+void press_ctrl_c(const launch &run);
+
 // Follows the launcher to its end. What it started may still run, and later
 // output of that is not read.
 void wait_for_end(launch &run);
@@ -139,9 +145,10 @@ void wait_for_file(launch &run, const std::string &path);
 void wait_for_boxes(launch &run, std::size_t count);
 void wait_for_starts(launch &run, const std::string &tool, std::size_t count);
 
-// Follows the launcher for a tenth of a second. For steps that only may happen;
+// Follows the launcher for a tenth of a second, or for two seconds. For steps that only may happen;
 // what must happen is waited for with one of the above.
 void wait_a_moment(launch &run);
+void wait_a_while(launch &run);
 
 // Whether the launcher still runs, now.
 bool is_running(const launch &run);
@@ -156,6 +163,7 @@ launch run_console_launcher(const std::string &arguments);
 struct tool_start {
   std::string tool;                    // its path from the world's folder on
   std::string command_line;            // byte for byte
+  std::string interpreter_line;        // of the cmd.exe behind which it runs; empty: none
   std::vector<std::string> arguments;  // as the C runtime reads them, the name first
   std::string directory;
   std::vector<std::string> environment;  // name=value texts in their order
@@ -179,7 +187,14 @@ struct tool_start {
 std::vector<tool_start> starts_of(const std::string &tool);
 std::vector<tool_start> all_starts();
 
-// The command lines alone of a tool's starts.
+// The command as the launcher wrote it: the tool's own line, or what the launcher gave
+// the command interpreter behind which it runs.
+std::string command_of(const tool_start &start);
+
+// The whole lines of the interpreters behind which tools ran, byte for byte.
+std::vector<std::string> interpreter_lines();
+
+// The commands alone of a tool's starts.
 std::vector<std::string> lines_of(const std::string &tool);
 
 // The one start of a tool. The test fails when there was none or more than one.
@@ -192,8 +207,6 @@ std::optional<std::string> file_text(const std::string &path);
 std::string built_launcher();
 std::string built_console_launcher();
 std::string built_tool(const std::string &path);  // from tests\tools\ of the build on
-std::string built_stand_in_mpr();
-std::string built_mpr_without_names();
 
 // A text as it reads in an output or file that was written in text mode: \n is \r\n.
 std::string text_mode(const std::string &text);

@@ -29,9 +29,8 @@ class world_per_test : public testing::EmptyTestEventListener {
 };
 
 // Under Wine a message box takes two seconds to go away when no window manager
-// answers for it, as on the display of a test; and Wine prefers its own mpr.dll to
-// the stand-in that a test puts beside the launcher. So Wine is told otherwise, for
-// the programs of the tests only.
+// answers for it, as on the display of a test. So Wine is told otherwise, for the
+// programs of the tests only.
 void prepare_wine() {
   if (GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") == nullptr) {
     return;
@@ -39,11 +38,7 @@ void prepare_wine() {
   for (const std::string program : {"mpirun.exe", "mpirun_console.exe", "show_box.exe"}) {
     const auto settings = "Software\\Wine\\AppDefaults\\" + program;
     const auto windows = settings + "\\X11 Driver";
-    const auto libraries = settings + "\\DllOverrides";
-    const std::string own_first = "native,builtin";
     RegSetKeyValueA(HKEY_CURRENT_USER, windows.c_str(), "Managed", REG_SZ, "N", 2);
-    RegSetKeyValueA(HKEY_CURRENT_USER, libraries.c_str(), "mpr", REG_SZ, own_first.c_str(),
-                    static_cast<DWORD>(own_first.size() + 1));
   }
 }
 

@@ -3,9 +3,7 @@
 
 namespace scenario {
 
-namespace {
-
-void given_tools_and_msmpi(const std::string &job_script) {
+void given_cluster(const std::string &job_script) {
   given_release_without_blanks("msmpi");
   given_variable("MSMPI_HOME", "..\\ms");
   given_tool("job.exe", job_script);
@@ -13,19 +11,6 @@ void given_tools_and_msmpi(const std::string &job_script) {
   given_variable("USE_CCP", "head");
   given_variable("USERNAME", "jdoe");
   given_variable("ZEPHON_CRED_CHECK", "no");
-}
-
-}  // namespace
-
-void given_cluster(const std::string &job_script) {
-  given_tools_and_msmpi(job_script);
-  given_command_interpreter();
-  given_variable("COMSPEC", in_world("cmd.exe"));
-}
-
-void given_cluster_behind_the_real_interpreter(const std::string &job_script) {
-  given_tools_and_msmpi(job_script);
-  given_variable("PATH", in_world("") + ";C:\\windows\\system32;C:\\windows");
 }
 
 std::string answers(const std::string &sub_command, const std::string &output) {

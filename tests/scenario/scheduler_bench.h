@@ -10,11 +10,8 @@ namespace scenario {
 // An installed release with MS-MPI, named from the current folder on, so that no
 // blank of the world's folder is in it; `job` with this script and a `cluscfg`
 // without settings beside the launcher; the head node "head", a user jdoe, and no
-// check of credentials. Each command line is seen by a stand-in for cmd.exe.
+// check of credentials.
 void given_cluster(const std::string &job_script);
-
-// The same behind the real command interpreter.
-void given_cluster_behind_the_real_interpreter(const std::string &job_script);
 
 // Script text: the answer to a sub-command of `job`.
 std::string answers(const std::string &sub_command, const std::string &output);

@@ -147,9 +147,7 @@ class preferred_libraries {
                       static_cast<DWORD>(own_first.size() + 1));
     }
   }
-  // mpr.dll stays preferred: all scenarios need it.
   ~preferred_libraries() {
-    std::erase(names_, "mpr.dll");
     for (const auto &name : names_) {
       RegDeleteKeyValueA(HKEY_CURRENT_USER, key, value_of(name).c_str());
     }
@@ -235,7 +233,6 @@ TEST(ConversionSigns, StandInTracesAndLogs) {
   given_variable("ZEPHON_PROD", "lumis");
   given_variable("CANCEL_CCP_JOB_EXIT1", "job " + signs);
   given_file("prod\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll");
-  given_command_interpreter("");
   const auto run = run_launcher("--ptrace ..\\solver.exe " + signs);
   EXPECT_EQ(text_mode("\ncmd = job " + signs + " (..\\src\\mpirun:4151)\njob " + signs + "\n"),
             run.output);
@@ -254,7 +251,7 @@ TEST(ConversionSigns, StandInWhatACheckSays) {
   given_tool(mpi_folder("1.2.3", "intel") + "\\bin\\mpiexec.exe");
   given_file("hosts", "alpha:2\n");
   given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
-  given_command_interpreter("when -status\nout " + signs + "\\r\\n\n");
+  given_tool(mpi_folder("1.2.3", "intel") + "\\bin\\smpd.exe", "out " + signs + "\\r\\n\n");
   EXPECT_EQ(text_mode("\nChecking the status of SMPD for INTEL MPI on the local machine ... " +
                       signs + "\n"),
             run_launcher("--r1.2.3 --mpi=intel --np=2").output);
@@ -266,8 +263,7 @@ TEST(ConversionSigns, ReadNothingInAVersion) {
   given_release("mpich2");
   given_variable("MPICH2_HOME", "..\\mpich2");
   given_tool("mpich2\\bin\\mpiexec.exe");
-  given_file("mpich2\\bin\\smpd.exe");
-  given_command_interpreter("when -version\nout %s%n%d%% %x%p %5000d %\\r\\n\n");
+  given_tool("mpich2\\bin\\smpd.exe", "when -version\nout %s%n%d%% %x%p %5000d %\\r\\n\n");
   const auto run = run_launcher("--mpi=mpich2");
   EXPECT_EQ(0U, run.status);
   EXPECT_TRUE(run.output.ends_with("***\r\n%s%n%d% %x%p %5000d %\r\n\r\n")) << run.output;
@@ -275,8 +271,7 @@ TEST(ConversionSigns, ReadNothingInAVersion) {
 
 TEST(ConversionSigns, StandInWhatAnInstallerSays) {
   given_release("stub");
-  given_file("own\\bin\\smpd.exe");
-  given_command_interpreter("when -install\nout " + signs + "\\r\\n\n");
+  given_tool("own\\bin\\smpd.exe", "when -install\nout " + signs + "\\r\\n\n");
   given_box_answer(ok_button);
   const auto run = run_launcher("--install_smpd ..\\own");
   ASSERT_EQ(1U, run.boxes.size());
@@ -294,7 +289,8 @@ TEST(ConversionSigns, StandInAllThatTheSchedulerSays) {
   given_variable("CCP_JOB_ID", "7");
   given_file("work\\ZP7.1.jdoe.o", "output " + signs + "\n");
   given_file("work\\ZP7.1.jdoe.e", "errors " + signs + "\n");
-  given_command_interpreter("when job add\nout " + signs +
+  given_tool("cluscfg.exe");
+  given_tool("job.exe", "when job add\nout " + signs +
                             " submitted\\r\\n\nwhen job view\nout Error message: " + signs +
                             "\\r\\nState : Failed\\r\\n\n");
   const auto run = run_launcher("--mpi=msmpi --np=4");
@@ -312,16 +308,16 @@ TEST(ConversionSigns, StandInAllThatTheSchedulerSays) {
 TEST(InheritedHandles, ReachNoToolThatIsAsked) {
   const open_handles handles;
   given_release("intel");
-  given_tool(mpi_folder("1.2.3", "intel") + "\\bin\\mpiexec.exe");
+  const auto tools = mpi_folder("1.2.3", "intel") + "\\bin\\";
+  given_tool(tools + "mpiexec.exe", handles.script());
+  given_tool(tools + "smpd.exe", handles.script());
   given_file("hosts", "alpha:2\n");
   given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
-  given_command_interpreter(handles.script());
   (void)run_launcher("--r1.2.3 --mpi=intel --np=2");
-  const auto asked = starts_of("cmd.exe");
-  ASSERT_EQ(2U, asked.size());
-  for (const auto &start : asked) {
+  for (const auto &start :
+       {starts_of(tools + "smpd.exe").at(0), starts_of(tools + "mpiexec.exe").at(0)}) {
     EXPECT_EQ(handles.none(), start.handles) << start.command_line;
-    EXPECT_EQ("none pipe pipe", start.input + " " + start.output + " " + start.error);
+    EXPECT_EQ("character pipe pipe", start.input + " " + start.output + " " + start.error);
   }
 }
 
@@ -330,12 +326,11 @@ TEST(InheritedHandles, ReachNoService) {
   given_release("intel");
   const auto tools = mpi_folder("1.2.3", "intel") + "\\bin\\";
   given_tool(tools + "mpiexec.exe");
-  given_tool(tools + "smpd.exe", handles.script());
+  given_tool(tools + "smpd.exe", "when -status\nout no smpd\\r\\n\nwhen -d 0\n" + handles.script());
   given_file("hosts", "alpha:2\n");
   given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
-  given_command_interpreter("when -status\nout no smpd\\r\\n\n");
   (void)run_launcher("--r1.2.3 --mpi=intel --np=2");
-  const auto start = only_start_of(tools + "smpd.exe");
+  const auto start = starts_of(tools + "smpd.exe").at(1);
   EXPECT_EQ(handles.none(), start.handles);
   EXPECT_EQ("none none none", start.input + " " + start.output + " " + start.error);
 }
@@ -356,10 +351,9 @@ TEST(InheritedHandles, ReachAToolInTheConsole) {
   given_variable("MSMPI_HOME", "..\\ms");
   given_variable("CCP_CLUSTER_NAME", "head");
   given_variable("CCP_NODES", "1 alpha 4");
-  given_command_interpreter(handles.script());
-  given_variable("COMSPEC", in_world("cmd.exe"));
+  given_tool("ms\\bin\\mpiexec.exe", handles.script());
   (void)run_launcher("--mpi=msmpi --np=2 solver");
-  EXPECT_EQ(handles.all(), only_start_of("cmd.exe").handles);
+  EXPECT_EQ(handles.all(), only_start_of("ms\\bin\\mpiexec.exe").handles);
 }
 
 // Pipes, files and processes that it had open in between stay its own.
@@ -371,13 +365,12 @@ TEST(InheritedHandles, AreNeverTheLaunchersOwn) {
   const auto plain = only_start_of(mpiexec).handle_count;
 
   given_file("hosts", "alpha\n");
-  given_command_interpreter("when -status\nout smpd runs\\r\\n\n");
+  given_tool(mpi_folder("1.2.3", "intel") + "\\bin\\smpd.exe", "out smpd runs\\r\\n\n");
   given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
   given_variable("ZEPHON_RUN_DEBUG", "..\\log");
   (void)run_launcher("--r1.2.3 --mpi=intel --np=2 --o times.txt");
-  ASSERT_EQ(2U, starts_of(mpiexec).size());
-  EXPECT_EQ(2U, starts_of("cmd.exe").size());
-  EXPECT_EQ(plain, starts_of(mpiexec)[1].handle_count);
+  ASSERT_EQ(3U, starts_of(mpiexec).size());
+  EXPECT_EQ(plain, starts_of(mpiexec)[2].handle_count);
 }
 
 // ---- Planted host files -------------------------------------------------------------------
@@ -484,11 +477,88 @@ TEST(PlantedLibraries, AreNotLoadedFromTheCurrentFolder) {
   }
 }
 
-// The network library is loaded by its name alone, so one beside the launcher comes
-// first, as with every program; only who may write there can plant it. This also shows
-// that a planted library is noticed.
-TEST(PlantedLibraries, OfTheNetworkIsTakenFromTheLaunchersFolder) {
+TEST(PlantedLibraries, OfTheNetworkIsNotTakenFromTheLaunchersFolder) {
+  const preferred_libraries preferred({"mpr.dll"});
   plant_library("mpr.dll");
   run_with_a_box("--path=..\\inc");
-  EXPECT_TRUE(was_loaded("mpr.dll"));
+  EXPECT_FALSE(was_loaded("mpr.dll"));
+  plant_library("another.dll");
+  const HMODULE planted = LoadLibraryA(in_world("another.dll").c_str());
+  EXPECT_TRUE(was_loaded("another.dll"));  // who loads it is noticed
+  FreeLibrary(planted);
+}
+
+// ---- Planted programs ---------------------------------------------------------------------
+
+// Whether this interpreter leaves the current folder out when it is told to, as
+// Windows' own does and some stand-ins of it do not.
+bool interpreter_searches_path_only() {
+  given_tool("work\\planted_probe.exe");
+  given_variable("NoDefaultCurrentDirectoryInExePath", "1");
+  auto run = start_program(std::string(std::getenv("SystemRoot")) + "\\system32\\cmd.exe",
+                           "cmd.exe /c planted_probe");
+  wait_for_everything(run);
+  given_no_variable("NoDefaultCurrentDirectoryInExePath");
+  return starts_of("work\\planted_probe.exe").empty();
+}
+
+TEST(PlantedPrograms, InTheCurrentFolderAreNotTheInterpreter) {
+  given_release("intel");
+  const auto tools = mpi_folder("1.2.3", "intel") + "\\bin\\";
+  given_tool("work\\cmd.exe");
+  given_tool("cmd.exe");  // beside the launcher
+  given_variable("COMSPEC", in_world("cmd.exe"));
+  given_variable("PATH", in_world("work"));
+  given_tool(tools + "mpiexec.exe",
+             "when -validate\ntimes 1\nout FAIL\\r\\n\nwhen -validate\nout ok\\r\\n\n");
+  given_tool(tools + "smpd.exe");
+  given_file("hosts", "alpha:2\n");
+  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
+  EXPECT_EQ(0U, run_launcher("--r1.2.3 --mpi=intel --np=2 solver").status);
+  EXPECT_EQ(4U, starts_of(tools + "mpiexec.exe").size());  // asked, in the console, asked, launched
+  EXPECT_TRUE(starts_of("cmd.exe").empty());
+  EXPECT_TRUE(starts_of("work\\cmd.exe").empty());
+}
+
+TEST(PlantedPrograms, InTheCurrentFolderAreNotTheSchedulersTools) {
+  given_release("msmpi");
+  given_variable("MSMPI_HOME", "..\\ms");
+  given_variable("USE_CCP", "head");
+  given_variable("CCP_JOB_SUBMIT_WAIT_TIME", "0.2");
+  given_no_variable("ZEPHON_CRED_CHECK");
+  for (const std::string name : {"job.exe", "cluscfg.exe"}) {
+    given_tool(name, "when -ccp_job\nwhen job submit\nwait_file never\n");
+    given_tool("work\\" + name);
+  }
+  const bool is_kept = interpreter_searches_path_only();
+  (void)run_launcher("--mpi=msmpi --np=4 solver");
+  for (const auto &start : all_starts()) {
+    if (!start.interpreter_line.empty() && start.tool != "work\\planted_probe.exe") {
+      EXPECT_EQ("1", start.variable("NoDefaultCurrentDirectoryInExePath")) << start.command_line;
+    }
+  }
+  if (!is_kept) {
+    GTEST_SKIP() << "this interpreter looks into the current folder first, whatever it is told";
+  }
+  EXPECT_TRUE(starts_of("work\\job.exe").empty());
+  EXPECT_TRUE(starts_of("work\\cluscfg.exe").empty());
+  EXPECT_EQ(3U, starts_of("job.exe").size());  // the check, the submission, the one in the console
+}
+
+// A cluster's MPI is named without a folder; the solver's own search stays its own.
+TEST(PlantedPrograms, InTheCurrentFolderAreNotTheLaunchCommand) {
+  given_release("msmpi");
+  given_variable("CCP_HOME", "C:\\hpc");
+  given_variable("PATH", in_world("on path") + ";" + std::getenv("SystemRoot"));
+  given_tool("on path\\mpiexec.exe");
+  given_tool("work\\mpiexec.exe");
+  given_tool("work\\smpd.exe");
+  EXPECT_EQ(0U, run_launcher("--mpi=msmpi --np=2 solver").status);
+  EXPECT_TRUE(starts_of("work\\mpiexec.exe").empty());
+  EXPECT_EQ(std::nullopt,
+            only_start_of("on path\\mpiexec.exe").variable("NoDefaultCurrentDirectoryInExePath"));
+  given_variable("NoDefaultCurrentDirectoryInExePath", "mine");
+  (void)run_launcher("--mpi=msmpi --np=2 solver");
+  EXPECT_EQ("mine",
+            starts_of("on path\\mpiexec.exe").at(1).variable("NoDefaultCurrentDirectoryInExePath"));
 }

@@ -53,6 +53,7 @@ tool_start start_of(const std::string &tool, const record &fields) {
   tool_start start;
   start.tool = tool;
   start.command_line = text_of(fields, "command_line");
+  start.interpreter_line = text_of(fields, "interpreter_line");
   start.directory = text_of(fields, "directory");
   start.environment = texts_of_block(text_of(fields, "environment"));
   start.input = text_of(fields, "input");
@@ -92,6 +93,18 @@ std::optional<std::string> tool_start::variable(const std::string &name) const {
   return std::nullopt;
 }
 
+std::string command_of(const tool_start &start) {
+  constexpr std::string_view beginning = "cmd.exe /c ";
+  const std::string &line = start.interpreter_line;
+  if (line.empty()) {
+    return start.command_line;
+  }
+  EXPECT_TRUE(line.starts_with(beginning)) << line;
+  const std::string command = line.substr(beginning.size());
+  // The pair that makes the interpreter leave the command as it is.
+  return command.starts_with('"') ? command.substr(1, command.size() - 2) : command;
+}
+
 std::vector<tool_start> starts_of(const std::string &tool) {
   const auto log_path = in_world(tool.substr(0, tool.find_last_of('.')) + ".log");
   const auto log = scripted_tool::read_file(log_path).value_or("");
@@ -121,7 +134,17 @@ std::vector<tool_start> all_starts() {
 std::vector<std::string> lines_of(const std::string &tool) {
   std::vector<std::string> lines;
   for (const auto &start : starts_of(tool)) {
-    lines.push_back(start.command_line);
+    lines.push_back(command_of(start));
+  }
+  return lines;
+}
+
+std::vector<std::string> interpreter_lines() {
+  std::vector<std::string> lines;
+  for (const auto &start : all_starts()) {
+    if (!start.interpreter_line.empty()) {
+      lines.push_back(start.interpreter_line);
+    }
   }
   return lines;
 }

@@ -56,7 +56,7 @@ void give_what_windows_needs() {
   given_variable("windir", system_root);
   given_variable("SystemDrive", variable_or("SystemDrive", "C:"));
   given_variable("COMSPEC", system_root + "\\system32\\cmd.exe");
-  given_variable("PATH", system_root + "\\system32;" + system_root);
+  given_variable("PATH", system_root + "\\system32;" + in_world("") + ";" + system_root);
   given_variable("TEMP", in_world("temp"));
   given_variable("TMP", in_world("temp"));
 }
@@ -128,14 +128,6 @@ std::string built_tool(const std::string &path) {
   return build_folder() + "\\tests\\tools\\" + path;
 }
 
-std::string built_stand_in_mpr() {
-  return built_tool("mpr_stand_in\\mpr_stand_in\\mpr.dll");
-}
-
-std::string built_mpr_without_names() {
-  return built_tool("mpr_stand_in\\mpr_without_names\\mpr.dll");
-}
-
 void make_world() {
   current_world = new world_state;
   world().folder = new_folder();
@@ -184,17 +176,31 @@ void given_folder(const std::string &path) {
   std::filesystem::create_directories(in_world(path));
 }
 
-void given_tool(const std::string &path, const std::string &script) {
+namespace {
+
+void give_tool(const std::string &built, const std::string &path, const std::string &script) {
   auto &tools = world().tools;
   if (std::find(tools.begin(), tools.end(), path) == tools.end()) {
     tools.push_back(path);
-    copy_file(built_tool("scripted_tool\\scripted_tool.exe"), in_world(path));
+    copy_file(built_tool("scripted_tool\\" + built), in_world(path));
   }
   given_file(without_ending(path) + ".script", script);
 }
 
-void given_command_interpreter(const std::string &script) {
-  given_tool("cmd.exe", script);
+}  // namespace
+
+void given_tool(const std::string &path, const std::string &script) {
+  give_tool("scripted_tool.exe", path, script);
+}
+
+void given_console_tool(const std::string &path, const std::string &script) {
+  give_tool("scripted_console_tool.exe", path, script);
+}
+
+void given_script_of_all_tools(const std::string &script) {
+  for (const auto &tool : world().tools) {
+    given_file(without_ending(tool) + ".script", script);
+  }
 }
 
 void given_installed_release() {
@@ -231,11 +237,6 @@ void given_mpich(const std::string &script) {
   given_variable("ZEPHON_HOSTS_FILE", in_world("hosts"));
 }
 
-void given_mapped_drive(const std::string &drive, const std::string &share) {
-  copy_file(built_stand_in_mpr(), in_world("mpr.dll"));
-  given_variable("MAPPED_DRIVES", drive + "=" + share);
-}
-
 std::string mpi_folder(const std::string &release, const std::string &mpi) {
   return "inc\\zephon" + release + "\\netweave\\mpi\\win64\\" + mpi;
 }
@@ -258,6 +259,17 @@ void given_output_file(const std::string &path) {
 
 void given_no_standard_handles() {
   world().no_standard_handles = true;
+}
+
+void given_hidden_window_station() {
+  // Kept open as long as the tests run.
+  static const HWINSTA station = CreateWindowStationA("zephon_tests", 0, GENERIC_ALL, nullptr);
+  const HWINSTA own = GetProcessWindowStation();
+  ASSERT_TRUE(station != nullptr && SetProcessWindowStation(station));
+  static const HDESK desktop = CreateDesktopA("tests", nullptr, nullptr, 0, GENERIC_ALL, nullptr);
+  EXPECT_NE(nullptr, desktop);
+  SetProcessWindowStation(own);
+  world().desktop = "zephon_tests\\tests";
 }
 
 void given_current_folder(const std::string &path) {

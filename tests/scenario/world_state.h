@@ -29,6 +29,7 @@ struct world_state {
   bool watched_styles = false;
   std::vector<void *> inherited_handles;
   std::string current_folder;
+  std::string desktop;  // "station\\desktop"; empty: the test's own
   std::function<void(unsigned long process)> prepare_start;
   unsigned long time_limit = 60000;
   owned_handle job;  // everything that the test starts is in it

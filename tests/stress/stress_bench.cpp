@@ -52,7 +52,7 @@ unsigned long count_threads() {
 }
 
 void take_locks(void *) {
-  void *const library = platform::load_library("version.dll");
+  void *const library = platform::load_system_library("version.dll");
   platform::free_library(library);
   const std::string memory(100000, 'x');
   (void)platform::put_variable("STRESS_LOCK=x");

@@ -14,7 +14,6 @@ namespace stand_in {
 
 namespace {
 
-constexpr std::size_t most_variable_characters = 32'767;
 constexpr unsigned long error_bad_parameter = 87;
 constexpr unsigned long error_name_too_long = 206;
 constexpr int status_ended_by_ctrl_c = static_cast<int>(0xC000013AU);
@@ -273,6 +272,10 @@ void given_box_that_cannot_be_shown() {
   the_world().box_answers.push_back({std::nullopt, 0});
 }
 
+void given_no_visible_boxes() {
+  the_world().boxes_are_visible = false;
+}
+
 void given_box_closing(int button, milliseconds delay) {
   the_world().box_closing = {button, delay};
 }
@@ -388,6 +391,10 @@ std::time_t current_time() {
   return the_world().time_at_begin + static_cast<std::time_t>(the_world().now / 1000);
 }
 
+std::uint64_t elapsed_ms() {
+  return the_world().now;
+}
+
 void at_exit(void (*function)()) {
   the_world().at_exit_functions.push_back(function);
 }
@@ -467,7 +474,7 @@ unsigned long put_variable(const std::string &name_and_value) {
   if (here.variable_error != 0) {
     return here.variable_error;
   }
-  if (value.size() >= stand_in::most_variable_characters) {
+  if (name_and_value.size() > longest_variable) {
     return stand_in::error_name_too_long;
   }
   if (value.empty()) {
@@ -476,6 +483,10 @@ unsigned long put_variable(const std::string &name_and_value) {
     here.variables.insert_or_assign(name, value);
   }
   return 0;
+}
+
+bool boxes_are_visible() {
+  return the_world().boxes_are_visible;
 }
 
 int show_message_box(const std::string &caption, const std::string &text, unsigned style) {
@@ -515,7 +526,7 @@ void close_message_boxes(unsigned long thread_id) {
   stand_in::run_due_events();
 }
 
-void *load_library(const char *name) {
+void *load_system_library(const char *name) {
   stand_in::world &here = the_world();
   ++here.times_loaded[name];
   if (!here.libraries.contains(name)) {

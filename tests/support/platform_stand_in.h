@@ -220,14 +220,13 @@ enum class output_place { nowhere, standard_output, standard_error, pipe, file }
 
 // A start as the launcher asked for it, also one that failed.
 struct started_command {
-  std::string command;       // without "cmd.exe /c " before it
+  std::string command;       // as the interpreter runs it, without "cmd.exe /c " before it
   std::string command_line;  // as it stood
   start_way way = start_way::process;
   milliseconds at = 0;
   unsigned long id = 0;     // process identifier; 0: it did not start
   unsigned long error = 0;  // 0: it started
   std::string said_before;  // both_streams() at that moment
-  // the rest only when it was started with start_process
   bool gives_standard_handles = false;
   output_place output = output_place::nowhere;
   output_place error_output = output_place::nowhere;
@@ -237,6 +236,9 @@ struct started_command {
   std::optional<std::string> environment;  // the block with its two zeros
   platform::inheritance handles = platform::inheritance::all;
   bool grouped = false;
+  bool is_interpreter = false;
+  bool null_input = false;               // it reads the null device
+  std::optional<std::string> directory;  // not the launcher's own
 };
 
 const std::vector<started_command> &started_commands();
@@ -274,6 +276,7 @@ constexpr int pressed_no = 7;
 void given_box_answer(int button, milliseconds delay = 0);
 void given_box_without_answer();
 void given_box_that_cannot_be_shown();
+void given_no_visible_boxes();  // a window station that nobody looks at
 
 // What close_message_boxes does: the box closes after the delay with that
 // button. The default is the box's first button at once; `never` leaves it open.

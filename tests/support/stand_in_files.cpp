@@ -330,6 +330,11 @@ std::optional<standard_place> standard_place_of(const void *handle) {
   return handle == &error_address ? std::optional(standard_place::error) : std::nullopt;
 }
 
+bool is_null_input(const void *handle) {
+  const auto opened = handle_as<open_file>(handle, "start_process");
+  return opened != nullptr && opened->content->path == "NUL";
+}
+
 void write_standard(standard_place place, std::string_view text) {
   world &here = the_world();
   (place == standard_place::output ? here.output : here.error) += text;
@@ -436,6 +441,17 @@ bool replace_file(const std::string &path, const std::string &new_path) {
   entry->path = stand_in::full_path(new_path);
   the_world().files[target] = entry;
   return true;
+}
+
+owned_handle open_null_input() {
+  const auto opened = std::make_shared<stand_in::open_file>();
+  opened->content = std::make_shared<stand_in::file>();
+  opened->content->path = "NUL";
+  return owned_handle(stand_in::new_handle(opened));
+}
+
+std::string windows_directory() {
+  return "C:\\Windows";
 }
 
 std::optional<std::string> current_directory() {

@@ -10,7 +10,6 @@ namespace {
 
 constexpr std::string_view interpreter_beginning = "cmd.exe /c ";
 constexpr std::size_t longest_interpreter_line = 8'191;
-constexpr std::size_t longest_command_line = 32'766;
 constexpr std::size_t pipe_room = 4'096;
 constexpr unsigned long error_not_found = 2;
 constexpr unsigned long error_bad_parameter = 87;
@@ -43,6 +42,22 @@ std::optional<tool_answer> find_answer(const std::string &command) {
   return answer;
 }
 
+// The command that the interpreter runs when it is given this text. It cuts off a
+// quote at the beginning, and the last one with it, unless these are the only two and
+// hold a name with a blank and nothing special.
+std::string without_outer_quotes(const std::string &text) {
+  const std::size_t last = text.rfind('"');
+  if (!text.starts_with('"') || last == 0) {
+    return text;
+  }
+  const std::string between = text.substr(1, last - 1);
+  if (between.find_first_of("\"&<>()@^|") == std::string::npos &&
+      between.find(' ') != std::string::npos) {
+    return text;
+  }
+  return between + text.substr(last + 1);
+}
+
 // What the command interpreter makes of a command.
 tool_answer interpreted(const std::string &command) {
   if (the_world().interpreter_error != 0) {
@@ -60,7 +75,7 @@ tool_answer started_directly(const std::string &command_line) {
   if (command_line.empty()) {
     return cannot_start(error_bad_parameter);
   }
-  if (command_line.size() > longest_command_line) {
+  if (command_line.size() > platform::longest_command_line) {
     return cannot_start(error_name_too_long);
   }
   if (command_line[0] == ' ') {
@@ -244,15 +259,46 @@ std::string block_text(const char *block) {
   return text;
 }
 
-started_command begin_record(const std::string &command, start_way way) {
+// How the launcher means a start, told by what it hands on.
+start_way way_of(const platform::start_settings &settings) {
+  if (!settings.is_interpreter) {
+    return start_way::process;
+  }
+  if (!settings.give_standard_handles || standard_place_of(settings.output)) {
+    return start_way::in_console;
+  }
+  return settings.output == settings.error ? start_way::process : start_way::output_discarded;
+}
+
+started_command begin_record(const std::string &command, const platform::start_settings &settings) {
   started_command record;
   record.command_line = command;
-  record.command = command.starts_with(interpreter_beginning) && way == start_way::process
-                       ? command.substr(interpreter_beginning.size())
-                       : command;
-  record.way = way;
+  record.command = command;
+  if (settings.is_interpreter) {
+    if (!command.starts_with(interpreter_beginning)) {
+      fail("the interpreter is started without a command: " + command);
+    }
+    record.command = without_outer_quotes(command.substr(interpreter_beginning.size()));
+  }
+  record.way = way_of(settings);
   record.at = now();
   record.said_before = both_streams();
+  record.gives_standard_handles = settings.give_standard_handles;
+  record.hidden = settings.hidden;
+  record.detached = settings.detached;
+  record.handles = settings.handles;
+  record.grouped = settings.grouped;
+  record.is_interpreter = settings.is_interpreter;
+  record.null_input = settings.input != nullptr && is_null_input(settings.input);
+  if (settings.title != nullptr) {
+    record.title = settings.title;
+  }
+  if (settings.directory != nullptr) {
+    record.directory = settings.directory;
+  }
+  if (settings.environment != nullptr) {
+    record.environment = block_text(settings.environment);
+  }
   return record;
 }
 
@@ -265,29 +311,6 @@ started_command &keep_record(started_command record, unsigned long error) {
   }
   here.started.push_back(std::move(record));
   return here.started.back();
-}
-
-void wait_for_end(const std::shared_ptr<process> &one) {
-  wait request{.what = "waits for the command \"" + one->command + "\"",
-               .ready = [one] { return one->ended; }};
-  wait_until(request);
-}
-
-// Runs a command through the interpreter to its end; nothing when it cannot be started.
-std::optional<unsigned long> run_command(const std::string &command, start_way way) {
-  const tool_answer answer = interpreted(command);
-  const started_command record = keep_record(begin_record(command, way), answer.start_error);
-  if (record.error != 0) {
-    return std::nullopt;
-  }
-  const auto one = new_process(record, answer);
-  if (way == start_way::in_console) {
-    one->output = standard_place::output;
-  }
-  one->error = standard_place::error;
-  take_next_step_in_time(one);
-  wait_for_end(one);
-  return one->exit_code;
 }
 
 void add_rule(tool_rule rule, const tool_answer &answer) {
@@ -472,10 +495,10 @@ bool program_exists(const std::string &command) {
 }
 
 started_process start_process(const std::string &command, const start_settings &settings) {
-  stand_in::started_command record = stand_in::begin_record(command, stand_in::start_way::process);
-  const bool is_interpreted = record.command_line != record.command;
-  const stand_in::tool_answer answer =
-      is_interpreted ? stand_in::interpreted(record.command) : stand_in::started_directly(command);
+  stand_in::started_command record = stand_in::begin_record(command, settings);
+  const stand_in::tool_answer answer = settings.is_interpreter
+                                           ? stand_in::interpreted(record.command)
+                                           : stand_in::started_directly(command);
   stand_in::output_target output;
   stand_in::output_target error;
   if (settings.give_standard_handles) {
@@ -484,20 +507,12 @@ started_process start_process(const std::string &command, const start_settings &
     if (settings.handles == inheritance::none) {
       stand_in::fail("a program that inherits nothing is given standard handles");
     }
+  } else if (settings.is_interpreter) {  // the launcher's own, as they are
+    output = stand_in::standard_place::output;
+    error = stand_in::standard_place::error;
   }
-  record.gives_standard_handles = settings.give_standard_handles;
   record.output = stand_in::place_of(output);
   record.error_output = stand_in::place_of(error);
-  record.hidden = settings.hidden;
-  record.detached = settings.detached;
-  record.handles = settings.handles;
-  record.grouped = settings.grouped;
-  if (settings.title != nullptr) {
-    record.title = settings.title;
-  }
-  if (settings.environment != nullptr) {
-    record.environment = stand_in::block_text(settings.environment);
-  }
   const stand_in::started_command kept =
       stand_in::keep_record(std::move(record), answer.start_error);
   started_process started;
@@ -507,7 +522,7 @@ started_process start_process(const std::string &command, const start_settings &
   }
   started.id = kept.id;
   const auto one = stand_in::new_process(kept, answer);
-  one->interpreted = is_interpreted;
+  one->interpreted = settings.is_interpreter;
   one->output = output;
   one->error = error;
   stand_in::inherit(*one, settings.handles);
@@ -558,15 +573,6 @@ std::optional<std::uint64_t> processor_time(void *process) {
 std::optional<std::uint64_t> group_processor_time(void *group) {
   const auto one = stand_in::handle_as<stand_in::process>(group, "group_processor_time");
   return one == nullptr ? std::nullopt : one->group_time;
-}
-
-int run_in_console(const std::string &command) {
-  const auto code = stand_in::run_command(command, stand_in::start_way::in_console);
-  return code ? static_cast<int>(*code) : -1;
-}
-
-void run_and_discard_output(const std::string &command) {
-  (void)stand_in::run_command(command, stand_in::start_way::output_discarded);
 }
 
 void write_shared_number(std::uint64_t mapping_handle, std::uint32_t number) {

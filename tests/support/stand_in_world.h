@@ -222,6 +222,7 @@ struct world {
   // message boxes
   std::vector<std::shared_ptr<shown_box>> boxes;
   std::deque<box_answer> box_answers;
+  bool boxes_are_visible = true;
   box_answer box_closing = {std::nullopt, 0};  // no button: the first one
 
   // what the front asks
@@ -272,6 +273,7 @@ std::string compared_path(const std::string &path);  // the same for equal paths
 
 // Output.
 std::optional<standard_place> standard_place_of(const void *handle);
+bool is_null_input(const void *handle);
 void write_standard(standard_place place, std::string_view text);
 
 // Processes.

@@ -6,7 +6,6 @@
 
 #include "front/zprun.h"
 #include "launch/mpirun.h"
-#include "scripted_tool/script.h"
 #include "support/fresh_launch.h"
 #include "support/stand_in_world.h"
 
@@ -27,8 +26,8 @@ void given_tools(const std::vector<tool> &tools, const std::string &world) {
     }
     const auto left = std::make_shared<int>(one->times == 0 ? -1 : one->times);
     door::given_tool_for(
-        [wanted, left](const std::string &command) {
-          if (*left == 0 || !scripted_tool::starts_program(command, wanted.program) ||
+        [tool = *one, wanted, world, left](const std::string &command) {
+          if (*left == 0 || !calls(command, tool, world) ||
               command.find(wanted.piece) == std::string::npos) {
             return false;
           }

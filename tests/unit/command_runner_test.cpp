@@ -245,6 +245,41 @@ TEST(CurrentRun, IsClosedToMinusOneWhenThereIsNone) {
   EXPECT_EQ(-1, close_current_run());
 }
 
+// ---- The interpreter ----------------------------------------------------------------------
+
+TEST(InterpreterLine, HasAPairOfQuotesAroundACommandThatBeginsWithOne) {
+  EXPECT_EQ("cmd.exe /c job view \"7\"", interpreter_line("job view \"7\""));
+  EXPECT_EQ("cmd.exe /c \"\"C:\\my mpi\\x.exe\" -a\"",
+            interpreter_line("\"C:\\my mpi\\x.exe\" -a"));
+}
+
+TEST(Interpreter, GetsNothingToReadForAToolThatIsAsked) {
+  given_tool("t");
+  texts lines;
+  (void)run("t", lines);
+  run_without_output("t");
+  (void)run_in_console("t");
+  EXPECT_TRUE(started_commands().at(0).null_input);
+  EXPECT_TRUE(started_commands().at(1).null_input);
+  EXPECT_FALSE(started_commands().at(2).null_input);
+  for (const started_command &started : started_commands()) {
+    EXPECT_TRUE(started.is_interpreter);
+    EXPECT_EQ(std::nullopt, started.directory);
+  }
+}
+
+TEST(Interpreter, StartsInWindowsFolderWhenTheCurrentOneIsOnTheNetwork) {
+  given_tool("t");
+  given_current_directory("\\\\server\\share\\case");
+  texts lines;
+  (void)run("t", lines);
+  (void)run_in_console("t");
+  run_without_output("t");
+  for (const started_command &started : started_commands()) {
+    EXPECT_EQ("C:\\Windows", started.directory);
+  }
+}
+
 // ---- The monitor --------------------------------------------------------------------------
 
 std::string heard;

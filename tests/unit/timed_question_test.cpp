@@ -88,6 +88,16 @@ TEST(TimedQuestion, AnswersOneAtOnceWhenTheBoxCannotBeShown) {
   EXPECT_EQ(100U, now());
 }
 
+TEST(TimedQuestion, IsAnsweredAtOnceWhereNobodySeesABox) {
+  given_no_visible_boxes();
+  given_box_answer(pressed_yes);
+  EXPECT_EQ(answer_ok, timed_question("Start it?\n\n", 15, yes_no_buttons));
+  EXPECT_EQ(0U, now());
+  EXPECT_EQ("Start it?\n", standard_output());
+  EXPECT_TRUE(message_boxes().empty());
+  EXPECT_EQ(0U, threads_started());
+}
+
 TEST(TimedQuestion, ForgetsTheAnswerOfTheQuestionBefore) {
   given_box_answer(pressed_yes, 100);
   EXPECT_EQ(answer_yes, timed_question("1?", 3, yes_no_buttons));

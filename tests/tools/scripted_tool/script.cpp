@@ -10,9 +10,9 @@ namespace scripted_tool {
 
 namespace {
 
-constexpr std::array<std::string_view, 13> verbs = {
-    "out", "err",   "repeat", "pause",         "wait_file", "make_file", "close",
-    "run", "start", "handle", "ignore_ctrl_c", "exit",      "not_found"};
+constexpr std::array<std::string_view, 14> verbs = {
+    "out", "err",   "repeat", "pause",         "wait_file",      "make_file", "close",
+    "run", "start", "handle", "run_as_window", "outlive_ctrl_c", "exit",      "ignore_ctrl_c"};
 
 // Cuts the first line off the text; a line end of either kind is left out.
 std::string_view take_line(std::string_view &text) {
@@ -56,16 +56,14 @@ void add_line(parsed_script &script, std::string_view line) {
   const auto verb = line.substr(0, blank);
   const auto text = blank == std::string_view::npos ? "" : line.substr(blank + 1);
 
-  if (verb == "when" || verb == "asked") {
+  if (verb == "when") {
     script.blocks.emplace_back();
   }
   if (script.blocks.empty()) {
     script.blocks.emplace_back();  // steps before the first "when" answer everything
   }
   auto &block = script.blocks.back();
-  if (verb == "asked") {
-    block.asked = unescape(text);
-  } else if (verb == "when" || verb == "and") {
+  if (verb == "when" || verb == "and") {
     block.contains.push_back(unescape(text));
   } else if (verb == "times") {
     block.times = std::strtoul(std::string(text).c_str(), nullptr, 10);
@@ -89,32 +87,10 @@ parsed_script parse_script(std::string_view text) {
   return script;
 }
 
-std::string_view interpreted(std::string_view command_line) {
-  const auto at = command_line.find("/c ");
-  return at == std::string_view::npos ? "" : command_line.substr(at + 3);
-}
-
-bool starts_program(std::string_view command, std::string program) {
-  std::string plain(command);
-  plain.erase(std::remove(plain.begin(), plain.end(), '"'), plain.end());
-  const bool in_a_folder = program.find('\\') != std::string::npos;
-  if (!in_a_folder && !plain.starts_with(program)) {
-    program.resize(std::min(program.find(".exe"), program.size()));
-  }
-  const auto at = plain.find(program);
-  const auto end = at + program.size();
-  // Not one that the command only names behind its options.
-  return at <= (in_a_folder ? plain.find('/') : 0) && at != std::string::npos &&
-         (end == plain.size() || plain[end] == ' ');
-}
-
 std::size_t choose_block(const std::vector<script_block> &blocks, std::string_view command_line,
                          const std::vector<unsigned long> &played) {
   for (std::size_t index = 0; index < blocks.size(); ++index) {
     const auto &block = blocks[index];
-    if (!block.asked.empty() && !starts_program(interpreted(command_line), block.asked)) {
-      continue;
-    }
     const bool fits = std::all_of(
         block.contains.begin(), block.contains.end(),
         [&](const auto &text) { return command_line.find(text) != std::string_view::npos; });

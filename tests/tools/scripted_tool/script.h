@@ -14,11 +14,9 @@ struct script_step {
   std::string text;  // the rest of the line, without the blank after the verb
 };
 
-// One answer: its steps are played when the interpreter is asked for the program, every
-// text of `contains` stands in the tool's command line and the block was played fewer than `times`
-// times before.
+// One answer: its steps are played when every text of `contains` stands in the tool's command
+// line and the block was played fewer than `times` times before.
 struct script_block {
-  std::string asked;  // the program that the interpreter shall start; empty: any
   std::vector<std::string> contains;
   unsigned long times = std::numeric_limits<unsigned long>::max();
   std::vector<script_step> steps;
@@ -31,14 +29,6 @@ struct parsed_script {
 
 // Reads a script. A script with an unknown verb has a fault and is not to be played.
 parsed_script parse_script(std::string_view text);
-
-// What the command interpreter was started for: the text behind its "/c ".
-std::string_view interpreted(std::string_view command_line);
-
-// Whether a command, whatever its quotes, starts this program, which is named by the end
-// of its path: "C:\my mpi"\mpiexec.exe -np 4 starts \my mpi\mpiexec.exe. One without a folder
-// may be named without its ending too: job view starts job.exe.
-bool starts_program(std::string_view command, std::string program);
 
 // The first block that answers this command line, given how often each block was
 // played before (missing counts are 0); blocks.size() when none does.

@@ -11,8 +11,6 @@
 //   when TEXT          begins an answer; it fits when TEXT stands in the command
 //                      line ("when" alone: always)
 //   and TEXT           ... and this text as well
-//   asked PROGRAM      begins an answer of a cmd.exe; it fits when the command behind
-//                      "/c " starts that program
 //   times N            ... and it was played fewer than N times before
 //   out TEXT           writes TEXT to standard output; no line end is added
 //   err TEXT           writes TEXT to standard error
@@ -21,23 +19,24 @@
 //   wait_file NAME     waits until a file exists
 //   make_file NAME     makes an empty file
 //   close              closes standard output and standard error and lives on
-//   ignore_ctrl_c      is not ended by Ctrl-C from now on
+//   ignore_ctrl_c      is not ended by Ctrl-C from now on, nor is what it starts
+//   outlive_ctrl_c     is not ended by Ctrl-C from now on
 //   run COMMAND        starts a program with the same handles and waits for it;
 //                      its exit code becomes the tool's
 //   start COMMAND      starts a program with the same handles and goes on
-//   not_found          says that its command is not found, as cmd.exe does, with code 1
+//   run_as_window STREAMS COMMAND
+//                      runs a program as a console's shell starts one that has a
+//                      window: it gets no handles but those of the streams, "none",
+//                      "output" or "both", which go to the file streams.txt
 //   handle N           writes down, already at the start, whether handle number N
 //                      is there and what it is
 //   exit N             ends the tool with any 32-bit code (default: see "run", else 0)
 //
 // In when, and, out, err and repeat \n \r \t \\ and \x00 to \xFF stand for one
-// byte. File names without a drive are taken from the tool's own folder. In a
-// COMMAND {arguments} stands for what follows the program's name in the tool's
-// own command line, {command} for what follows the first "/c ": so a cmd.exe that
-// is played by this tool passes its command on with "run {command}", or lets the
-// real one do it with "run C:\windows\system32\cmd.exe {arguments}".
+// byte. File names without a drive are taken from the tool's own folder.
 //
-// The tool is for the GUI subsystem: it starts quicker and needs no console.
+// The tool is for the GUI subsystem: it starts quicker and needs no console. The same
+// for a console is scripted_console_tool.
 
 #include <windows.h>
 
@@ -131,6 +130,78 @@ std::string handle_kind(HANDLE handle) {
   }
 }
 
+// What is known of a process: the one that started it, its program and its command line.
+struct ancestor {
+  unsigned long parent = 0;
+  std::string program;
+  std::string command_line;
+};
+
+using query_function = LONG(WINAPI *)(HANDLE, int, void *, ULONG, ULONG *);
+
+std::string narrow(const std::wstring &text) {
+  std::string bytes(text.size() * 2, '\0');
+  bytes.resize(static_cast<std::size_t>(
+      WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
+                          static_cast<int>(bytes.size()), nullptr, nullptr)));
+  return bytes;
+}
+
+// A piece of another process's memory; zeros when it cannot be read.
+template <typename type>
+type value_at(HANDLE process, ULONG_PTR address) {
+  type value{};
+  (void)ReadProcessMemory(process, reinterpret_cast<const void *>(address), &value, sizeof value,
+                          nullptr);
+  return value;
+}
+
+// From the process's own parameters, where every 64-bit Windows keeps it.
+std::string command_line_of(HANDLE process, ULONG_PTR process_block) {
+  constexpr ULONG_PTR parameters_offset = 0x20;
+  constexpr ULONG_PTR command_line_offset = 0x70;
+  const auto parameters = value_at<ULONG_PTR>(process, process_block + parameters_offset);
+  const auto size = value_at<USHORT>(process, parameters + command_line_offset);
+  const auto text = value_at<ULONG_PTR>(process, parameters + command_line_offset + 8);
+  std::wstring line(size / sizeof(wchar_t), L'\0');
+  (void)ReadProcessMemory(process, reinterpret_cast<const void *>(text), line.data(), size,
+                          nullptr);
+  return narrow(line);
+}
+
+ancestor look_at(unsigned long number) {
+  static const auto query = reinterpret_cast<query_function>(reinterpret_cast<void *>(
+      GetProcAddress(GetModuleHandleA("ntdll.dll"), "NtQueryInformationProcess")));
+  ancestor found;
+  const HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, number);
+  ULONG_PTR basic[6] = {};
+  if (process == nullptr || query(process, 0, basic, sizeof basic, nullptr) < 0) {
+    return found;
+  }
+  found.parent = static_cast<unsigned long>(basic[5]);
+  found.command_line = command_line_of(process, basic[1]);
+  std::string path(32768, '\0');
+  DWORD size = static_cast<DWORD>(path.size());
+  if (QueryFullProcessImageNameA(process, 0, path.data(), &size)) {
+    path.resize(size);
+    found.program = path.substr(path.find_last_of('\\') + 1);
+  }
+  CloseHandle(process);
+  return found;
+}
+
+// The command line of the interpreter behind which we run, as whoever started it wrote
+// it; the outermost one when they stand one behind the other. They wait for us, so
+// they are there to be asked. Empty when there is none.
+std::string interpreter_line() {
+  std::string line;
+  for (ancestor next = look_at(look_at(GetCurrentProcessId()).parent);
+       _stricmp(next.program.c_str(), "cmd.exe") == 0; next = look_at(next.parent)) {
+    line = next.command_line;
+  }
+  return line;
+}
+
 std::string number_now() {
   LARGE_INTEGER ticks;
   QueryPerformanceCounter(&ticks);
@@ -150,6 +221,7 @@ scripted_tool::record start_record(const std::string &fault, std::size_t block_n
       {"process", std::to_string(GetCurrentProcessId())},
       {"program", own_path()},
       {"command_line", GetCommandLineA()},
+      {"interpreter_line", interpreter_line()},
       {"directory", current_directory()},
       {"environment", environment_block()},
       {"input", handle_kind(GetStdHandle(STD_INPUT_HANDLE))},
@@ -249,33 +321,8 @@ void close_output() {
   }
 }
 
-void replace_all(std::string &text, std::string_view what, std::string_view with) {
-  for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + with.size())) {
-    text.replace(at, what.size(), with);
-  }
-}
-
-// What follows the program's name in the tool's own command line.
-std::string_view own_arguments() {
-  std::string_view line = GetCommandLineA();
-  const auto end = line.starts_with('"') ? line.find('"', 1) : line.find(' ');
-  line.remove_prefix(std::min(line.size(), end == std::string_view::npos ? end : end + 1));
-  line.remove_prefix(std::min(line.size(), line.find_first_not_of(' ')));
-  return line;
-}
-
-// What the command interpreter says of a program that it does not find.
-void report_not_found() {
-  const auto command = scripted_tool::interpreted(GetCommandLineA());
-  write_bytes(STD_ERROR_HANDLE, "'" + std::string(command.substr(0, command.find(' '))) +
-                                    "' is not recognized as an internal or external command,\r\n"
-                                    "operable program or batch file.\r\n");
-}
-
 // Starts a program with the tool's own handles; gives back its process.
 HANDLE start_program(std::string command) {
-  replace_all(command, "{arguments}", own_arguments());
-  replace_all(command, "{command}", scripted_tool::interpreted(GetCommandLineA()));
   STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
@@ -291,8 +338,32 @@ HANDLE start_program(std::string command) {
   return started.hProcess;
 }
 
-DWORD run_program(const std::string &command) {
-  const HANDLE process = start_program(command);
+// The file streams.txt beside the tool, to be handed on.
+HANDLE open_streams_file() {
+  SECURITY_ATTRIBUTES inheritable = {sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+  return CreateFileA((own_folder() + "streams.txt").c_str(), FILE_APPEND_DATA,
+                     FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable, OPEN_ALWAYS, 0, nullptr);
+}
+
+HANDLE start_as_window(const std::string &streams_and_command) {
+  const auto blank = streams_and_command.find(' ');
+  const auto streams = streams_and_command.substr(0, blank);
+  std::string command = streams_and_command.substr(blank + 1);
+  STARTUPINFOA startup = {};
+  startup.cb = sizeof startup;
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdOutput = streams == "none" ? nullptr : open_streams_file();
+  startup.hStdError = streams == "both" ? startup.hStdOutput : nullptr;
+  PROCESS_INFORMATION started = {};
+  if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                      &startup, &started)) {
+    ExitProcess(not_started);
+  }
+  CloseHandle(started.hThread);
+  return started.hProcess;
+}
+
+DWORD wait_for_program(HANDLE process) {
   WaitForSingleObject(process, INFINITE);
   DWORD code = 0;
   GetExitCodeProcess(process, &code);
@@ -316,13 +387,14 @@ DWORD play(const script_step &step, DWORD code) {
     scripted_tool::write_file(resolved(step.text), "");
   } else if (step.verb == "close") {
     close_output();
-  } else if (step.verb == "not_found") {
-    report_not_found();
-    return 1;
   } else if (step.verb == "ignore_ctrl_c") {
     (void)SetConsoleCtrlHandler(nullptr, TRUE);
+  } else if (step.verb == "outlive_ctrl_c") {
+    (void)SetConsoleCtrlHandler([](DWORD) -> BOOL { return TRUE; }, TRUE);
   } else if (step.verb == "run") {
-    return run_program(step.text);
+    return wait_for_program(start_program(step.text));
+  } else if (step.verb == "run_as_window") {
+    return wait_for_program(start_as_window(step.text));
   } else if (step.verb == "start") {
     CloseHandle(start_program(step.text));
   }
