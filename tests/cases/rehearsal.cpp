@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <sstream>
 
-#include "scripted_tool/script.h"
-
 namespace cases {
 
 namespace {
@@ -146,8 +144,7 @@ bool is_unknown(const std::string &command, const told_run &told) {
 // ---- The world that was assumed -----------------------------------------------------------
 
 bool fits(const tool &one, const std::string &command, const std::string &world) {
-  const auto wanted = split_command(one.command, world);
-  return scripted_tool::starts_program(command, wanted.program) && holds(command, wanted.piece);
+  return calls(command, one, world) && holds(command, split_command(one.command, world).piece);
 }
 
 // The row's tool for a command alone: its program, and the word behind that.

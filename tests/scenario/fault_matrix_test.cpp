@@ -31,9 +31,7 @@ void PrintTo(const matrix_cell &cell, std::ostream *stream) {
 
 bool has_fault(const program_call &call, fault one) {
   const bool in_file = one == fault::missing || one == fault::no_program || one == fault::refused;
-  // The interpreter in front of a tool that closes its output keeps it open.
-  const bool kept_open = one == fault::closes_output && call.way == start_way::runner;
-  return !kept_open && !(in_file && call.tool_ran_before) &&
+  return !(in_file && call.tool_ran_before) &&
          std::any_of(call.rules.begin(), call.rules.end(), [&](const fault_rule &rule) {
            return std::find(rule.when.begin(), rule.when.end(), one) != rule.when.end();
          });
@@ -232,12 +230,15 @@ void meet_box(launch &run) {
   given_file(box_mark);
 }
 
-// Whether the launcher waits for a tool that hangs, or that only has closed its output.
+// Whether the launcher waits for a tool that hangs, or that only has closed its output:
+// the interpreter in front of it keeps that open.
 bool must_wait(const matrix_cell &cell) {
   const auto waits = cell.call->waits;
   return cell.with == fault::hangs
-             ? waits == waits_for::its_output || waits == waits_for::its_end
-             : cell.with == fault::closes_output && waits == waits_for::its_end;
+             ? waits == waits_for::its_output || waits == waits_for::its_first_line ||
+                   waits == waits_for::its_end
+             : cell.with == fault::closes_output &&
+                   (waits == waits_for::its_output || waits == waits_for::its_end);
 }
 
 bool lives_on(const matrix_cell &cell) {
