@@ -116,12 +116,6 @@ TEST(WindowsDoor, GivesAProgramNothingToRead) {
             door::interpret("set /p x= & echo read", settings).output.find("read"));
 }
 
-TEST(WindowsDoor, WaitsForTheEndOfAThreadThatItEnds) {
-  const auto sleeper = platform::start_thread([](void *) { Sleep(INFINITE); }, nullptr);
-  platform::terminate_thread(sleeper.thread.get());
-  EXPECT_TRUE(platform::wait_for(sleeper.thread.get(), 0));
-}
-
 TEST(WindowsDoor, KnowsNoUniversalNameWhereTheFunctionIsMissing) {
   void *library = platform::load_system_library("kernel32.dll");
   ASSERT_NE(nullptr, library);

@@ -63,6 +63,20 @@ seen run_from_console(const std::string &streams, const std::string &arguments) 
 
 }  // namespace
 
+TEST(Console, ShowsAllThatIsNotRedirected) {
+  given_intel_in_console();
+  const auto all = run_from_console("none", intel_arguments);
+  EXPECT_EQ(launcher_and_tools + question + registered + solver, all.console);
+  EXPECT_EQ("", all.file);
+}
+
+TEST(Console, ShowsTheOtherStreamWhenOneIsRedirected) {
+  given_intel_in_console();
+  const auto all = run_from_console("output", intel_arguments);
+  EXPECT_EQ("and again:\na warning\n", all.console);
+  EXPECT_EQ(launcher_and_tools + "password:\n" + registered + "converged\n", all.file);
+}
+
 TEST(Console, GetsNothingWhenBothStreamsAreRedirected) {
   given_intel_in_console();
   const auto all = run_from_console("both", intel_arguments);

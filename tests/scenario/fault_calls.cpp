@@ -397,7 +397,7 @@ std::vector<program_call> table() {
        .about = "Asked for with `--install_ibmmpi`. Its first line is shown in a box, in which a "
                 "zero byte ends the text.",
        .of = {[] { given_release("ibmmpi"); }, "--r1.2.3 --install_ibmmpi"},
-       .waits = waits_for::its_first_line,
+       .waits = waits_for::its_answer,
        .key = "setup.exe",
        .command = setup_command,
        .tool = mpi_folder("1.2.3", "ibmmpi") + "\\sbin\\setup.exe",
@@ -417,7 +417,7 @@ std::vector<program_call> table() {
        .about = "Intel MPI and MPICH2, with a host file. Only a first line that begins with `no "
                 "smpd` has the service started; anything else counts as running.",
        .of = intel_world,
-       .waits = waits_for::its_first_line,
+       .waits = waits_for::its_answer,
        .shown = shows::first_line,
        .key = "-status",
        .command = intel_tools + "smpd.exe -status",
@@ -451,7 +451,7 @@ std::vector<program_call> table() {
        .about = "Intel MPI and MPICH2. Only a first line that begins with `FAIL` or `Unable`, or "
                 "holds `failure`, is a No.",
        .of = intel_world,
-       .waits = waits_for::its_first_line,
+       .waits = waits_for::its_answer,
        .key = "-validate",
        .command = intel_tools + "mpiexec.exe -validate",
        .tool = "local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe",
@@ -496,7 +496,7 @@ std::vector<program_call> table() {
                 "is a Yes. After a No it is asked for once, then with a question, which is "
                 "answered with No here.",
        .of = platform_mpi_on_hosts,
-       .waits = waits_for::its_first_line,
+       .waits = waits_for::its_answer,
        .key = "-pwcheck",
        .command = platform_tool + " -pwcheck",
        .tool = mpi_folder("1.2.3", "ibmmpi") + "\\bin\\mpirun.exe",
@@ -583,6 +583,7 @@ std::vector<program_call> table() {
                 "The file is emptied before the nodes are known. A node's name that is cut short "
                 "is taken as it is.",
        .of = {given_msmpi_on_nodes_of_job_5, "--ptrace " + msmpi_arguments},
+       .waits = waits_for::its_answer,
        .shown = shows::everything,
        .key = "job view",
        .command = "job view 5 /scheduler:head",

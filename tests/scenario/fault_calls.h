@@ -38,7 +38,7 @@ enum class start_way {
   detached  // itself, without handles
 };
 
-enum class waits_for { its_output, its_first_line, its_end, nothing, one_second };
+enum class waits_for { its_output, its_answer, its_end, nothing, one_second };
 
 enum class shows { nothing, first_line, everything };
 

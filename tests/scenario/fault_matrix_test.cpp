@@ -235,7 +235,7 @@ void meet_box(launch &run) {
 bool must_wait(const matrix_cell &cell) {
   const auto waits = cell.call->waits;
   return cell.with == fault::hangs
-             ? waits == waits_for::its_output || waits == waits_for::its_first_line ||
+             ? waits == waits_for::its_output || waits == waits_for::its_answer ||
                    waits == waits_for::its_end
              : cell.with == fault::closes_output &&
                    (waits == waits_for::its_output || waits == waits_for::its_end);

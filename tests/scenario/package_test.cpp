@@ -243,6 +243,11 @@ class Package : public testing::Test {
     EXPECT_EQ(std::vector<std::string>(), listed_versions());
     EXPECT_EQ(before_, installed_files());
     EXPECT_EQ(path_before_, machine_path());
+    if (is_wine()) {  // an empty entry of PATH is the current folder to it
+      RegSetKeyValueA(
+          HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment",
+          "PATH", REG_EXPAND_SZ, path_before_.c_str(), static_cast<DWORD>(path_before_.size() + 1));
+    }
     HKEY key = nullptr;
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Zephon\\Launcher",
                                                   0, KEY_READ | KEY_WOW64_64KEY, &key));
