@@ -301,7 +301,9 @@ void use_console_of_caller() {
   if (streams[1].given != nullptr && streams[2].given != nullptr) {
     return;
   }
-  const bool attached = AttachConsole(ATTACH_PARENT_PROCESS) != FALSE;
+  // Some systems attach a program with a window by themselves, but give it no handles.
+  const bool attached =
+      AttachConsole(ATTACH_PARENT_PROCESS) || GetLastError() == ERROR_ACCESS_DENIED;
   // Attaching may have replaced all three, those that were handed to us as well.
   for (stream &one : streams) {
     if (one.given == nullptr && attached) {

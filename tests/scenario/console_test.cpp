@@ -22,7 +22,7 @@ void given_intel_in_console() {
   given_no_variable("STDOUT_FLUSH");
   given_file("hosts", "alpha:2\nbeta:2\n");
   given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
-  given_console_tool(tools + "smpd.exe", "out smpd running on ALPHA\\r\\n\n");
+  given_console_tool(tools + "smpd.exe", "out smpd up\\r\\n\n");
   given_console_tool(tools + "mpiexec.exe",
                      "when -validate\ntimes 1\nout FAIL\\r\\n\n"
                      "when -validate\nout SUCCESS\\r\\n\n"
@@ -32,7 +32,7 @@ void given_intel_in_console() {
 
 const std::string intel_arguments = "--r1.2.3 --mpi=intel --np=4 solver";
 const std::string launcher_and_tools =
-    "\nChecking the status of SMPD for INTEL MPI on the local machine ... smpd running on ALPHA\n";
+    "\nChecking the status of SMPD for INTEL MPI on the local machine ... smpd up\n";
 const std::string question = "password:\nand again:\n";
 const std::string registered = "\nUser password encrypted into the Registry.\n";
 const std::string solver = "converged\na warning\n";

@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include "scenario_bench.h"
+#include "scheduler_bench.h"
 
 using namespace scenario;
 
@@ -66,6 +67,53 @@ TEST(CommandRunner, MakesTheInterpreterLeaveQuotesAsTheyAre) {
     EXPECT_EQ(command, only_start_of(folder + "\\job.exe").command_line);
   }
 }
+
+class AwkwardFolder : public testing::TestWithParam<std::string> {};
+
+TEST_P(AwkwardFolder, HasItsToolsOfAnMpiAsked) {
+  given_installed_release();
+  given_variable("ZEPHON_INC", in_world(GetParam()));
+  given_file("hosts", "alpha:2\nbeta:2\n");
+  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
+  const std::string mpis = GetParam() + "\\zephon1.2.3\\netweave\\mpi\\win64\\";
+  given_tool(mpis + "intel\\bin\\smpd.exe", "out smpd up\\r\\n\n");
+  given_tool(mpis + "intel\\bin\\mpiexec.exe", "out SUCCESS\\r\\n\n");
+  given_tool(mpis + "ibmmpi\\bin\\mpirun.exe", "out Cached password is valid\\r\\n\n");
+  for (const std::string mpi : {"intel", "ibmmpi"}) {
+    given_wrapper(mpi);
+    EXPECT_EQ(0U, run_launcher("--r1.2.3 --np=4 --mpi=" + mpi + " solver").status);
+  }
+  EXPECT_EQ(1U, starts_of(mpis + "intel\\bin\\smpd.exe").size());
+  EXPECT_EQ(2U, starts_of(mpis + "intel\\bin\\mpiexec.exe").size());  // asked and launched
+  EXPECT_EQ(2U, starts_of(mpis + "ibmmpi\\bin\\mpirun.exe").size());
+}
+
+TEST_P(AwkwardFolder, HasTheSchedulersToolAsked) {
+  const bool checked = GetParam().find('&') == std::string::npos;  // two interpreters read it
+  const std::string job = GetParam() + "\\job.exe";
+  given_cluster("");
+  given_tool(job, "out submitted\\r\\n\n");
+  given_variable("ZP_CCP_JOB_COMMAND", in_quotes(in_world(job)));
+  given_variable("ZEPHON_CRED_CHECK", checked ? "yes" : "no");
+  given_variable("CCP_USER_FLAGS", "/env:\"A=b c\"");
+  EXPECT_EQ(0U, run_launcher("--mpi=msmpi --np=4 solver").status);
+  const auto starts = starts_of(job);
+  ASSERT_EQ(checked ? 2U : 1U, starts.size());
+  const std::string submits =
+      in_quotes(in_world(job)) + " submit /scheduler:head /jobname:\"ORBEX ZEPHON";
+  EXPECT_TRUE(starts.back().command_line.starts_with(submits + "\" "))
+      << starts.back().command_line;
+  EXPECT_EQ("cmd.exe /c \"" + command_of(starts.back()) + "\"", starts.back().interpreter_line);
+  if (checked) {
+    EXPECT_EQ(submits + " Credential Check\"  /env:\"A=b c\"  cmd.exe /C ver",
+              starts[0].command_line);
+    EXPECT_EQ("cmd.exe /c cmd.exe /c \"" + starts[0].command_line + "\"",
+              starts[0].interpreter_line);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Runner, AwkwardFolder,
+                         testing::Values("my tools", "tools (x86)", "a & b", "a ^ b"));
 
 TEST(CommandRunner, GivesOnePipeForOutputAndErrorAndNothingToRead) {
   given_tool("tool.exe");
