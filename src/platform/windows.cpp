@@ -282,7 +282,7 @@ bool is_open(HANDLE handle) {
 }  // namespace
 
 owned_handle open_null_input() {
-  return open_inheritable("NUL", GENERIC_READ);
+  return open_inheritable("nul", GENERIC_READ);
 }
 
 void use_console_of_caller() {
