@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "core/code_page.h"
 #include "core/text.h"
 #include "front/near_misses.h"
 
@@ -445,17 +446,18 @@ void refuse_what_does_not_fit(typed_launch &launch) {
 // A word so that Windows' rules for arguments give it back as it was.
 //   a b -> "a b"      say "hi" -> "say \"hi\""      C:\my dir\ -> "C:\my dir\\"
 std::string quote_word(const std::string &word, std::string_view needs_quotes) {
-  if (!word.empty() && word.find_first_of(needs_quotes) == std::string::npos) {
+  const std::string signs = without_double_bytes(word);
+  if (!word.empty() && signs.find_first_of(needs_quotes) == std::string::npos) {
     return word;
   }
   std::string quoted = "\"";
   std::size_t backslashes = 0;
-  for (const char letter : word) {
-    if (letter == '"') {
+  for (std::size_t i = 0; i < word.size(); ++i) {
+    if (signs[i] == '"') {
       quoted.append(backslashes + 1, '\\');
     }
-    backslashes = letter == '\\' ? backslashes + 1 : 0;
-    quoted += letter;
+    backslashes = signs[i] == '\\' ? backslashes + 1 : 0;
+    quoted += word[i];
   }
   quoted.append(backslashes, '\\');
   return quoted + "\"";

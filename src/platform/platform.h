@@ -58,6 +58,9 @@ std::string system_message(unsigned long error);
 // the code page's own default character: the result is valid UTF-8 whatever comes in.
 std::string utf8_of(const std::string &text);
 
+// Whether a byte begins a letter of two bytes in the ANSI code page.
+bool is_lead_byte(char byte);
+
 // ---- Environment --------------------------------------------------------------------------
 
 // The variable's value; nothing when it is not set.

@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "core/code_page.h"
+
 namespace rehearsal {
 
 namespace {
@@ -53,7 +55,7 @@ bool would_open(const std::string &path, platform::open_mode mode) {
     return mode != platform::open_mode::create &&
            platform::open_file(path, platform::open_mode::append) != nullptr;
   }
-  const std::size_t name = path.find_last_of("\\/") + 1;
+  const std::size_t name = without_double_bytes(path).find_last_of("\\/") + 1;
   return name < path.size() && platform::list_directory(path.substr(0, name) + "*").has_value();
 }
 

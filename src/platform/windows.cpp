@@ -147,6 +147,10 @@ std::string utf8_of(const std::string &text) {
   return result;
 }
 
+bool is_lead_byte(char byte) {
+  return IsDBCSLeadByte(static_cast<BYTE>(byte)) != 0;
+}
+
 // ---- Environment --------------------------------------------------------------------------
 
 std::optional<std::string> get_variable(const char *name) {

@@ -301,6 +301,7 @@ const std::vector<message_box> &message_boxes();
 void given_console();  // standard output and error are shown on one
 void given_machine_setting(const std::string &name, const std::string &value);
 void given_word_beyond_code_page(const std::string &word);
+void given_double_byte_code_page();                // 932 of Windows; else each byte is a letter
 void given_unknown_host(const std::string &name);  // all others are known
 
 // Calls the front's handler, on a thread of its own.

@@ -15,6 +15,10 @@ void given_word_beyond_code_page(const std::string &word) {
   the_world().word_beyond_code_page = word;
 }
 
+void given_double_byte_code_page() {
+  the_world().double_byte_code_page = true;
+}
+
 void given_unknown_host(const std::string &name) {
   the_world().unknown_hosts.insert(name);
 }
@@ -58,6 +62,12 @@ std::optional<std::string> machine_setting(const char *name) {
 
 std::optional<std::string> word_beyond_code_page() {
   return the_world().word_beyond_code_page;
+}
+
+bool is_lead_byte(char byte) {
+  const auto number = static_cast<unsigned char>(byte);
+  return the_world().double_byte_code_page &&
+         ((number >= 0x81 && number <= 0x9F) || (number >= 0xE0 && number <= 0xFC));
 }
 
 bool host_is_known(const std::string &name) {

@@ -230,6 +230,7 @@ struct world {
   bool console = false;
   std::map<std::string, std::string> machine_settings;
   std::optional<std::string> word_beyond_code_page;
+  bool double_byte_code_page = false;
   std::set<std::string, case_blind_less> unknown_hosts;
 
   // network paths
