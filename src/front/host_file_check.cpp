@@ -105,6 +105,9 @@ line_finding check_line(std::string line, const host_file_rules &rules, std::str
   if (line.find('\t') != std::string::npos) {
     return {"a tab", "write blanks instead"};
   }
+  if (line.find('\r') != std::string::npos) {
+    return {"a carriage return inside the line", one_host_a_line};
+  }
   if (line.front() == ' ' || line.back() == ' ') {
     return {"a blank at the line's beginning or end", "remove the blank"};
   }

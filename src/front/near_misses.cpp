@@ -47,9 +47,14 @@ std::optional<std::string> nearest(const std::string &typed,
   std::optional<std::string> best;
   int best_distance = 0;
   for (const std::string &word : words) {
+    const std::size_t shorter = std::min(typed.size(), word.size());
+    const std::size_t longer = std::max(typed.size(), word.size());
+    const int tolerated = tolerated_distance(word);
+    if (shorter < shortest_word || longer - shorter > static_cast<std::size_t>(tolerated)) {
+      continue;  // a long word is not worth a comparison
+    }
     const int distance = edit_distance(typed, word);
-    if (std::min(typed.size(), word.size()) < shortest_word ||
-        distance > tolerated_distance(word)) {
+    if (distance > tolerated) {
       continue;
     }
     if (!best || distance < best_distance) {

@@ -47,6 +47,7 @@ INSTANTIATE_TEST_SUITE_P(
                     host_file{" alpha\n", {1, 1, 1, 1, 1}, "remove the blank"},
                     host_file{"alpha \n", {-1, 1, -1, 1, 1}, "remove the blank"},
                     host_file{"alpha\t2\n", {1, 1, 1, 1, 1}, "write blanks instead"},
+                    host_file{"alpha\rbeta\r", {1, 1, 1, 1, 1}, "write one host on a line"},
                     host_file{"alpha,beta\n", {1, 1, 1, 1, 1}, "write one host on a line"},
                     host_file{"alpha beta\n", {1, 1, 1, 1, 1}, "write one host on a line"},
                     host_file{"alpha:0\n", {1, 1, 1, 1, 1}, "write one host on a line"},
