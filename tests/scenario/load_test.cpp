@@ -1,9 +1,13 @@
 // load_test.cpp: very many launchers at once, with the same host file and the same
-// folder for temporary files.
+// folder for temporary files; and what one of them needs of the machine's memory.
 
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <psapi.h>
+
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 
 #include "scenario_bench.h"
@@ -85,4 +89,90 @@ TEST(Load, TwoHundredLaunchersAtOnceKeepApart) {
   const std::filesystem::directory_iterator temp(in_world("temp"));
   EXPECT_EQ(launchers, std::distance(begin(temp), end(temp)));
   EXPECT_EQ("alpha\nbeta\ngamma\n", file_text("hosts"));
+}
+
+// ---- Memory -------------------------------------------------------------------------------
+
+namespace {
+
+constexpr std::size_t most_memory = std::size_t{64} << 20;
+
+// The most that the launcher had of the machine's memory at once until now. Wine does
+// not tell it of one that has ended.
+std::size_t peak_memory(const launch &run) {
+  PROCESS_MEMORY_COUNTERS counters = {};
+  EXPECT_TRUE(K32GetProcessMemoryInfo(run.process.get(), &counters, sizeof counters));
+  EXPECT_GT(counters.PeakWorkingSetSize, 0U);
+  return counters.PeakWorkingSetSize;
+}
+
+}  // namespace
+
+TEST(Memory, OfAHundredThousandHostsIsSmall) {
+  constexpr int hosts = 100'000;
+  given_time_limit(600000);
+  given_platform_mpi();
+  std::string names;
+  for (int host = 0; host < hosts; ++host) {
+    names += "node" + std::to_string(host) + "\n";
+  }
+  given_file("hosts", names);
+  given_tool(mpirun, "wait_file go\n");
+  auto run = start_launcher("--mpi=ibmmpi --np=" + std::to_string(2 * hosts) + " -wait solver");
+  wait_for_starts(run, mpirun, 1);
+  EXPECT_LT(peak_memory(run), most_memory);
+  given_file("mpi\\bin\\go");
+  wait_for_everything(run);
+  EXPECT_EQ(0U, run.status);
+  const std::string written = file_text(host_file_of(run)).value_or("");
+  EXPECT_EQ(hosts, std::count(written.begin(), written.end(), '\n'));
+  EXPECT_TRUE(written.ends_with("node99999:2\r\n"));
+}
+
+// The tool prints more than may be kept. LOAD_MEGABYTES asks for another amount.
+TEST(Memory, OfATalkativeToolIsSmall) {
+  const char *const asked = std::getenv("LOAD_MEGABYTES");
+  const long megabytes = asked != nullptr ? std::strtol(asked, nullptr, 10) : 160;
+  given_time_limit(600000);
+  given_release_without_blanks("net");
+  given_tool("own\\bin\\smpd.exe", "when\nrepeat " + std::to_string(megabytes * 1024) + " " +
+                                       std::string(1022, 'x') +
+                                       "\\r\\n\nout the last line\\r\\n\n");
+  given_box_left_alone();  // it goes away by itself
+  auto run = start_launcher("--install_smpd ..\\own");
+  wait_for_boxes(run, 1);
+  EXPECT_LT(peak_memory(run), most_memory);
+  wait_for_everything(run);
+  EXPECT_EQ(0U, run.status);
+  EXPECT_TRUE(run.boxes[0].text.ends_with("\nthe last line\n")) << run.boxes[0].text.size();
+}
+
+// ---- One after the other ------------------------------------------------------------------
+
+// The last launch is like the first, and nothing gathers. LOAD_LAUNCHES asks for
+// another number of them.
+TEST(LongRun, LaunchesInARowAreAllAlikeAndLeaveNothing) {
+  const char *const asked = std::getenv("LOAD_LAUNCHES");
+  const int number = asked != nullptr ? std::atoi(asked) : 20;
+  given_time_limit(600000);
+  given_platform_mpi();
+  const std::string solver = given_solver("out iteration\\r\\n\nexit 3\n");
+  const std::vector<std::string> kinds = {
+      "--mpi=net " + solver, "--mpi=ibmmpi --np=5 -wait " + solver, "--mpi=ibmmpi --np=5 " + solver,
+      "--mpi=ibmmpi --np=5 --cnf=..\\missing " + solver};
+  std::vector<launch> first;
+  for (int i = 0; i < number; ++i) {
+    const std::size_t kind = static_cast<std::size_t>(i) % kinds.size();
+    auto run = run_launcher(kinds[kind]);
+    if (i < static_cast<int>(kinds.size())) {
+      first.push_back(std::move(run));
+    } else {
+      ASSERT_EQ(first[kind].status, run.status) << i;
+      ASSERT_EQ(first[kind].output, run.output) << i;
+      ASSERT_EQ(first[kind].errors, run.errors) << i;
+    }
+  }
+  for (const auto &entry : std::filesystem::directory_iterator(in_world("temp"))) {
+    EXPECT_TRUE(entry.path().filename().string().starts_with("zphost-")) << entry.path();
+  }
 }
