@@ -151,6 +151,12 @@ bool is_utf8(const std::string &text) {
   return true;
 }
 
+TEST(DoorText, NoByteOfAsciiBeginsALetterOfTwo) {
+  for (int byte = 0; byte < 128; ++byte) {
+    EXPECT_FALSE(platform::is_lead_byte(static_cast<char>(byte))) << byte;
+  }
+}
+
 TEST(DoorText, IsUtf8WhateverComesIn) {
   EXPECT_EQ("", platform::utf8_of(""));
   EXPECT_EQ(std::string("D:\a b\\c\n\0d", 11),
