@@ -27,6 +27,20 @@ TEST(WindowsDoor, KnowsItselfAsWindowsDoes) {
   EXPECT_LE(given, std::time(nullptr));
 }
 
+// Run under code page 932 too: LC_ALL=ja_JP.UTF-8 of Wine.
+TEST(WindowsDoor, TellsTheLeadBytesOfTheCodePage) {
+  CPINFO page = {};
+  ASSERT_TRUE(GetCPInfo(CP_ACP, &page));
+  for (int byte = 0; byte < 256; ++byte) {
+    bool leads = false;
+    for (std::size_t range = 0; range + 1 < MAX_LEADBYTES; range += 2) {
+      leads = leads || (page.LeadByte[range] != 0 && byte >= page.LeadByte[range] &&
+                        byte <= page.LeadByte[range + 1]);
+    }
+    EXPECT_EQ(leads, platform::is_lead_byte(static_cast<char>(byte))) << byte << " " << GetACP();
+  }
+}
+
 TEST(WindowsDoor, GivesMessagesWithTheirInserts) {
   bool found = false;
   for (unsigned long error = 1; error < 2'000 && !found; ++error) {
