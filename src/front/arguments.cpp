@@ -9,9 +9,9 @@
 #include <cstddef>
 #include <string_view>
 
-#include "core/code_page.h"
 #include "core/text.h"
 #include "front/near_misses.h"
+#include "platform/code_page.h"
 
 namespace {
 

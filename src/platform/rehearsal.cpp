@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/code_page.h"
+#include "platform/code_page.h"
 
 namespace rehearsal {
 

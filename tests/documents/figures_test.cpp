@@ -1,6 +1,7 @@
 // figures_test.cpp: the figures of docs/reliability.md that can be counted.
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 
 #include "source_tree.h"
@@ -41,6 +42,30 @@ TEST(ReliabilityDocument, CountsTheFuzzersRunsAndSeeds) {
   EXPECT_EQ(all_matches(script, "(\\[\\w+\\]=\\d)").size(), rows.size());
   expect_on_page(with_commas(all_runs) + " executions in the short round");
   expect_on_page("(" + std::to_string(all_seeds) + " files)");
+}
+
+TEST(ReliabilityDocument, ShowsWhatTheFuzzersReached) {
+  const auto rows = table_rows(document("docs/reliability.md"),
+                               "Fuzzer | Executions | Edges of the launcher reached | Executions "
+                               "since the last new one |");
+  std::istringstream reached(file_text("tests/fuzz/reached.txt"));
+  std::size_t all_runs = 0;
+  std::size_t number = 0;
+  std::string name;
+  std::size_t runs = 0;
+  std::size_t edges = 0;
+  std::size_t all_edges = 0;
+  std::size_t quiet = 0;
+  while (reached >> name >> runs >> edges >> all_edges >> quiet) {
+    ASSERT_LT(number, rows.size()) << name;
+    const std::vector<std::string> expected = {"`" + name + "`", with_commas(runs),
+                                               with_commas(edges) + " of " + with_commas(all_edges),
+                                               with_commas(quiet)};
+    EXPECT_EQ(expected, rows[number++]);
+    all_runs += runs;
+  }
+  EXPECT_EQ(number, rows.size());
+  expect_on_page(with_commas(all_runs) + " executions in all");
 }
 
 // Each line of a table on the page of the faults names some, with "; " between them.

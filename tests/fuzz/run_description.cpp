@@ -184,6 +184,7 @@ void give_installation() {
   }
   stand_in::given_installation("ibmmpi");
   stand_in::given_variable("TEMP", "C:\\temp");
+  stand_in::given_directory("C:\\temp");
   stand_in::given_variable("COMPUTERNAME", "desk");
   stand_in::given_variable("USERNAME", "me");
   stand_in::given_variable("PATH", "C:\\windows");
@@ -211,6 +212,9 @@ described_run read_description(std::string_view text) {
       run.may_hang |= flags.find_first_of("sl") != std::string::npos;
     } else if (one.verb == "ctrlc") {
       run.has_ctrl_c = true;
+    } else if (one.verb == "disk" || one.verb == "once" || one.verb == "unwritable" ||
+               one.verb == "unreadable" || one.verb == "dir") {
+      run.spares_files = false;
     } else if (one.verb == "without") {
       run.without_streams |= one.text == "streams" || one.text == "reader";
       run.refuses_variables |= one.text == "variables";

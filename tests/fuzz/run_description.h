@@ -32,6 +32,7 @@ struct described_run {
   bool has_ctrl_c = false;  // the program can end at any wait
   bool without_streams = false;
   bool refuses_variables = false;
+  bool spares_files = true;  // every file can be written and stays as it is
 };
 
 // Reads the description without touching the world.

@@ -1,6 +1,6 @@
 // Names in code pages whose letters have two bytes: 95 5C is one of code page 932, and
 // its second byte alone is a backslash.
-#include "core/code_page.h"
+#include "platform/code_page.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // code_page.cpp: tells signs from halves of letters.
-#include "core/code_page.h"
+#include "platform/code_page.h"
 
 #include "platform/platform.h"
 
