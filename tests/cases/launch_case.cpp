@@ -206,20 +206,6 @@ std::size_t end_of_program(const std::string &command) {
   return ending == std::string::npos ? command.size() : ending + 4;
 }
 
-// A command line as the program finds it when Windows has put quotes around its path.
-//   C:\my mpi\mpiexec.exe -np 4  ->  "C:\my mpi\mpiexec.exe" -np 4
-texts with_programs_in_quotes(texts lines) {
-  for (std::string &line : lines) {
-    const auto program = line.substr(0, end_of_program(line));
-    const auto blank = program.find(' ');
-    const bool path_goes_on = line.substr(0, blank).find('\\') != std::string::npos;
-    if (!line.starts_with('"') && blank != std::string::npos && path_goes_on) {
-      line = "\"" + program + "\"" + line.substr(program.size());
-    }
-  }
-  return lines;
-}
-
 // Whether a command, whatever its quotes, starts this program, which is named by the end
 // of its path: "C:\my mpi"\mpiexec.exe -np 4 starts \my mpi\mpiexec.exe. One without a folder
 // may be named without its ending too: job view starts job.exe.
@@ -238,6 +224,15 @@ bool starts_program(std::string_view command, std::string program) {
 }
 
 }  // namespace
+
+std::string with_program_in_quotes(const std::string &line) {
+  const auto program = line.substr(0, end_of_program(line));
+  const auto blank = program.find(' ');
+  const bool path_goes_on = line.substr(0, blank).find('\\') != std::string::npos;
+  return line.starts_with('"') || blank == std::string::npos || !path_goes_on
+             ? line
+             : "\"" + program + "\"" + line.substr(program.size());
+}
 
 std::string write_out(const std::vector<word> &words, std::string_view text) {
   std::string result;
@@ -295,9 +290,11 @@ std::string differences(const launch_case &expected, const seen &what) {
     compare(faults, "standard output", in_text_mode(row.then.output), what.output);
     compare(faults, "standard error", in_text_mode(row.then.errors), what.errors);
   }
-  compare(faults, "started program",
-          what.programs_in_quotes ? with_programs_in_quotes(row.then.starts) : row.then.starts,
-          what.starts);
+  if (what.programs_in_quotes) {
+    std::transform(row.then.starts.begin(), row.then.starts.end(), row.then.starts.begin(),
+                   with_program_in_quotes);
+  }
+  compare(faults, "started program", row.then.starts, what.starts);
   compare(faults, "message box", boxes_as_texts(row.then.boxes), boxes_as_texts(what.boxes));
   compare_files(faults, row.then.files, what);
   if (what.variables) {

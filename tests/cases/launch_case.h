@@ -136,6 +136,10 @@ tool_command split_command(const std::string &command, const std::string &world)
 // Whether a command runs the tool's program, behind a second interpreter too.
 bool calls(const std::string &command, const tool &tool, const std::string &world);
 
+// A command line as the program finds it when Windows has put quotes around its path.
+//   C:\my mpi\mpiexec.exe -np 4  ->  "C:\my mpi\mpiexec.exe" -np 4
+std::string with_program_in_quotes(const std::string &line);
+
 // A text as it stands in an output: \n as CR LF, unless there is a CR in it.
 std::string as_written(const std::string &text);
 

@@ -219,6 +219,9 @@ std::string rehearsal_differences(const seen &real, const seen &rehearsed) {
   texts gone_through = rehearsed.asks;
   for (const told_step &step : told.steps) {
     gone_through.push_back(as_real(step.text));
+    if (real.programs_in_quotes) {
+      gone_through.push_back(with_program_in_quotes(gone_through.back()));
+    }
   }
   for (const std::string &command : commands) {
     if (!is_among(command, gone_through) && !is_unknown(command, told)) {
@@ -226,7 +229,8 @@ std::string rehearsal_differences(const seen &real, const seen &rehearsed) {
     }
   }
   const std::string command = as_real(told.command);
-  if (!command.empty() && !could_not_start(real, command) && !is_among(command, commands)) {
+  if (!command.empty() && !could_not_start(real, command) && !is_among(command, commands) &&
+      !(real.programs_in_quotes && is_among(with_program_in_quotes(command), commands))) {
     faults << "the real run does not launch: " << command << "\n";
   }
   if (rehearsed.status != real.status) {

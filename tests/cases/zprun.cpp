@@ -38,7 +38,6 @@ launch_case site() {
                     {"{mpi}\\intel\\bin\\smpd.exe -status", "smpd running\n"},
                     {"{world}\\ccp\\job.exe"},
                     {"cluscfg.exe listenvs", "CCP_CLUSTER_NAME=head\n"}},
-          .only_scripted = "the bench of the real program starts no zprun",
           .program = front};
 }
 

@@ -123,7 +123,7 @@ bool belongs_to_the_bench(const files::path &path) {
   const auto without_ending = [](const std::string &name) {
     return files::path(in_world(name)).replace_extension().string();
   };
-  return path == in_world("mpirun.exe") ||
+  return path == in_world("mpirun.exe") || path == in_world("zprun.exe") ||
          std::any_of(tools.begin(), tools.end(), [&](const std::string &tool) {
            return _stricmp(without_ending(tool).c_str(), without_ending(path.string()).c_str()) ==
                   0;
@@ -151,7 +151,8 @@ void collect_files(const cases::launch_case &row, cases::seen &what) {
 
 cases::seen play_for_real(const cases::launch_case &row) {
   given_world(row);
-  const auto run = run_launcher(command_arguments(row.arguments));
+  const auto arguments = command_arguments(row.arguments);
+  const auto run = row.program.empty() ? run_launcher(arguments) : run_front(arguments);
 
   cases::seen what;
   what.process = std::to_string(GetProcessId(run.process.get()));

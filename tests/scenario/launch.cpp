@@ -334,15 +334,28 @@ void wait_a_while(launch &run) {
   follow_until(run, [&] { return clock::now() >= end; });
 }
 
+namespace {
+
+launch run_copy_of(const std::string &program, const std::string &name,
+                   const std::string &arguments) {
+  if (!CopyFileA(program.c_str(), in_world(name).c_str(), FALSE)) {
+    ADD_FAILURE() << "no " << program;
+  }
+  return run_program(name, command_line_of(name, arguments));
+}
+
+}  // namespace
+
 launch run_launcher(const std::string &arguments) {
   return run_program("mpirun.exe", command_line_of("mpirun.exe", arguments));
 }
 
 launch run_console_launcher(const std::string &arguments) {
-  if (!CopyFileA(built_console_launcher().c_str(), in_world("mpirun_console.exe").c_str(), FALSE)) {
-    ADD_FAILURE() << "no " << built_console_launcher();
-  }
-  return run_program("mpirun_console.exe", command_line_of("mpirun_console.exe", arguments));
+  return run_copy_of(built_console_launcher(), "mpirun_console.exe", arguments);
+}
+
+launch run_front(const std::string &arguments) {
+  return run_copy_of(built_front(), "zprun.exe", arguments);
 }
 
 }  // namespace scenario

@@ -156,6 +156,7 @@ bool is_running(const launch &run);
 // Starts the launcher and follows it and everything that it started to the end.
 launch run_launcher(const std::string &arguments);
 launch run_console_launcher(const std::string &arguments);
+launch run_front(const std::string &arguments);  // zprun.exe
 
 // ---- Then ---------------------------------------------------------------------------------
 
@@ -206,6 +207,7 @@ std::optional<std::string> file_text(const std::string &path);
 // Where the programs of this build are.
 std::string built_launcher();
 std::string built_console_launcher();
+std::string built_front();
 std::string built_tool(const std::string &path);  // from tests\tools\ of the build on
 
 // A text as it reads in an output or file that was written in text mode: \n is \r\n.

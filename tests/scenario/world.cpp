@@ -124,6 +124,10 @@ std::string built_console_launcher() {
   return build_folder() + "\\mpirun_console.exe";
 }
 
+std::string built_front() {
+  return build_folder() + "\\zprun.exe";
+}
+
 std::string built_tool(const std::string &path) {
   return build_folder() + "\\tests\\tools\\" + path;
 }

@@ -1,11 +1,14 @@
 // press_ctrl_c.cpp: runs a program in a console of its own and presses Ctrl-C there.
 //
-//   press_ctrl_c FILE COMMAND...
+//   press_ctrl_c [break | twice] FILE COMMAND...
 //
 // starts the command with its own standard handles, waits until the file exists,
 // presses Ctrl-C in the console, makes the file FILE.pressed and waits for the
-// command, whose exit code becomes its own. Without a console, a command or a file
-// in time it ends with 97 to 99.
+// command, whose exit code becomes its own. Without a key, a console, a command or
+// a file in time it ends with 96 to 99.
+//
+// `break` presses Ctrl-Break instead; `twice` presses once more when the file
+// FILE.again exists.
 //
 // It is for the GUI subsystem, so that it does not sit in the console of the test.
 
@@ -16,6 +19,7 @@
 
 namespace {
 
+constexpr int not_pressed = 96;
 constexpr int no_console = 97;
 constexpr int not_started = 98;
 constexpr int no_file = 99;
@@ -47,6 +51,11 @@ bool file_comes(const std::string &path, HANDLE process) {
   return false;
 }
 
+// Ctrl-Break does not heed that Ctrl-C is ignored.
+BOOL WINAPI go_on(DWORD) {
+  return TRUE;
+}
+
 // The standard handles are handed on as they came: a new console would replace them.
 HANDLE start(std::string command) {
   STARTUPINFOA startup = {};
@@ -66,8 +75,13 @@ HANDLE start(std::string command) {
     ExitProcess(not_started);
   }
   (void)SetConsoleCtrlHandler(nullptr, TRUE);
+  (void)SetConsoleCtrlHandler(go_on, TRUE);
   CloseHandle(started.hThread);
   return started.hProcess;
+}
+
+bool press(const std::string &event) {
+  return GenerateConsoleCtrlEvent(event == "break" ? CTRL_BREAK_EVENT : CTRL_C_EVENT, 0) != 0;
 }
 
 }  // namespace
@@ -75,15 +89,26 @@ HANDLE start(std::string command) {
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
   std::string_view line = GetCommandLineA();
   (void)take_word(line);  // its own name
-  const std::string file(take_word(line));
+  std::string event = "once";
+  std::string file(take_word(line));
+  if (file == "break" || file == "twice") {
+    event = file;
+    file = take_word(line);
+  }
   const HANDLE process = start(std::string(line));
   if (!file_comes(file, process)) {
     TerminateProcess(process, no_file);
     return no_file;
   }
-  (void)GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
+  if (!press(event)) {
+    TerminateProcess(process, not_pressed);
+    return not_pressed;
+  }
   CloseHandle(CreateFileA((file + ".pressed").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                           FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (event == "twice" && file_comes(file + ".again", process)) {
+    (void)press(event);
+  }
   WaitForSingleObject(process, INFINITE);
   DWORD code = 0;
   GetExitCodeProcess(process, &code);
