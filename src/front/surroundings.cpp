@@ -119,12 +119,18 @@ void check_password(finding_list &list, const checked_launch &launch) {
   }
 }
 
+// The launcher's own mpirun.exe, which its installer puts on PATH, is none of an MPI.
+bool is_launcher(const std::string &folder, const std::string &program) {
+  return program == "mpirun.exe" && file_is_readable(folder + "\\zprun.exe");
+}
+
 // Another MPI's program in front of PATH starts where somebody types its bare name.
 void check_other_mpi(finding_list &list, const checked_launch &launch) {
   const std::string own = mpi_folder(launch);
   for (const char *program : {"mpiexec.exe", "mpirun.exe", "smpd.exe"}) {
     const auto folder = find_on_path(program);
-    if (folder && !equal_ignoring_case(*folder, own) && launch.mpi != "net") {
+    if (folder && !equal_ignoring_case(*folder, own) && !is_launcher(*folder, program) &&
+        launch.mpi != "net") {
       add_note(list, "other-mpi", *folder + " on PATH has a " + program + " of another MPI",
                "ranks that come up alone, or wrong libraries, come from there: take it off PATH");
       return;
