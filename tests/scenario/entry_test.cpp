@@ -1,4 +1,5 @@
-// entry_test.cpp: the usage, the run of the phases, the messages at the end, the exit status.
+// entry_test.cpp: what only a real process shows of the entries: the usage, the command line as
+// the runtime reads it, and the boxes.
 
 #include <gtest/gtest.h>
 
@@ -69,70 +70,39 @@ TEST(Entry, EndsNormallyWhenNobodyReadsItsOutput) {
   EXPECT_EQ(1U, run.status);
 }
 
-TEST(Entry, StartsTheSolverAsItsOnlyArgument) {
+struct raw_arguments {
+  std::string given;   // in the launcher's command line
+  std::string handed;  // in the solver's
+};
+
+TEST(Entry, HandsArgumentsOnAsTheRuntimeReadsThem) {
+  const raw_arguments lines[] = {
+      {"a   -b /c", " a -b /c"},
+      {"\"C:\\case.jou\" C:\\dir\\ next", " C:\\case.jou C:\\dir\\ next"},
+      {"\"\" a \"\"", "  a "},
+      // Only a blank brings quotes back.
+      {"say\\\"hi\\\" \"a \\\"b\\\"\"", " say\"hi\" \"a \"b\"\""},
+      {"\"C:\\my dir\\\\\" next", " \"C:\\my dir\\\" next"},
+  };
   given_installed_release();
-  given_file("prod\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll");  // of no MPI by name
-  const auto run = run_launcher(given_solver("out solving\n"));
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ("solving", run.output);
-  EXPECT_EQ(in_quotes(in_world("solver.exe")), only_start_of("solver.exe").command_line);
+  for (const auto &[given, handed] : lines) {
+    EXPECT_EQ(0U, run_launcher("--mpi=net " + given_solver() + " " + given).status);
+    EXPECT_EQ(in_quotes(in_world("solver.exe")) + handed, lines_of("solver.exe").back());
+  }
 }
 
-TEST(Entry, RunsAllPhasesWithNothingButARelease) {
-  given_installed_release();
-  given_file("prod\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll");
-  given_variable("RSH_USER", "someone");
-  const auto run = run_launcher("--r12.0.0");
-  EXPECT_EQ(255U, run.status);  // the last phase finds no program to start
-  EXPECT_TRUE(run.output.starts_with("Unable to execute (null) \r\n")) << run.output;
-}
-
-TEST(Entry, StopsAtTheMissingWrapperWithNothingButARelease) {
-  given_installed_release();
-  const auto run = run_launcher("--r12.0.0");
-  EXPECT_EQ(2U, run.status);
-  EXPECT_EQ("Error: communicator \"\" is not available on this machine.\r\n", run.errors);
-}
-
-TEST(Entry, EndsWithZeroWhenTheSolverFails) {
-  given_installed_release();
-  given_variable("ZEPHON_PROD", "lumis");
-  EXPECT_EQ(0U, run_launcher("--mpi=net " + given_solver("exit 3\n")).status);
-  EXPECT_EQ(0U, run_launcher("--mpi=net " + given_solver("exit 0xC0000005\n")).status);
-}
-
-TEST(Entry, ShowsMessagesInABoxWithTheProgramsName) {
-  const auto arguments = given_a_warning();
-  given_variable("ZEPHON_PROD", "beamtrace");
-  given_box_answer(ok_button);
-  const auto run = run_launcher(arguments);
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ("", run.output);
-  ASSERT_EQ(1U, run.boxes.size());
-  EXPECT_EQ("beamtrace", run.boxes[0].caption);
-  EXPECT_EQ(warning, run.boxes[0].text);
-  ASSERT_EQ(1U, run.boxes[0].buttons.size());
-  EXPECT_EQ(ok_button, run.boxes[0].buttons[0].number);
-  EXPECT_TRUE(run.boxes[0].icon);
-}
-
-TEST(Entry, AsksForTheInformationIconAndNothingElse) {
+TEST(Entry, ShowsMessagesInABoxWithTheSignOfAnInformation) {
   const auto arguments = given_a_warning();
   given_watched_styles();
   given_box_answer(ok_button);
   const auto run = run_launcher(arguments);
+  ASSERT_EQ(1U, run.boxes.size());
+  EXPECT_EQ(warning, run.boxes[0].text);
+  ASSERT_EQ(1U, run.boxes[0].buttons.size());
+  EXPECT_EQ(ok_button, run.boxes[0].buttons[0].number);
+  EXPECT_TRUE(run.boxes[0].icon);
   ASSERT_EQ(1U, run.asked_boxes.size());
   EXPECT_EQ(0x40U, run.asked_boxes[0].style);
-  EXPECT_EQ("zephon", run.asked_boxes[0].caption);
-}
-
-TEST(Entry, NamesTheBoxZephonWithoutAProgramName) {
-  const auto arguments = given_a_warning();
-  given_no_variable("ZEPHON_PROD");
-  given_box_answer(ok_button);
-  const auto run = run_launcher(arguments);
-  ASSERT_EQ(1U, run.boxes.size());
-  EXPECT_EQ("Zephon", run.boxes[0].caption);
 }
 
 TEST(Entry, ShowsMessagesOnlyWhenTheSolverHasEnded) {
@@ -146,33 +116,6 @@ TEST(Entry, ShowsMessagesOnlyWhenTheSolverHasEnded) {
   wait_for_everything(run);
   EXPECT_EQ(1U, run.boxes.size());
   EXPECT_TRUE(only_start_of("solver.exe").code);
-}
-
-TEST(Entry, PrintsMessagesInARemoteShell) {
-  const auto arguments = given_a_warning();
-  given_variable("RSH_USER", "someone");
-  EXPECT_EQ(text_mode(warning + "\n"), run_launcher(arguments).output);
-}
-
-TEST(Entry, PrintsMessagesOnANode) {
-  EXPECT_EQ(text_mode(warning + "\n"), run_launcher("--node " + given_a_warning()).output);
-}
-
-TEST(Entry, PrintsMessagesOnAHost) {
-  EXPECT_EQ(text_mode(warning + "\n"), run_launcher("--host " + given_a_warning()).output);
-}
-
-TEST(Entry, PrintsMessagesForCx) {
-  EXPECT_EQ(text_mode(warning + "\n"), run_launcher("--cx case " + given_a_warning()).output);
-}
-
-TEST(Entry, ShowsMessagesAlsoWhenAPhaseEndsTheProgram) {
-  given_a_warning();
-  given_box_answer(ok_button);
-  const auto run = run_launcher("--np=4 --mpi=intel");
-  EXPECT_EQ(2U, run.status);
-  ASSERT_EQ(1U, run.boxes.size());
-  EXPECT_EQ(warning, run.boxes[0].text);
 }
 
 TEST(Entry, RunsTheSamePhasesInTheConsoleProgram) {
@@ -189,4 +132,17 @@ TEST(Entry, ShowsNoMessagesInTheConsoleProgram) {
   const auto run = run_console_launcher(given_a_warning());
   EXPECT_EQ(0U, run.status);
   EXPECT_EQ("", run.output);
+}
+
+TEST(Entry, CountsNoAnswerInTimeAsNo) {
+  given_installed_release();
+  given_watched_styles();
+  given_box_left_alone();  // goes after 15 seconds
+  given_box_left_alone();  // goes after 3 seconds
+  const auto run = run_launcher("--mpi=net " + given_solver() + " --ccp");
+  EXPECT_EQ(0U, run.status);
+  EXPECT_TRUE(starts_of("solver.exe").empty());
+  ASSERT_EQ(2U, run.asked_boxes.size());
+  EXPECT_EQ(0x40004U, run.asked_boxes[0].style);  // both stay in front of other windows
+  EXPECT_EQ(0x40000U, run.asked_boxes[1].style);
 }

@@ -1,5 +1,5 @@
-// intel_test.cpp: what only a real process shows of Intel MPI: its service and its
-// password through the interpreters, late, and in a box; its task of the scheduler.
+// intel_test.cpp: what only a real process shows of Intel MPI: its service, missing, late and
+// living on, and its password in the console and in a box.
 
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -35,8 +35,8 @@ void given_two_hosts() {
   given_file("hosts", "alpha:2\nbeta:2\n");
 }
 
-launch run_intel(const std::string &arguments = "--np=4 solver") {
-  return run_launcher("--r1.2.3 --mpi=intel " + arguments);
+launch run_intel() {
+  return run_launcher("--r1.2.3 --mpi=intel --np=4 solver");
 }
 
 const std::string question =
@@ -145,22 +145,6 @@ TEST(IntelService, IsReportedWhenItCannotBeStarted) {
   EXPECT_EQ(launch_line, lines_of(mpiexec).back());
 }
 
-TEST(IntelService, IsQuotedBeforeTheProgramInAFolderWithABlank) {
-  given_installed_release();  // below the world's folder, which has a blank
-  given_wrapper("intel");
-  given_file("hosts", "alpha:2\nbeta:2\n");
-  given_tool(mpiexec);
-  given_tool(smpd, "when -status\nout no smpd running\\r\\n\n");
-  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
-  (void)run_intel();
-  const auto folder = in_world("inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin");
-  EXPECT_EQ(
-      (std::vector<std::string>{"cmd.exe /c \"" + in_quotes(folder) + "\\smpd.exe -status\"",
-                                "cmd.exe /c \"" + in_quotes(folder) + "\\mpiexec.exe -validate\""}),
-      interpreter_lines());
-  EXPECT_EQ(in_quotes(in_world(smpd)) + " -d 0", lines_of(smpd).at(1));
-}
-
 // ---- The password -------------------------------------------------------------------------
 
 TEST(IntelPassword, IsAskedForInTheConsole) {
@@ -196,33 +180,4 @@ TEST(IntelPassword, IsAskedForAgainWhenTheUserSaysYes) {
                                       called_mpiexec + " -validate", called_mpiexec + " -register",
                                       called_mpiexec + " -validate", launch_line}),
             lines_of(mpiexec));
-}
-
-// ---- Through the scheduler ----------------------------------------------------------------
-
-TEST(IntelTask, IsSubmittedWithTheWholeCommand) {
-  given_intel_mpi();
-  given_tool("hpc\\job.exe");
-  given_variable("ZP_CCP_JOB_COMMAND", "..\\hpc\\job.exe");
-  given_variable("USE_CCP", "head");
-  given_variable("ZEPHON_CRED_CHECK", "no");
-  given_variable("ZP_CCP_JOB_TEMPLATE", "big");
-  EXPECT_EQ(0U, run_intel("--np=4 --ic=ib solver").status);
-  EXPECT_EQ(
-      R"(..\hpc\job.exe submit /scheduler:head /jobname:"ORBEX ZEPHON" /exclusive:false /numprocessors:4 /stdout:ZP%CCP_TASKCONTEXT%.o /stderr:ZP%CCP_TASKCONTEXT%.e  /jobtemplate:big ..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -hosts %CCP_NODES%  -n 4  -genv I_MPI_DEVICE rdssm -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)",
-      only_start_of("hpc\\job.exe").command_line);
-}
-
-TEST(IntelTask, StandsBehindTheCountWithAHostFile) {
-  given_intel_mpi();
-  given_tool("hpc\\job.exe");
-  given_variable("ZP_CCP_JOB_COMMAND", "..\\hpc\\job.exe");
-  given_variable("USE_CCP", "head");
-  given_variable("ZEPHON_CRED_CHECK", "no");
-  given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
-  given_file("hosts", "alpha\nbeta\n");
-  EXPECT_EQ(0U, run_intel().status);
-  EXPECT_EQ(
-      R"(..\hpc\job.exe submit /scheduler:head /jobname:"ORBEX ZEPHON" /exclusive:false /numprocessors:4..\inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -n 4  -genv ZEPHON_PROD_DIR "..\prod" -genv I_MPI_PIN enable   solver)",
-      only_start_of("hpc\\job.exe").command_line);
 }

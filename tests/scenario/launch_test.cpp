@@ -1,5 +1,5 @@
-// launch_test.cpp: the start of the solver: its handles, the wait for it, the timing
-// file, what is told to others, and what happens when it cannot be started.
+// launch_test.cpp: what only a real process shows of the start of the solver: its handles,
+// the wait for it, the timing file, and what is told to others.
 
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -74,12 +74,6 @@ bool is_report(const std::optional<std::string> &text) {
   return text && std::regex_match(*text, report);
 }
 
-// Windows' words have a line end of their own, which text mode lengthens once more.
-std::string unable(const std::string &command, unsigned long error) {
-  return "Unable to execute (null) " + command + "\r\n" + text_mode(windows_message(error)) +
-         "\r\n\r\n";
-}
-
 }  // namespace
 
 // ---- Whether the launcher waits -----------------------------------------------------------
@@ -92,16 +86,6 @@ TEST(Waiting, IsNotForTheSolver) {
 TEST(Waiting, IsForTheSolverInWaitMode) {
   given_installed_release();
   expect_to_wait("-wait");
-}
-
-TEST(Waiting, IsForTheSolverWithATimingFile) {
-  given_installed_release();
-  expect_to_wait("--o times.txt");
-}
-
-TEST(Waiting, IsForTheSolverWithAnAbsentTimingFile) {
-  given_installed_release();
-  expect_to_wait("--o");
 }
 
 TEST(Waiting, IsForTheSolverInsideAJob) {
@@ -118,32 +102,7 @@ TEST(Waiting, IsForASiblingProgram) {
   expect_to_wait();
 }
 
-TEST(Waiting, IsForTessaToo) {
-  given_installed_release();
-  given_variable("ZEPHON_PROD", "tessa");
-  expect_to_wait();
-}
-
-TEST(Waiting, IsForAProgramWhoseNameOnlyBeginsLikeTheSolvers) {
-  given_installed_release();
-  given_variable("ZEPHON_PROD", "zephon2");
-  expect_to_wait();
-}
-
-TEST(Waiting, IsForAProgramWithoutAName) {
-  given_installed_release();
-  given_no_variable("ZEPHON_PROD");
-  expect_to_wait();
-}
-
 // ---- What the solver gets -----------------------------------------------------------------
-
-TEST(SolverStart, HandsOnBothStreams) {
-  given_installed_release();
-  const auto run = run_solver("out residual 1e-3\\n\nerr a warning\\n\n");
-  EXPECT_EQ("residual 1e-3\n", run.output);
-  EXPECT_EQ("a warning\n", run.errors);
-}
 
 TEST(SolverStart, HandsOnABigOutputByteForByte) {
   given_installed_release();
@@ -156,33 +115,21 @@ TEST(SolverStart, HandsOnABigOutputByteForByte) {
   EXPECT_TRUE(run.output.ends_with(bytes + bytes));
 }
 
-TEST(SolverStart, GivesOutputAndErrorAndNoInput) {
+TEST(SolverStart, GivesOutputAndErrorAndNoInputAndHidesTheWindow) {
   given_installed_release();
   run_solver("");
   const auto start = only_start_of("solver.exe");
+  EXPECT_EQ(0x101U, start.startup_flags);
+  EXPECT_EQ(0U, start.show_window);
   EXPECT_EQ("none", start.input);
   EXPECT_EQ("pipe", start.output);
   EXPECT_EQ("pipe", start.error);
-}
-
-TEST(SolverStart, HidesTheWindowWhenTheOutputIsHandedOn) {
-  given_installed_release();
-  run_solver("");
-  EXPECT_EQ(0x101U, only_start_of("solver.exe").startup_flags);
-  EXPECT_EQ(0U, only_start_of("solver.exe").show_window);
 }
 
 TEST(SolverStart, LeavesHandlesAndWindowAloneWithoutStdoutFlush) {
   given_installed_release();
   given_no_variable("STDOUT_FLUSH");
   EXPECT_EQ(0U, run_solver("").status);
-  EXPECT_EQ(0U, only_start_of("solver.exe").startup_flags);
-}
-
-TEST(SolverStart, TakesOnlyAOneAsStdoutFlush) {
-  given_installed_release();
-  given_variable("STDOUT_FLUSH", "01");
-  run_solver("");
   EXPECT_EQ(0U, only_start_of("solver.exe").startup_flags);
 }
 
@@ -206,15 +153,6 @@ TEST(SolverStart, HappensInTheCurrentFolder) {
   EXPECT_EQ(in_world("a case"), only_start_of("solver.exe").directory);
 }
 
-TEST(SolverStart, HandsOnTheEnvironment) {
-  given_installed_release();
-  given_variable("SOLVER_LICENSE", "27000@server");
-  run_solver("");
-  const auto start = only_start_of("solver.exe");
-  EXPECT_EQ("27000@server", start.variable("SOLVER_LICENSE"));
-  EXPECT_EQ("win64", start.variable("ZEPHON_ARCH"));
-}
-
 TEST(SolverStart, NeedsNoStandardHandles) {
   given_installed_release();
   given_no_standard_handles();
@@ -223,24 +161,7 @@ TEST(SolverStart, NeedsNoStandardHandles) {
   EXPECT_EQ(0U, only_start_of("solver.exe").code);
 }
 
-TEST(SolverStart, HappensHereWithAHeadNodeAndAHostFile) {
-  given_installed_release();
-  given_variable("USE_CCP", "head");
-  given_variable("ZEPHON_HOSTS_FILE", "hosts");
-  run_solver("");
-  EXPECT_EQ(in_quotes(in_world("solver.exe")), only_start_of("solver.exe").command_line);
-}
-
 // ---- The program that started the launcher ------------------------------------------------
-
-TEST(ZephonChild, IsToldTheSolversProcess) {
-  given_installed_release();
-  const auto block = inheritable_block();
-  given_inherited_handle(block.get());
-  given_variable("ZEPHON_CHILD", number_of(block));
-  EXPECT_EQ(0U, run_solver("").status);
-  EXPECT_EQ(only_start_of("solver.exe").process, first_number(block));
-}
 
 TEST(ZephonChild, IsToldBeforeTheSolverEnds) {
   given_installed_release();
@@ -278,109 +199,11 @@ TEST(ZephonChild, IsIgnoredWhenItIsNoBlock) {
 
 // ---- The timing file ----------------------------------------------------------------------
 
-TEST(TimingFile, HoldsFourLinesForASibling) {
-  given_installed_release();
-  given_variable("ZEPHON_PROD", "lumis");
-  EXPECT_EQ(0U, run_solver("", "--o times.txt").status);
-  EXPECT_TRUE(is_report(file_text("work\\times.txt"))) << *file_text("work\\times.txt");
-}
-
-TEST(TimingFile, IsWrittenForTheSolverToo) {
-  given_installed_release();
-  run_solver("", "--o \"" + in_world("temp\\my times.txt") + "\"");
-  EXPECT_TRUE(is_report(file_text("temp\\my times.txt")));
-}
-
-TEST(TimingFile, ReplacesAnEarlierOne) {
+TEST(TimingFile, HoldsFourLinesInThePlaceOfAnEarlierOne) {
   given_installed_release();
   given_file("work\\times.txt", std::string(5000, 'x'));
   run_solver("", "--o times.txt");
   EXPECT_TRUE(is_report(file_text("work\\times.txt")));
-}
-
-TEST(TimingFile, IsTheLastOneNamed) {
-  given_installed_release();
-  run_solver("", "--o one.txt --o two.txt");
-  EXPECT_FALSE(file_text("work\\one.txt"));
-  EXPECT_TRUE(is_report(file_text("work\\two.txt")));
-}
-
-TEST(TimingFile, TakesTheNextArgumentWhateverItIs) {
-  given_installed_release();
-  run_solver("", "--o --debugmpi");
-  EXPECT_TRUE(is_report(file_text("work\\--debugmpi")));
-  EXPECT_EQ(std::nullopt, only_start_of("solver.exe").variable("MPI_DEBUG"));
-}
-
-TEST(TimingFile, IsLeftOutInAFolderThatIsNotThere) {
-  given_installed_release();
-  const auto run = run_solver("", "--o no\\such\\folder\\times.txt");
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ("", run.output + run.errors);
-}
-
-TEST(TimingFile, IsLeftOutWhenItsNameIsThatOfAFolder) {
-  given_installed_release();
-  given_folder("work\\times.txt");
-  const auto run = run_solver("", "--o times.txt");
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ("", run.output + run.errors);
-}
-
-TEST(TimingFile, IsNotWrittenWhenNothingCouldBeStarted) {
-  given_installed_release();
-  given_variable("RSH_USER", "someone");
-  EXPECT_EQ(255U, run_launcher("--mpi=net no_such_program --o times.txt").status);
-  EXPECT_FALSE(file_text("work\\times.txt"));
-}
-
-// ---- A command that cannot be started -----------------------------------------------------
-
-TEST(FailedStart, EndsWith255AndWindowsOwnWordsInABox) {
-  given_installed_release();
-  given_box_answer(ok_button);
-  const auto run = run_launcher("--mpi=net no_such_program a.jou");
-  EXPECT_EQ(255U, run.status);
-  EXPECT_EQ("", run.output + run.errors);
-  ASSERT_EQ(1U, run.boxes.size());
-  EXPECT_EQ("zephon", run.boxes[0].caption);
-  EXPECT_EQ("Unable to execute (null) no_such_program a.jou\n" +
-                windows_message(ERROR_FILE_NOT_FOUND) + "\n",
-            run.boxes[0].text);
-}
-
-TEST(FailedStart, IsPrintedInARemoteShell) {
-  given_installed_release();
-  given_variable("RSH_USER", "someone");
-  const auto run = run_launcher("--mpi=net no_such_program a.jou");
-  EXPECT_EQ(255U, run.status);
-  EXPECT_EQ(unable("no_such_program a.jou", ERROR_FILE_NOT_FOUND), run.output);
-}
-
-TEST(FailedStart, NamesWhatIsNoProgram) {
-  given_installed_release();
-  given_variable("RSH_USER", "someone");
-  given_file("solver.exe", "this is no program");
-  const auto run = run_launcher("--mpi=net " + in_quotes(in_world("solver.exe")));
-  EXPECT_EQ(255U, run.status);
-  EXPECT_EQ(unable(in_quotes(in_world("solver.exe")), ERROR_BAD_EXE_FORMAT), run.output);
-}
-
-TEST(FailedStart, NeverReadsACommandAsAFormat) {
-  given_installed_release();
-  given_variable("RSH_USER", "someone");
-  const auto run = run_launcher("--mpi=net no_such_program %s%n%d");
-  EXPECT_EQ(unable("no_such_program %s%n%d", ERROR_FILE_NOT_FOUND), run.output);
-}
-
-TEST(FailedStart, RunsNoJobExitCommand) {
-  given_installed_release();
-  given_variable("RSH_USER", "someone");
-  given_file("prod\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll");
-  given_tool("job.exe");
-  given_variable("CANCEL_CCP_JOB_EXIT1", "job modify");
-  EXPECT_EQ(255U, run_launcher("no_such_program").status);
-  EXPECT_TRUE(starts_of("job.exe").empty());
 }
 
 // ---- The job-exit command -----------------------------------------------------------------
@@ -394,4 +217,29 @@ TEST(JobExitCommand, IsRunAfterTheSolverWithoutAnMpiRun) {
   EXPECT_EQ(0U, run_launcher(given_solver("pause 30\n")).status);
   EXPECT_EQ("cmd.exe /c job modify 5", only_start_of("job.exe").interpreter_line);
   EXPECT_GE(only_start_of("job.exe").time, only_start_of("solver.exe").end_time);
+}
+
+// ---- What Windows is asked too much of ----------------------------------------------------
+
+TEST(TooMuch, ALineThatIsTooLongIsReported) {
+  given_installed_release();
+  given_mpich();
+  given_variable("RSH_USER", "someone");
+  given_variable("ZEPHON_HOSTS_FILE", std::string(20000, 'h'));
+  const std::string argument(20000, 'a');
+  const auto run = run_launcher("--mpi=mpich " + argument);
+  EXPECT_EQ(255U, run.status);
+  EXPECT_TRUE(run.output.starts_with("Unable to execute (null) ")) << run.output.substr(0, 100);
+  EXPECT_NE(std::string::npos, run.output.find(argument));
+  EXPECT_TRUE(starts_of("mpich\\bin\\mpirun.exe").empty());
+}
+
+TEST(TooMuch, AProgramWithALongNameIsReportedInABox) {
+  given_installed_release();
+  given_box_answer(ok_button);
+  const std::string name(30000, 'p');
+  const auto run = run_launcher("--mpi=net " + name);
+  EXPECT_EQ(255U, run.status);
+  ASSERT_EQ(1U, run.boxes.size());
+  EXPECT_NE(std::string::npos, run.boxes[0].text.find(name));
 }
