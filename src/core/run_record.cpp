@@ -461,10 +461,10 @@ void record_job_released() {
 }
 
 void finish_run_record(int status) {
+  const turn mine;  // the program must not end while another thread writes it
   if (!recorded.exchange(false)) {
     return;
   }
-  const turn mine;
   if (run.file && !write_record(*run.file, record_json(status))) {
     write_to(platform::standard_stream::error,
              format_text("\r\nWarning: Failed to write run record %s\r\n", run.file->c_str()));

@@ -21,7 +21,7 @@ constexpr unsigned button_set = 0xF;  // the part of a style that says which but
 
 // How often, and how many milliseconds apart, a box is asked to close before its
 // thread is ended. A thread ended while its box comes up would leave locks behind.
-constexpr int close_attempts = 40;
+constexpr int close_attempts = 200;
 constexpr unsigned long close_wait = 25;
 
 enum question_phase : int { closed, shown, answered };

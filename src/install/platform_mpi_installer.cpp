@@ -35,7 +35,8 @@ void install_platform_mpi() {
   // "plaformmpi" is how the setup program spells its component.
   const std::string command = setup + " /verysilent /components=\"plaformmpi\"";
   const auto status = run_command(command, acts(), [](const std::string &line) {
-    show_notice(line.c_str());  // up to a zero byte; the program goes on writing meanwhile
+    // Up to a zero byte. The program goes on writing meanwhile.
+    show_notice(line.substr(0, line.find('\0')));
     return false;
   });
   if (!status) {

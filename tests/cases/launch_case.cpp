@@ -225,6 +225,13 @@ bool starts_program(std::string_view command, std::string program) {
 
 }  // namespace
 
+std::string replaced(std::string text, const std::string &piece, const std::string &by) {
+  for (std::size_t at = 0; (at = text.find(piece, at)) != std::string::npos; at += by.size()) {
+    text.replace(at, piece.size(), by);
+  }
+  return text;
+}
+
 std::string with_program_in_quotes(const std::string &line) {
   const auto program = line.substr(0, end_of_program(line));
   const auto blank = program.find(' ');

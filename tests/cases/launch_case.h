@@ -136,6 +136,9 @@ tool_command split_command(const std::string &command, const std::string &world)
 // Whether a command runs the tool's program, behind a second interpreter too.
 bool calls(const std::string &command, const tool &tool, const std::string &world);
 
+// The text with every occurrence of a piece replaced.
+std::string replaced(std::string text, const std::string &piece, const std::string &by);
+
 // A command line as the program finds it when Windows has put quotes around its path.
 //   C:\my mpi\mpiexec.exe -np 4  ->  "C:\my mpi\mpiexec.exe" -np 4
 std::string with_program_in_quotes(const std::string &line);

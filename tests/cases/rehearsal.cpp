@@ -6,21 +6,15 @@
 
 namespace cases {
 
+const std::string assumed_job = "999999";
+
 namespace {
 
-const std::string assumed_job = "999999";
 const std::string next_line = "\r\n    ";  // of what is told
 
 // Tools that only tell something.
 const texts questions = {"smpd.exe -status", "-validate",        "-pwcheck",
                          "-version",         "cluscfg listenvs", "job view"};
-
-std::string replaced(std::string text, const std::string &piece, const std::string &by) {
-  for (std::size_t at = 0; (at = text.find(piece, at)) != std::string::npos; at += by.size()) {
-    text.replace(at, piece.size(), by);
-  }
-  return text;
-}
 
 bool holds(const std::string &text, const std::string &piece) {
   return text.find(piece) != std::string::npos;

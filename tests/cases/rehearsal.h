@@ -7,6 +7,9 @@
 
 namespace cases {
 
+// The number that a rehearsal takes for that of a job that it would make.
+extern const std::string assumed_job;
+
 // The complete row as a rehearsal: in the same world, with no box to answer.
 launch_case as_rehearsal(launch_case row);
 

@@ -1,5 +1,6 @@
-// cases_test.cpp: plays every row of tests/cases with the real launcher. Most of a launch is
-// waiting for Windows, so several rows are played at once, each in a world of its own.
+// cases_test.cpp: plays every row of tests/cases with the real launcher, and those of
+// mpirun.exe once more as a rehearsal. Most of a launch is waiting for Windows, so several
+// rows are played at once, each in a world of its own.
 
 #include <gtest/gtest.h>
 
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "case_player.h"
+#include "cases/rehearsal.h"
 #include "world_state.h"
 
 namespace scenario {
@@ -30,6 +32,44 @@ std::vector<played_row> &all_rows() {
   return rows;
 }
 
+// What was seen in the world of this thread, as if it had been in another folder, by a
+// launcher with another process number: that is in the names of files that it writes.
+cases::seen carried(cases::seen what, const std::string &folder, const std::string &process) {
+  const auto carry = [&](std::string &text) {
+    text = cases::replaced(text, world().folder, folder);
+    text = cases::replaced(text, "-" + what.process + ".", "-" + process + ".");
+  };
+  for (auto *texts : {&what.asks, &what.starts}) {
+    std::for_each(texts->begin(), texts->end(), carry);
+  }
+  carry(what.output);
+  return what;
+}
+
+// Whether nobody declined a box and no job had to be made, whose number only the scheduler
+// knows: then the rehearsal assumes what really happens.
+bool went_as_assumed(const cases::launch_case &row, const cases::seen &rehearsed) {
+  return rehearsed.output.find(cases::assumed_job) == std::string::npos &&
+         std::none_of(row.then.boxes.begin(), row.then.boxes.end(), [](const cases::box &box) {
+           return box.answer == cases::no || box.answer == cases::cancel;
+         });
+}
+
+// What a rehearsal of the row does that it may not do, or tells otherwise than the real run
+// did it. The worlds that a rehearsal assumes are played over the scripted door alone.
+std::string faults_as_rehearsal(const played_row &one, const cases::seen &real,
+                                const std::string &folder_of_real) {
+  make_world();
+  const auto row = cases::complete_row(*one.family, *one.row, world().folder, windows_message);
+  const auto rehearsed = play_for_real(cases::as_rehearsal(row));
+  auto faults = cases::faults_of_rehearsal(rehearsed);
+  if (rehearsed.status == real.status && went_as_assumed(row, rehearsed)) {
+    faults += cases::rehearsal_differences(real, carried(rehearsed, folder_of_real, real.process));
+  }
+  end_world();
+  return faults;
+}
+
 void play(played_row &one) {
   make_world();
   auto complete = cases::complete_row(*one.family, *one.row, world().folder, windows_message);
@@ -39,8 +79,12 @@ void play(played_row &one) {
       return cases::calls(command, tool, world().folder);
     });
   });
-  one.differences = cases::differences(complete, play_for_real(complete));
+  const auto real = play_for_real(complete);
+  one.differences = cases::differences(complete, real);
   end_world();
+  if (complete.program.empty()) {
+    one.differences += faults_as_rehearsal(one, real, complete.world);
+  }
   one.done = true;
 }
 

@@ -28,7 +28,8 @@ launch start_front(const std::string &event, const std::string &file,
 
 // A solver that runs until it is ended.
 void given_solver_that_goes_on() {
-  given_tool(solver, "make_file " + in_world("up") + "\nwait_file " + in_world("never") + "\n");
+  given_tool(solver, "ignore_ctrl_c\nmake_file " + in_world("up") + "\nwait_file " +
+                         in_world("never") + "\n");
 }
 
 bool cannot_be_pressed(launch &run) {
