@@ -321,14 +321,14 @@ void close_output() {
   }
 }
 
-// Starts a program with the tool's own handles; gives back its process.
-HANDLE start_program(std::string command) {
+// Starts a program with these handles; gives back its process.
+HANDLE start_with(std::string command, HANDLE input, HANDLE output, HANDLE error) {
   STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
-  startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
-  startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  startup.hStdInput = input;
+  startup.hStdOutput = output;
+  startup.hStdError = error;
   PROCESS_INFORMATION started = {};
   if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
                       &startup, &started)) {
@@ -336,6 +336,11 @@ HANDLE start_program(std::string command) {
   }
   CloseHandle(started.hThread);
   return started.hProcess;
+}
+
+HANDLE start_program(const std::string &command) {
+  return start_with(command, GetStdHandle(STD_INPUT_HANDLE), GetStdHandle(STD_OUTPUT_HANDLE),
+                    GetStdHandle(STD_ERROR_HANDLE));
 }
 
 // The file streams.txt beside the tool, to be handed on.
@@ -348,19 +353,9 @@ HANDLE open_streams_file() {
 HANDLE start_as_window(const std::string &streams_and_command) {
   const auto blank = streams_and_command.find(' ');
   const auto streams = streams_and_command.substr(0, blank);
-  std::string command = streams_and_command.substr(blank + 1);
-  STARTUPINFOA startup = {};
-  startup.cb = sizeof startup;
-  startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdOutput = streams == "none" ? nullptr : open_streams_file();
-  startup.hStdError = streams == "both" ? startup.hStdOutput : nullptr;
-  PROCESS_INFORMATION started = {};
-  if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                      &startup, &started)) {
-    ExitProcess(not_started);
-  }
-  CloseHandle(started.hThread);
-  return started.hProcess;
+  HANDLE const output = streams == "none" ? nullptr : open_streams_file();
+  return start_with(streams_and_command.substr(blank + 1), nullptr, output,
+                    streams == "both" ? output : nullptr);
 }
 
 DWORD wait_for_program(HANDLE process) {
