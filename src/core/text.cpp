@@ -63,6 +63,11 @@ bool contains(std::string_view text, std::string_view piece) {
   return text.find(piece) != std::string_view::npos;
 }
 
+std::string small_letters(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), small_letter);
+  return text;
+}
+
 bool equal_ignoring_case(std::string_view one, std::string_view other) {
   return one.size() == other.size() && begins_ignoring_case(one, other);
 }

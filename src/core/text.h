@@ -35,6 +35,9 @@ bool contains_blank(std::string_view text);
 // Whether the text holds the piece.
 bool contains(std::string_view text, std::string_view piece);
 
+// The text with its ASCII letters small; every other byte stays.
+std::string small_letters(std::string text);
+
 // Comparisons that take capital and small ASCII letters for the same.
 bool equal_ignoring_case(std::string_view one, std::string_view other);
 bool begins_ignoring_case(std::string_view text, std::string_view beginning);

@@ -154,13 +154,6 @@ std::vector<std::string> option_names() {
   return names;
 }
 
-std::string small_letters(std::string text) {
-  for (char &letter : text) {
-    letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-  }
-  return text;
-}
-
 // -t and -r have their value without a sign between.
 bool has_glued_value(std::string_view name) {
   return name == "t" || name == "r";
