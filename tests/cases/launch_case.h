@@ -44,7 +44,9 @@ struct tool {
   std::string prints = {};     // \n as CR LF, unless there is a CR in it: then as it stands
   std::string complains = {};  // the same on standard error
   unsigned long status = 0;
-  int times = 0;  // answers so often, then the next tool that fits; 0: always
+  int times = 0;            // answers so often, then the next tool that fits; 0: always
+  bool behind_box = false;  // answers when the first box is up
+  bool stays = false;       // does not end, nor close its output
 };
 
 constexpr int ok = 1;

@@ -18,15 +18,22 @@ namespace {
 
 namespace files = std::filesystem;
 
+// Where the bench and a tool keep in step; beside tools, whose files are the bench's own.
+const std::string box_mark = "job.box";
+
 std::string script_of(const cases::tool &tool) {
   std::string script;
   if (tool.times > 0) {
     script += "times " + std::to_string(tool.times) + "\n";
   }
+  if (tool.behind_box) {
+    script += "wait_file " + in_world(box_mark) + "\n";
+  }
   script += "out " + escape(cases::as_written(tool.prints)) + "\n";
   if (!tool.complains.empty()) {
     script += "err " + escape(cases::as_written(tool.complains)) + "\n";
   }
+  script += tool.stays ? "wait_file never\n" : "";
   return script + "exit " + std::to_string(tool.status) + "\n";
 }
 
@@ -95,6 +102,18 @@ std::string command_arguments(const cases::texts &arguments) {
   return line;
 }
 
+launch run_past_boxes(const cases::launch_case &row, const std::string &arguments) {
+  auto run = start_launcher(arguments);
+  const bool waits = std::any_of(row.tools.begin(), row.tools.end(),
+                                 [](const cases::tool &tool) { return tool.behind_box; });
+  if (waits && !row.then.boxes.empty()) {
+    wait_for_boxes(run, 1);
+    given_file(box_mark);
+  }
+  wait_for_everything(run);
+  return run;
+}
+
 void collect_starts(const cases::launch_case &row, cases::seen &what) {
   const auto starts = all_starts();
   for (const auto &start : starts) {
@@ -152,7 +171,7 @@ void collect_files(const cases::launch_case &row, cases::seen &what) {
 cases::seen play_for_real(const cases::launch_case &row) {
   given_world(row);
   const auto arguments = command_arguments(row.arguments);
-  const auto run = row.program.empty() ? run_launcher(arguments) : run_front(arguments);
+  const auto run = row.program.empty() ? run_past_boxes(row, arguments) : run_front(arguments);
 
   cases::seen what;
   what.process = std::to_string(GetProcessId(run.process.get()));

@@ -36,7 +36,8 @@ void given_tools(const std::vector<tool> &tools, const std::string &world) {
         },
         door::prints(as_written(one->prints))
             .then_prints_error(as_written(one->complains))
-            .exits_with(one->status));
+            .exits_with(one->status)
+            .stays(one->stays ? door::never : 0));
   }
 }
 
