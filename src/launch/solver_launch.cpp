@@ -110,8 +110,11 @@ void write_timing_file(std::time_t start, std::time_t end, void *child) {
 void rehearse_launch(command_line command) {
   remove_leading_blanks(command);
   record_launch(command);
-  if (!platform::program_exists(command.text)) {
-    tell_step(step_kind::action, command.text, "not started: there is no such program");
+  const bool too_long = command.text.size() > platform::longest_command_line;
+  if (too_long || !platform::program_exists(command.text)) {
+    tell_step(step_kind::action, command.text,
+              too_long ? "not started: Windows takes no command of this length"
+                       : "not started: there is no such program");
     platform::exit_program(exit_cannot_launch);
   }
   tell_step(step_kind::action, command.text, "started");

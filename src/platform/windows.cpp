@@ -383,16 +383,40 @@ owned_handle group_of(HANDLE process) {
 
 }  // namespace
 
+namespace {
+
+// Where Windows looks for a bare name that must not be in the current directory.
+std::string folders_of_bare_names() {
+  char own[MAX_PATH] = "";
+  char *name = own;
+  (void)GetModuleFileNameA(nullptr, own, sizeof own);
+  (void)GetFullPathNameA(own, sizeof own, own, &name);
+  std::string folders(own, name);
+  for (const std::string &one :
+       {in_system_folder(""), windows_directory(), get_variable("PATH").value_or("")}) {
+    folders.append(";").append(one);
+  }
+  return folders;
+}
+
+bool is_program(const std::string &name) {
+  const bool is_bare = name.find('\\') == std::string::npos;
+  const std::string folders = is_bare ? folders_of_bare_names() : "";
+  char found[MAX_PATH];
+  return SearchPathA(is_bare ? folders.c_str() : nullptr, name.c_str(), ".exe", sizeof found, found,
+                     nullptr) != 0 &&
+         open_file(found, open_mode::read);
+}
+
+}  // namespace
+
 // As CreateProcess looks for it: without quotes the program's name may end at any blank.
 bool program_exists(const std::string &command) {
   const bool quoted = command.starts_with('"');
   const std::size_t start = quoted ? 1 : 0;
   for (std::size_t end = 0; end != std::string::npos && end < command.size();) {
     end = command.find(quoted ? '"' : ' ', end + 1);
-    char found[MAX_PATH];
-    if (SearchPathA(nullptr, command.substr(start, end - start).c_str(), ".exe", sizeof found,
-                    found, nullptr) != 0 &&
-        open_file(found, open_mode::read)) {
+    if (is_program(command.substr(start, end - start))) {
       return true;
     }
     end = quoted ? std::string::npos : end;

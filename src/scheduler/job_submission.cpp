@@ -24,8 +24,9 @@
 namespace {
 
 constexpr std::size_t shortened_command_limit = 1024;
-constexpr float default_submit_wait = 60.0F;     // seconds
-constexpr std::uint64_t wake_up_interval = 100;  // milliseconds
+constexpr std::size_t longest_interpreted = 8'191;  // for the command interpreter
+constexpr float default_submit_wait = 60.0F;        // seconds
+constexpr std::uint64_t wake_up_interval = 100;     // milliseconds
 constexpr std::uint64_t no_limit = ~std::uint64_t{0};
 constexpr int submit_trace_line = 3432;
 constexpr int inside_job_trace_line = 3448;
@@ -140,6 +141,13 @@ bool wait_for_submit_answer(text_reader *output, void *event) {
   return submit_answered;  // also when the answer came as the time ran out
 }
 
+void record_interpreted_launch(const command_line &command) {
+  record_launch(command);
+  if (command.text.size() > longest_interpreted) {
+    tell_unknown("what the command interpreter makes of a command of this length");
+  }
+}
+
 void submit_and_watch(const std::string &command) {
   if (rehearsal::is_on()) {
     tell_step(step_kind::action, command, "the task was taken");
@@ -201,7 +209,7 @@ bool submit_scheduler_job(command_line &command) {
     return false;
   }
   if (state.mpi_name == "ibmmpi" && contains(command.text, state.ccp_job_command + " add")) {
-    record_launch(command);
+    record_interpreted_launch(command);
     add_and_submit(command.text);
     return true;
   }
@@ -209,7 +217,7 @@ bool submit_scheduler_job(command_line &command) {
   const bool answers = state.mpi_name == "msmpi" ||
                        (state.attended && state.mpi_name == "intel" && *head != inside_job);
   if (answers && contains(command.text, "mpiexec")) {
-    record_launch(command);
+    record_interpreted_launch(command);
     if (*head == inside_job) {
       trace("args", command.text, inside_job_trace_line);
       record_launch_started(std::nullopt);

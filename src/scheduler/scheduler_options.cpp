@@ -88,13 +88,11 @@ int check_scheduler_credentials() {
   // Behind two interpreters: each takes a pair of quotes off.
   const std::string pair = interpreter_pair(state.ccp_job_command);
   command_line command;
-  append(command,
-         format_text("cmd.exe /c %s%s submit /scheduler:%s "
-                     "/jobname:\"ORBEX ZEPHON Credential Check\" ",
-                     pair.c_str(), state.ccp_job_command.c_str(), chars_of(head_node())),
-         "credentials");
+  command.text = format_text(
+      "cmd.exe /c %s%s submit /scheduler:%s /jobname:\"ORBEX ZEPHON Credential Check\" ",
+      pair.c_str(), state.ccp_job_command.c_str(), chars_of(head_node()));
   append_scheduler_options(command, scheduled::job);
-  append(command, " cmd.exe /C ver" + pair, "and does nothing else");
+  command.text += " cmd.exe /C ver" + pair;
   trace("buf", command.text, credential_trace_line);
   return run_in_console(command.text);
 }

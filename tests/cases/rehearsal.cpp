@@ -119,12 +119,15 @@ bool is_among(const std::string &text, const texts &list) {
   return std::find(list.begin(), list.end(), text) != list.end();
 }
 
-// Whether the real run could not start the command, and said so.
+// Whether the real run could not start the command, and said so. A long one keeps the
+// blanks in front of it.
 bool could_not_start(const seen &real, const std::string &command) {
-  const std::string message = "Unable to execute (null) " + command;
-  return holds(real.output, message + "\r\n") ||
+  const auto says_it = [&](const std::string &text, const char *line_end) {
+    return holds(text, "Unable to execute (null) ") && holds(text, " " + command + line_end);
+  };
+  return says_it(real.output, "\r\n") ||
          std::any_of(real.boxes.begin(), real.boxes.end(),
-                     [&](const box &one) { return holds(one.text, message + "\n"); });
+                     [&](const box &one) { return says_it(one.text, "\n"); });
 }
 
 // Whether it said that only the real run shows what this command tells.

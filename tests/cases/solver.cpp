@@ -27,6 +27,7 @@ const std::string warning =
     "\nWarning: Total solver processes count need to be greater or equal to meshing processes "
     "count, so resetting the count to 8\n";
 
+const std::string too_long(32'767, 'x');
 const std::string long_path = "{path}" + std::string(30'000, ';');
 
 // The command that lets a job go, when the job is not for an MPI.
@@ -133,6 +134,14 @@ launch_family solver_family() {
                     .output = "Unable to execute (null) \n{error 87}\n\n",
                     .status = 255},
            .only_scripted = "Wine has another error for it than Windows"},
+          {.name = "MayNotHaveALongerCommandThanWindowsTakes",
+           .variables = {{"RSH_USER", "jdoe"}},
+           .arguments = {"{solver}", too_long},
+           .then = {.starts = none,
+                    .output =
+                        "Unable to execute (null)   {\"solver\"} " + too_long + "\n{error 206}\n\n",
+                    .status = 255},
+           .only_scripted = "Windows starts no launcher with a command of this length"},
           {.name = "MayNotBeAText",
            .variables = {{"RSH_USER", "jdoe"}},
            .files = {{"{world}\\text.exe", "this is no program"}},

@@ -110,6 +110,10 @@ TEST(WindowsDoor, FindsNoBareProgramInTheCurrentFolder) {
   EXPECT_EQ(2U, door::run("planted.exe /c exit 5").error);
   EXPECT_EQ(2U, door::run("planted /c exit 5").error);
   EXPECT_EQ(5U, door::run(".\\planted.exe /c exit 5").status);
+  EXPECT_FALSE(platform::program_exists("planted.exe /c exit 5"));
+  EXPECT_FALSE(platform::program_exists("planted"));
+  EXPECT_TRUE(platform::program_exists(".\\planted.exe"));
+  EXPECT_TRUE(platform::program_exists("cmd /c exit 5"));
   door::remove_folder(folder);
 }
 

@@ -121,14 +121,6 @@ TEST(WindowEntry, CreatesASchedulerJobBeforeItLooksForTheInstallation) {
   EXPECT_EQ("Error: communicator \"intel\" is not available on this machine.\n", standard_error());
 }
 
-TEST(WindowEntry, ReportsACommandLineThatWindowsRefuses) {
-  given_tool_with("", exits_with(0));
-  EXPECT_EQ(255, run_from_window({"--mpi=net", std::string(32'767, 'x')}));
-  ASSERT_EQ(1U, message_boxes().size());
-  EXPECT_NE(std::string::npos,
-            message_boxes()[0].text.find("The filename or extension is too long."));
-}
-
 // ---- The console entry --------------------------------------------------------------------
 
 TEST(ConsoleEntry, PrintsTheUsageAndDoesNotClassifyWindows) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/launch_state.h"
@@ -15,6 +16,7 @@
 #include "support/fresh_launch.h"
 
 using namespace stand_in;
+using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
@@ -57,9 +59,9 @@ void given_service(const std::string &status, const std::string &password) {
   given_tool_with("smpd.exe -status", prints(status));
   given_tool_with("smpd.exe -d 0");
   given_tool_with("-validate", prints("SUCCESS\n"));
-  given_tool("C:\\zephon\\zephon12.0.16\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe -validate",
+  given_tool("C:\\zephon\\zephon\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe -validate",
              prints(password));
-  given_tool("C:\\zephon\\zephon12.0.16\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe -validate",
+  given_tool("C:\\zephon\\zephon\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe -validate",
              prints("SUCCESS\n"));
   given_tool_with("-register");
 }
@@ -209,17 +211,30 @@ TEST_P(Rehearsal, HasTheCommandOfTheRealRunAndDoesNothing) {
 INSTANTIATE_TEST_SUITE_P(Launches, Rehearsal, testing::ValuesIn(launches),
                          [](const auto &one) { return one.param.name; });
 
-TEST(RehearsalOfHostFiles, TellsWhatWouldStandInThem) {
-  for (const launch &one : launches) {
-    if (one.name == std::string("PlatformMpiOnHosts")) {
-      (void)run(one, "1");
-    }
+TEST(RehearsalOfLaunches, TellsWhatFollowsFromThem) {
+  const std::string unknown_end =
+      "Rehearsal: only the real run shows how long the program runs and how it ends\n";
+  for (const auto &[named, text, is_told] : std::vector<std::tuple<std::string, std::string, bool>>{
+           {"PlatformMpiOnHosts",
+            "Rehearsal: not written: write C:\\temp\\zphost-4711.txt\n"
+            "    |alpha:2\n"
+            "    |beta:2\n"
+            "    taken for its outcome: written to its end\n",
+            true},
+           {"PlatformMpiOnHosts", unknown_end, true},
+           {"SerialRun", unknown_end, false},
+           {"IntelMpiOnHostsWithoutAPassword", "User password encrypted into the Registry.", true},
+           {"IntelMpiOnHostsWithAService", "User password encrypted into the Registry.", false},
+           {"MpichOnHosts",
+            "Rehearsal: not written: write C:\\times.txt\n"
+            "    taken for its outcome: start, end and times of the run\n",
+            true}}) {
+    const std::string name = named;
+    const auto one = std::find_if(launches.begin(), launches.end(),
+                                  [&](const launch &known) { return known.name == name; });
+    (void)run(*one, "1");
+    EXPECT_EQ(is_told, standard_output().find(text) != std::string::npos) << name << text;
   }
-  EXPECT_THAT(standard_output(),
-              HasSubstr("Rehearsal: not written: write C:\\temp\\zphost-4711.txt\n"
-                        "    |alpha:2\n"
-                        "    |beta:2\n"
-                        "    taken for its outcome: written to its end\n"));
 }
 
 TEST(RehearsalOfAnInstallation, EndsWithoutALaunch) {
@@ -230,12 +245,24 @@ TEST(RehearsalOfAnInstallation, EndsWithoutALaunch) {
                        {}};
   EXPECT_EQ(0, run(install, "1"));
   EXPECT_THAT(standard_output(),
-              HasSubstr("Rehearsal: not done: C:\\mpich2\\bin\\smpd.exe -install\n"));
+              AllOf(HasSubstr("Rehearsal: not done: C:\\mpich2\\bin\\smpd.exe -install\n"),
+                    HasSubstr("Rehearsal: not shown: \n    MPICH2 SMPD Installation Successful:\n"),
+                    HasSubstr("Rehearsal: not written: append to install_smpd_log.txt\n"
+                              "    taken for its outcome: the log grew by what follows\n")));
   EXPECT_THAT(
       standard_output(),
       EndsWith("\nRehearsal: nothing would be launched; the launcher ends with status 0\n"));
   EXPECT_TRUE(started_commands().empty());
   EXPECT_EQ((texts{"C:\\record.json.4711.part"}), written_files());
+}
+
+TEST(RehearsalOfALongCommand, DoesNotGuessWhatTheInterpreterMakesOfIt) {
+  for (const std::size_t length : {7'000U, 9'000U}) {
+    const texts words = {"--mpi=msmpi", "--np=2", std::string(length, 'x')};
+    (void)run({"", "msmpi", words, given_cluster, {}}, "1");
+    EXPECT_EQ(length > 8'000U,
+              standard_output().find("makes of a command of this length") != std::string::npos);
+  }
 }
 
 TEST(RehearsalOfAQuestion, GoesOnWithItsAnswer) {
