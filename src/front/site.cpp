@@ -133,9 +133,6 @@ std::string mpi_program(const std::string &root, const std::string &release,
 
 std::optional<std::string> missing_file_of_mpi(const std::string &root, const std::string &release,
                                                const std::string &mpi) {
-  if (mpi == "net") {
-    return std::nullopt;
-  }
   for (const std::string &file :
        {wrapper_of_release(root, release, mpi), mpi_program(root, release, mpi)}) {
     if (!file_is_readable(file)) {

@@ -22,10 +22,10 @@ std::string option_of(const std::string &piece) {
   return piece[first] == '-' || piece[first] == '/' ? piece.substr(first, end - first) : "";
 }
 
-// A reason without the value that the user gave: "processes: --np=4" -> "processes: --np="
-std::string without_number(std::string reason) {
-  const auto number = reason.find("--np=");
-  return number == std::string::npos ? reason : reason.substr(0, number + 5);
+// A reason without the number that the user gave: "processes: --np=4" -> "processes: --np="
+std::string without_number(const std::string &reason) {
+  const std::string given = "processes: --np=";
+  return reason.starts_with(given) ? given : reason;
 }
 
 void collect_reasons(const std::string &output, lines &found) {
@@ -129,9 +129,10 @@ TEST(Reasons, AreThese) {
       "-machinefile  host file: ZEPHON_HOSTS_FILE",
       "-n  processes: --np=",
       "-np  processes: --np=",
-      "-np  processes: CCP_NUMCPUS, for --np=",
-      "-np  processes: PARA_MESH_NPROCS, which is more than --np=",
-      "-np  processes: one, as --np=",
+      "-np  processes: CCP_NUMCPUS, for --np=0",
+      "-np  processes: PARA_MESH_NPROCS, which is more than --np=2",
+      "-np  processes: PARA_MESH_NPROCS, which is more than --np=4",
+      "-np  processes: one, as --np= was not given",
       "-prot  the MPI shows which interconnects it uses",
       "/env  the user's own: CCP_USER_FLAGS",
       "/exclusive  its nodes may run other jobs as well",

@@ -10,7 +10,9 @@
 #include <vector>
 
 #include "core/run_record.h"
-#include "platform/rehearsal.h"
+#include "core/text.h"
+#include "front/progress.h"
+#include "front/surroundings.h"
 #include "support/fresh_launch.h"
 #include "support/platform_stand_in.h"
 
@@ -106,6 +108,21 @@ INSTANTIATE_TEST_SUITE_P(
                                 given_tool(solver + " x");
                               },
                               {solver + " x"}},
+                    zprun_row{"OverwritesARunRecord",
+                              {"-record", "r.json", "x"},
+                              [] {
+                                given_file("C:\\work\\r.json",
+                                           "{\"format\": \"zephon-run-record\"");
+                                given_tool(solver + " x");
+                              },
+                              {solver + " x"}},
+                    zprun_row{"RefusesToOverwriteWhatIsNoRunRecord",
+                              {"-record", "r.json", "x"},
+                              [] { given_file("C:\\work\\r.json", "{}"); },
+                              {},
+                              "",
+                              "zprun: r.json is there and is no run record: name another file\n",
+                              1},
                     zprun_row{"RefusesAHostThatNobodyKnows",
                               {"-mpi=intel", "-t2", "-cnf=h", "x"},
                               [] {
@@ -131,7 +148,8 @@ INSTANTIATE_TEST_SUITE_P(
                               [] { given_word_beyond_code_page("?.case"); },
                               {},
                               "",
-                              "zprun: ?.case has",
+                              "zprun: ?.case has characters that this computer's code page lacks: "
+                              "use other names for these files\n",
                               1},
                     zprun_row{"FindsAWordBeyondTheCodePage",
                               {"-check", "x"},
@@ -153,13 +171,17 @@ INSTANTIATE_TEST_SUITE_P(
                               [] { given_no_variable("ZEPHON_INC"); },
                               {},
                               "",
-                              "zprun: nobody names the folder of the releases: set ZEPHON_INC",
+                              "zprun: nobody names the folder of the releases: set ZEPHON_INC, "
+                              "such as D:\\zephon\n",
                               1},
                     zprun_row{"ListsNothingWithoutReleases",
                               {"-list"},
                               [] { given_no_variable("ZEPHON_INC"); },
                               {},
-                              "Nobody names the folder of the releases: set ZEPHON_INC"},
+                              "Nobody names the folder of the releases: set ZEPHON_INC, such as "
+                              "D:\\zephon\n"},
+                    zprun_row{
+                        "ShowsItsVersion", {"-version"}, {}, {}, "zprun " LAUNCHER_VERSION "\n"},
                     zprun_row{"TellsWhatCannotBeStarted",
                               {"x"},
                               [] { given_tool(solver + " x", cannot_start(5)); },
@@ -168,6 +190,50 @@ INSTANTIATE_TEST_SUITE_P(
                               "Unable to execute (null)",
                               255}),
     [](const auto &row) { return row.param.name; });
+
+// Every variable that a session may have left behind, in the order in which they are told.
+TEST(ZprunVariables, OfAnEarlierSessionAreTold) {
+  const std::string all =
+      "USE_CCP CCP_JOB_ID CCP_JOBID CCP_USER_FLAGS ZP_CCP_UNIT ZP_CCP_JOB_TEMPLATE "
+      "ZP_CCP_NODE_GROUP ZP_CCP_JOB_COMMAND NP_PER_NODE STD_DIR CWD ZEPHON_HOSTS_FILE MSMPI_HOME "
+      "MPICH2_HOME MPICH2_CHANNEL MPICH2_USER_FLAGS MPICH_HOME MPICH_NETMASK IBMMPI_ROOT "
+      "IBMMPI_USER_FLAGS ZEPHON_AUTO_SPAWN INTELMPI_USER_FLAGS ZEPHON_AFFINITY ZEPHON_CRED_CHECK "
+      "CACHE_PASSWORD MESHING_MODE PARA_MESH_NPROCS ZEPHON_WORK_SIZE";
+  std::string told = "these take part: ";
+  for (const std::string &name : split_at(all, " ")) {
+    given_variable(name, "1");
+    told += (told.ends_with(": ") ? "" : ", ") + name + "=1";
+  }
+  finding_list list;
+  check_variables(list);
+  ASSERT_EQ(1U, list.size());
+  EXPECT_EQ(told, list[0].found);
+}
+
+TEST(Progress, NamesATime) {
+  for (const auto &[seconds, text] :
+       std::vector<std::pair<long long, std::string>>{{0, "0 s"},
+                                                      {59, "59 s"},
+                                                      {60, "1 min 0 s"},
+                                                      {3'599, "59 min 59 s"},
+                                                      {3'600, "1 h 0 min"},
+                                                      {90'061, "25 h 1 min"}}) {
+    EXPECT_EQ(text, duration_text(seconds));
+  }
+}
+
+TEST(Progress, IsOneLineOnAConsoleThatIsCleared) {
+  given_console();
+  show_progress("abcd", ", since 1 s");
+  show_progress("ab", "");
+  clear_progress();
+  clear_progress();
+  show_progress(std::string(100, 'x'), "");
+  clear_progress();
+  EXPECT_EQ("\rabcd, since 1 s\rab             \r  \r\r" + std::string(79, 'x') + "\r" +
+                std::string(79, ' ') + "\r",
+            standard_error_bytes());
+}
 
 // ---- Clusters -----------------------------------------------------------------------------
 
@@ -215,6 +281,26 @@ TEST(ZprunOnACluster, GivesOneForAJobThatFailed) {
   given_tool(view, prints("State : Failed\r\nError message : no licence\r\n"));
   EXPECT_EQ(1, run_zprun({"-mpi=msmpi", "-t2", "-ccp", "head", "x"}));
   EXPECT_THAT(standard_error(), HasSubstr("zprun: job 7 is Failed, no licence\n"));
+}
+
+TEST(ZprunOnACluster, TellsWhyAJobWaits) {
+  given_scheduler();
+  given_tool(view, prints("State : Queued\r\nPending Reason : no node is free\r\n"));
+  given_states({"Finished"});
+  EXPECT_EQ(0, run_zprun({"-mpi=msmpi", "-t2", "-ccp", "head", "x"}));
+  EXPECT_THAT(standard_error(), HasSubstr("zprun: job 7 is Queued, no node is free\n"));
+}
+
+TEST(ZprunOnACluster, WaitsFiveMinutesForASchedulerThatSaysNothing) {
+  given_scheduler();
+  given_states({"Running"});
+  given_tool(view, prints("no answer\r\n"));
+  given_tool("job cancel 7 /scheduler:head");
+  EXPECT_EQ(1, run_zprun({"-mpi=msmpi", "-t2", "-ccp", "head", "x"}));
+  EXPECT_GE(now(), 300'000U);
+  EXPECT_LT(now(), 303'000U);
+  EXPECT_THAT(standard_error(), testing::EndsWith("zprun: the scheduler says no more about job 7\n"
+                                                  "zprun: cancelling job 7\n"));
 }
 
 TEST(ZprunOnACluster, RenewsOneLineOnAConsole) {
@@ -314,4 +400,11 @@ TEST(ZprunInterrupted, TwiceEndsTheRunAtOnce) {
   EXPECT_EQ(130, run_zprun({"x"}));
   EXPECT_LT(now(), 3'000U);
   EXPECT_FALSE(process_runs(started_commands().at(0).id));
+}
+
+TEST(ZprunRecord, IsWrittenWhereItIsAskedFor) {
+  given_release();
+  given_tool(solver + " x");
+  EXPECT_EQ(0, run_zprun({"-record", "r.json", "x"}));
+  EXPECT_TRUE(file_exists("C:\\work\\r.json"));
 }
