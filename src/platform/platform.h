@@ -43,6 +43,10 @@ void at_exit(void (*function)());
 // One of them may end it again: the others still run, the last status counts.
 [[noreturn]] void exit_program(int status);
 
+// Ends the program where it stands: no function of at_exit runs. A program that another
+// thread is starting meanwhile is started, and none after it.
+[[noreturn]] void end_at_once(int status);
+
 // Makes the program ignore Ctrl-C from now on.
 void ignore_ctrl_c();
 
@@ -258,9 +262,6 @@ enum class control_event {
 // program goes on afterwards, but for `closing`. Null: the system's own handling.
 using control_handler = void (*)(control_event event);
 void set_control_handler(control_handler handler);
-
-// Ends the program where it stands: no function of at_exit runs.
-[[noreturn]] void end_at_once(int status);
 
 // The status that exit_program was called with; for functions of at_exit.
 int status_at_exit();

@@ -108,6 +108,27 @@ void exit_program(int status) {
     exit_functions.pop_back();  // first, as the function may end the program itself
     function();
   }
+  end_at_once(status);
+}
+
+namespace {
+
+// Held by the thread that starts a program.
+SRWLOCK start_lock = SRWLOCK_INIT;
+
+// A thread that was ended from outside may have left the lock as it was.
+constexpr int start_end_attempts = 300;
+constexpr DWORD start_end_wait = 10;
+
+}  // namespace
+
+// A program whose start is broken off by the end of this one would stay behind for
+// ever: Windows makes it first, and then lets it run.
+void end_at_once(int status) {
+  for (int attempt = 0; attempt < start_end_attempts && !TryAcquireSRWLockExclusive(&start_lock);
+       ++attempt) {
+    Sleep(start_end_wait);
+  }
   ExitProcess(static_cast<UINT>(status));
 }
 
@@ -426,13 +447,21 @@ bool program_exists(const std::string &command) {
 
 namespace {
 
+// While it lives, no other thread starts a program, and none ends this one.
+class start_in_turn {
+ public:
+  start_in_turn() { AcquireSRWLockExclusive(&start_lock); }
+  start_in_turn(const start_in_turn &) = delete;
+  start_in_turn &operator=(const start_in_turn &) = delete;
+  ~start_in_turn() { ReleaseSRWLockExclusive(&start_lock); }
+};
+
 // While it lives, neither Windows nor the command interpreter that inherits our
-// environment looks for a program without a folder in the current directory. One
-// start at a time: two would take each other's setting away.
+// environment looks for a program without a folder in the current directory. Two at
+// a time would take each other's setting away.
 class path_only_search {
  public:
   path_only_search() {
-    AcquireSRWLockExclusive(&lock);
     was_set = GetEnvironmentVariableA(variable, nullptr, 0) > 0;
     if (!was_set) {
       (void)SetEnvironmentVariableA(variable, "1");
@@ -444,12 +473,10 @@ class path_only_search {
     if (!was_set) {
       (void)SetEnvironmentVariableA(variable, nullptr);
     }
-    ReleaseSRWLockExclusive(&lock);
   }
 
  private:
   static constexpr char variable[] = "NoDefaultCurrentDirectoryInExePath";
-  static inline SRWLOCK lock = SRWLOCK_INIT;
   bool was_set = false;
 };
 
@@ -520,6 +547,8 @@ started_process start_process(const std::string &command, const start_settings &
   if (settings.grouped) {
     flags |= CREATE_SUSPENDED;  // it must start nothing before it is in its group
   }
+
+  const start_in_turn turn;
 
   // The interpreter keeps the setting of the search for its tools; other programs get
   // the environment without it.

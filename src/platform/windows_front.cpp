@@ -43,10 +43,6 @@ void set_control_handler(control_handler handler) {
   (void)SetConsoleCtrlHandler(on_control, handler != nullptr ? TRUE : FALSE);
 }
 
-void end_at_once(int status) {
-  ExitProcess(static_cast<UINT>(status));
-}
-
 bool stream_is_console(standard_stream stream) {
   DWORD mode = 0;
   return GetConsoleMode(standard_handle(stream), &mode) != 0;

@@ -40,6 +40,7 @@ struct outcome {
   std::string output;
   std::string error;
   unsigned long status = 0;
+  unsigned long left = 0;  // programs that it started and that did not end; Windows tells it
 };
 
 // Runs one of them from its start to its end: on Windows as a process of its own.

@@ -38,6 +38,19 @@ void end_on_two_threads() {
   platform::exit_program(8);
 }
 
+void end_while_starting() {
+  const auto thread = platform::start_thread(
+      [](void *) {
+        platform::start_settings settings;
+        settings.handles = platform::inheritance::none;
+        while (platform::start_process(door::command_of({}), settings).error == 0) {
+        }
+      },
+      nullptr);
+  platform::sleep_ms(100);
+  platform::exit_program(3);
+}
+
 void take_ctrl_c() {
   (void)platform::set_interrupt_handler([](int signal) { say(std::to_string(signal)); });
   door::press_ctrl_c();
@@ -223,5 +236,5 @@ const std::map<std::string, void (*)()> door::programs = {
     {"end_after_functions", end_after_functions}, {"end_on_thread", end_on_thread},
     {"end_on_two_threads", end_on_two_threads},   {"take_ctrl_c", take_ctrl_c},
     {"say_on_both_streams", say_on_both_streams}, {"look_for_handles", look_for_handles},
-    {"end_in_a_function", end_in_a_function},
+    {"end_in_a_function", end_in_a_function},     {"end_while_starting", end_while_starting},
 };

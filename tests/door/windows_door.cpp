@@ -61,6 +61,20 @@ int tell_what_it_sees() {
   return 0;
 }
 
+// The processes of a group, once those that can end have had the time to.
+unsigned long processes_left(HANDLE group) {
+  JOBOBJECT_BASIC_ACCOUNTING_INFORMATION counts = {};
+  for (int look = 0; look < 500; ++look) {
+    EXPECT_TRUE(QueryInformationJobObject(group, JobObjectBasicAccountingInformation, &counts,
+                                          sizeof counts, nullptr));
+    if (counts.ActiveProcesses == 0) {
+      break;
+    }
+    Sleep(10);
+  }
+  return counts.ActiveProcesses;
+}
+
 // What others hold while a test runs.
 std::vector<owned_handle> held;
 
@@ -86,6 +100,7 @@ outcome run_program(const std::string &name) {
   settings.output = output->write_end.get();
   settings.error = error->write_end.get();
   settings.handles = platform::inheritance::listed;
+  settings.grouped = true;
   const auto started = platform::start_process(own_command() + " --as-program " + name, settings);
   output->write_end.reset();
   error->write_end.reset();
@@ -94,6 +109,8 @@ outcome run_program(const std::string &name) {
   ended.error = read_to_end(error->read_end.get());
   EXPECT_TRUE(platform::wait_for(started.process.get(), 60'000));
   ended.status = platform::exit_code(started.process.get());
+  ended.left = processes_left(started.group.get());
+  platform::terminate_group(started.group.get(), 1);
   return ended;
 }
 

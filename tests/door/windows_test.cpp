@@ -41,6 +41,15 @@ TEST(WindowsDoor, TellsTheLeadBytesOfTheCodePage) {
   }
 }
 
+// One that was begun and never let run would stay for ever.
+TEST(WindowsDoor, EndsNoStartThatIsUnderWay) {
+  for (int round = 0; round < 10; ++round) {
+    const door::outcome ended = door::run_program("end_while_starting");
+    EXPECT_EQ(3U, ended.status);
+    EXPECT_EQ(0U, ended.left);
+  }
+}
+
 TEST(WindowsDoor, GivesMessagesWithTheirInserts) {
   bool found = false;
   for (unsigned long error = 1; error < 2'000 && !found; ++error) {

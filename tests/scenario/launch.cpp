@@ -155,6 +155,21 @@ std::vector<unsigned long> processes_of_world() {
   return processes;
 }
 
+// Their files, a line each, for a test that must be ended.
+std::string names_of(const std::vector<unsigned long> &processes) {
+  std::string names;
+  for (const auto number : processes) {
+    const owned_handle process(
+        OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, static_cast<DWORD>(number)));
+    std::string path(MAX_PATH, '\0');
+    auto size = static_cast<DWORD>(path.size());
+    path.resize(process && QueryFullProcessImageNameA(process.get(), 0, path.data(), &size) ? size
+                                                                                            : 0);
+    names += path + " (" + std::to_string(number) + ")\n";
+  }
+  return names;
+}
+
 void meet_box(launch &run, const message_box &box) {
   run.boxes.push_back(box);
   const auto number = world().boxes_met++;
@@ -203,7 +218,9 @@ void follow_until(launch &run, const std::function<bool()> &reached) {
       Sleep(running ? 0 : pause_between_looks);
     }
     if (clock::now() >= limit) {
-      ADD_FAILURE() << "time limit reached; output so far:\n" << run.output << run.errors;
+      ADD_FAILURE() << "time limit reached; still running:\n"
+                    << names_of(processes_of_world()) << "output so far:\n"
+                    << run.output << run.errors;
       TerminateJobObject(world().job.get(), 1);
       return;
     }
