@@ -113,9 +113,9 @@ int take_number(std::string_view &line) {
   return number;
 }
 
-void require(bool holds, const std::string &property) {
+void require(bool holds, std::string_view property) {
   if (!holds) {
-    fail(property);
+    fail(std::string(property));
   }
 }
 

@@ -30,7 +30,7 @@ std::string take_line(std::string_view &text);
 int take_number(std::string_view &line);
 
 // Fails unless the property holds.
-void require(bool holds, const std::string &property);
+void require(bool holds, std::string_view property);
 
 enum class run_end { came_back, ended, gave_up, hung };
 
@@ -45,6 +45,9 @@ void begin_run(bool may_hang = false);
 
 // Runs a piece of the launcher to whatever end it takes.
 run_result run(const std::function<void()> &piece);
+
+// Runs the launcher from its entry to its end with these arguments.
+run_result run_launcher(const std::vector<std::string> &arguments);
 
 // What holds after every run: the environment block ends in two zeros, and a run
 // that came to its end has closed every tool it started and every handle it had.

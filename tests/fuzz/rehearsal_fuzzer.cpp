@@ -5,7 +5,6 @@
 
 #include "core/launch_state.h"
 #include "fuzz_support.h"
-#include "launch/mpirun.h"
 #include "run_description.h"
 #include "run_files.h"
 #include "support/fresh_launch.h"
@@ -18,9 +17,7 @@ fuzz::run_result run(std::string_view text, const fuzz::described_run &described
   fuzz::build_world(text);
   stand_in::given_variable("ZEPHON_REHEARSAL", rehearse);
   stand_in::given_variable("ZEPHON_RUN_RECORD", fuzz::record_path);
-  char **arguments = stand_in::given_arguments(described.arguments);
-  const int count = state.arg_count;
-  return fuzz::run([&] { start_from_window(nullptr, 1, count, arguments); });
+  return fuzz::run_launcher(described.arguments);
 }
 
 // The commands that were really asked.

@@ -5,14 +5,16 @@
 #   tests/fuzz/run.sh [SECONDS] [NAME…]  each fuzzer, or the named ones, for so long (600)
 #   tests/fuzz/run.sh enough [NAME…]     each until it has had enough: 1,000,000 runs
 #                                        (100,000 whole runs) without a new edge
+#   tests/fuzz/run.sh more [NAME…]       one more round of each, whether it has had enough or not
+#   tests/fuzz/run.sh speed [NAME…]      executions in a second of the processor
 #   tests/fuzz/run.sh keep [NAME…]       the fewest inputs that reach what was reached
 #                                        become tests/fuzz/corpus/NAME.tar.xz
 #   tests/fuzz/run.sh coverage [NAME…]   what the seeds and the kept inputs alone reach
 #   tests/fuzz/run.sh table              what was reached, as docs/reliability.md shows it
 #
 # What a long run finds interesting is kept in build/fuzz/corpus and found again by the
-# next one. `enough` goes in rounds and adds each to tests/fuzz/reached.txt: all runs of
-# a fuzzer, the edges of the launcher that it reached, how many there are, and the runs
+# next one. `enough` and `more` go in rounds and add each to tests/fuzz/reached.txt: all
+# runs of a fuzzer, the edges of the launcher that it reached, how many there are, and the runs
 # since the last new one. An input that breaks something is left in build/fuzz/found; run
 # the fuzzer with it as its argument to see what happened. The last line says how many
 # fuzzers passed.
@@ -30,15 +32,21 @@ declare -A short_runs=(
 declare -A seeds_too=([run_record]=tests/fuzz/seeds/whole_run [rehearsal]=tests/fuzz/seeds/whole_run)
 whole_runs=' environment whole_run run_record rehearsal '
 
-# An allocation costs more than what is done with it, unless the sanitizer keeps less
-# of it; ask it for more to look at a finding: ASAN_OPTIONS=malloc_context_size=30.
-export ASAN_OPTIONS=${ASAN_OPTIONS:-malloc_context_size=0:quarantine_size_mb=1:max_malloc_fill_size=64}
-
 mapfile -t names < <(find tests/fuzz -name '*_fuzzer.cpp' -printf '%f\n' | sed 's/_fuzzer.cpp$//' | sort)
 mode=${1:-600}
 if [ $# -gt 1 ]; then
   names=("${@:2}")
 fi
+
+# An allocation costs more than what is done with it, unless the sanitizer keeps less
+# of it; ask it for more to look at a finding: ASAN_OPTIONS=malloc_context_size=30. In
+# the long rounds freed memory may be used again at once, while the processor still has
+# it; what they find interesting is run again with more room by `coverage`.
+case $mode in
+  enough | more | speed) kept_memory=quarantine_size_mb=0:thread_local_quarantine_size_kb=0 ;;
+  *) kept_memory=quarantine_size_mb=1 ;;
+esac
+export ASAN_OPTIONS=${ASAN_OPTIONS:-malloc_context_size=0:max_malloc_fill_size=64:$kept_memory}
 
 reached=tests/fuzz/reached.txt
 if [ "$mode" = table ]; then
@@ -113,12 +121,15 @@ has_had_enough() {
   awk -v name="$1" -v most="$2" '$1 == name && $5 >= most { found = 1 } END { exit !found }' "$reached"
 }
 
+runs_in_a_round() {
+  case $whole_runs in *" $1 "*) echo 20000 ;; *) echo 500000 ;; esac
+}
+
 # One round, unless it has had enough or broke in the last one.
 fuzz_a_round() {
-  local name=$1 corpus=build/fuzz/corpus/$1 runs=50000
-  case $whole_runs in *" $name "*) runs=5000 ;; esac
+  local name=$1 corpus=build/fuzz/corpus/$1
   mkdir -p "$corpus"
-  fuzz "$name" "$corpus" "-runs=$runs"
+  fuzz "$name" "$corpus" -max_len=1500 "-runs=$(runs_in_a_round "$name")"
   if [ "$(tail -n 1 "$log_folder/$name")" = "status 0" ]; then
     add_to_reached "$name" "$(runs_of "$name")" "$(edges_of "$name")" "$(all_edges_of "$name")"
   fi
@@ -150,6 +161,17 @@ keep() {
   measure "$name"
 }
 
+# A tenth of a round, with the same random numbers each time.
+measure_speed() {
+  local name=$1 corpus runs seconds TIMEFORMAT='%U'
+  runs=$(($(runs_in_a_round "$name") / 10))
+  corpus=$(mktemp -d)
+  seconds=$({ time fuzz "$name" "$corpus" -max_len=1500 -seed=1 "-runs=$runs" 2>/dev/null; } 2>&1)
+  rm -rf "$corpus"
+  awk -v name="$name" -v runs="$runs" -v seconds="$seconds" \
+    'BEGIN { printf "| `%s` | %d |\n", name, runs / seconds }'
+}
+
 # The kept inputs and the seeds alone.
 measure() {
   local nothing_new
@@ -162,7 +184,8 @@ run_fuzzer() {
   local name=$1
   case $mode in
     short) fuzz_short "$name" ;;
-    enough) fuzz_a_round "$name" ;;
+    enough | more) fuzz_a_round "$name" ;;
+    speed) measure_speed "$name" ;;
     keep) keep "$name" ;;
     coverage) measure "$name" ;;
     *)

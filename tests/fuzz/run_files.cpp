@@ -14,7 +14,7 @@ using nlohmann::json;
 
 const json &member(const json &object, const char *name) {
   const auto found = object.find(name);
-  require(found != object.end(), std::string("the record has the member ") + name);
+  require(found != object.end(), name);
   return *found;
 }
 

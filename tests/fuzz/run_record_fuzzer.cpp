@@ -2,7 +2,6 @@
 // run_description.h explains the input.
 #include "core/launch_state.h"
 #include "fuzz_support.h"
-#include "launch/mpirun.h"
 #include "run_description.h"
 #include "run_files.h"
 #include "support/fresh_launch.h"
@@ -33,9 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   fuzz::build_world(text);
   stand_in::given_variable("ZEPHON_RUN_RECORD", fuzz::record_path);
 
-  char **arguments = stand_in::given_arguments(described.arguments);
-  const int count = state.arg_count;
-  const auto result = fuzz::run([&] { start_from_window(nullptr, 1, count, arguments); });
+  const auto result = fuzz::run_launcher(described.arguments);
   const auto record = fuzz::read_run_record();
   if (record && result.end == fuzz::run_end::ended) {
     check_record(*record, described, result.status);

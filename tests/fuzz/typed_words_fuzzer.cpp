@@ -12,6 +12,8 @@ namespace {
 
 using words = std::vector<std::string>;
 
+constexpr std::size_t most_words = 40;  // each unknown option is compared with all there are
+
 bool stands_in_order(const words &some, const words &all) {
   auto at = all.begin();
   for (const std::string &word : some) {
@@ -75,7 +77,7 @@ void check_solver_line(const words &arguments) {
     words expected = {"C:\\my solver\\zephon.exe"};
     const std::string line = solver_line(expected.front(), arguments, interpreted);
     expected.insert(expected.end(), arguments.begin(), arguments.end());
-    fuzz::require(taken_apart(line) == expected, "the solver gets each argument: " + line);
+    fuzz::require(taken_apart(line) == expected, "the solver gets each argument");
   }
 }
 
@@ -114,6 +116,7 @@ void check_near_misses(const words &typed) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   words typed = fuzz::lines_of(fuzz::text_of(data, size));
+  typed.resize(std::min(typed.size(), most_words));
   for (std::string &word : typed) {
     std::erase(word, '\0');
   }

@@ -6,7 +6,6 @@
 #include "core/launch_state.h"
 #include "expected_arguments.h"
 #include "fuzz_support.h"
-#include "launch/mpirun.h"
 #include "run_description.h"
 #include "support/fresh_launch.h"
 
@@ -42,10 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   fuzz::begin_run(described.may_hang);
   fuzz::build_world(text);
 
-  char **arguments = stand_in::given_arguments(described.arguments);
-  const int count = state.arg_count;
-  const auto result = fuzz::run([&] { start_from_window(nullptr, 1, count, arguments); });
-  fuzz::require(result.end != fuzz::run_end::came_back, "the entry ends the program");
+  const auto result = fuzz::run_launcher(described.arguments);
   check_solver_line(described.arguments);
   fuzz::check_run(result, described.has_ctrl_c);
   return 0;
