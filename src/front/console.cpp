@@ -44,6 +44,7 @@ void cancel_job_without_waiting() {
 // What is written down has to be written here: nothing runs behind it.
 void end_everything() {
   stop_solver();
+  platform::let_children_outlive_us();  // the tool that cancels the job
   cancel_job_without_waiting();
   finish_run_record(exit_interrupted);
 }

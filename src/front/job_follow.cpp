@@ -63,11 +63,6 @@ job_view view_job(const std::string &head, int job_id) {
   return view;
 }
 
-bool has_ended(const std::string &job_state) {
-  return job_state == "Finished" || job_state == "Failed" || job_state == "Canceled" ||
-         job_state == "Cancelled";
-}
-
 // The files of a job, ZP12.1.jdoe.o and .e, and those of other tasks.
 using output_files = std::map<std::string, platform::owned_handle>;
 
@@ -131,7 +126,7 @@ int follow_job(const std::string &head, int job_id) {
       since = platform::current_time();
       record_job_state(last_state);
     }
-    if (has_ended(view.job_state)) {
+    if (job_has_ended(view.job_state)) {
       return end_of_job(job_id, view);
     }
     // Between two questions the files, the line and the user are looked at as often as ever.
@@ -148,4 +143,13 @@ int follow_job(const std::string &head, int job_id) {
   clear_progress();
   print_error("zprun: the scheduler says no more about job %d\n", job_id);
   return job_failed;
+}
+
+std::string state_of_job(const std::string &head, int job_id) {
+  return view_job(head, job_id).job_state;
+}
+
+bool job_has_ended(const std::string &job_state) {
+  return job_state == "Finished" || job_state == "Failed" || job_state == "Canceled" ||
+         job_state == "Cancelled";
 }

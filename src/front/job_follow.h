@@ -7,3 +7,8 @@
 // it comes. Cancels the job when the user interrupts. Gives back 0 when it finished,
 // else 1.
 int follow_job(const std::string &head, int job_id);
+
+// The state of a job, such as "Running"; empty when the scheduler names none.
+std::string state_of_job(const std::string &head, int job_id);
+
+bool job_has_ended(const std::string &job_state);

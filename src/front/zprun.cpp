@@ -18,6 +18,7 @@
 #include "front/help.h"
 #include "front/job_follow.h"
 #include "front/launch_checks.h"
+#include "front/left_jobs.h"
 #include "front/progress.h"
 #include "front/site.h"
 #include "front/surroundings.h"
@@ -64,6 +65,8 @@ void end_of_run() {
     state.message_buffer.clear();
   }
   cancel_job();
+  remove_job_note();
+  platform::let_children_outlive_us();
   const int status = platform::status_at_exit();
   const bool idle = status == exit_normal && !something_was_started;
   finish_run_record(idle ? exit_refused : status);
@@ -138,6 +141,7 @@ bool goes_to_scheduler() {
 
 [[noreturn]] void run_on_cluster(const typed_launch &launch) {
   const int job_id = state.scheduler_job_id;
+  add_to_job_note(job_id);
   if (rehearsal::is_on()) {
     platform::exit_program(exit_normal);
   }
@@ -153,6 +157,16 @@ bool goes_to_scheduler() {
   platform::exit_program(follow_job(*head_node(), job_id));
 }
 
+bool makes_job(const typed_launch &launch) {
+  return goes_to_scheduler() && !launch.job && !rehearsal::is_on();
+}
+
+void report_left_jobs(const std::string &head) {
+  for (const std::string &sentence : find_left_jobs(head)) {
+    print_error("zprun: %s\n", sentence.c_str());
+  }
+}
+
 // The chapters of a run behind its options, as mpirun has them. A job is never made
 // beforehand: each MPI has a way of its own that releases it.
 [[noreturn]] void run_launcher(const typed_launch &launch) {
@@ -161,7 +175,13 @@ bool goes_to_scheduler() {
     install_on_request();
   }
   discover_installation();
+  if (makes_job(launch)) {
+    report_left_jobs(*head_node());
+    platform::take_children_with_us();
+    begin_job_note(*head_node());
+  }
   select_backend();
+  add_to_job_note(state.scheduler_job_id);  // Platform MPI has made it by now
   command_line command = join_solver_arguments();
   if (is_checking) {
     check_command(findings, command.text, goes_to_scheduler());

@@ -276,6 +276,11 @@ std::optional<std::string> machine_setting(const char *name);
 // others by now); nothing when there is none.
 std::optional<std::string> word_beyond_code_page();
 
+// From now on Windows ends with us, however we end, whatever we have started or start;
+// or no longer. Windows that refuses leaves all as it was.
+void take_children_with_us();
+void let_children_outlive_us();
+
 // Whether the network knows a host of that name. May take seconds when it does not.
 bool host_is_known(const std::string &name);
 

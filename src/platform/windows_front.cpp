@@ -43,6 +43,33 @@ void set_control_handler(control_handler handler) {
   (void)SetConsoleCtrlHandler(on_control, handler != nullptr ? TRUE : FALSE);
 }
 
+namespace {
+
+HANDLE own_group = nullptr;  // as long as we live, we hold the only handle
+
+void set_group_limits(DWORD limits) {
+  JOBOBJECT_EXTENDED_LIMIT_INFORMATION information{};
+  information.BasicLimitInformation.LimitFlags = limits;
+  (void)SetInformationJobObject(own_group, JobObjectExtendedLimitInformation, &information,
+                                sizeof information);
+}
+
+}  // namespace
+
+void take_children_with_us() {
+  if (own_group == nullptr) {
+    own_group = CreateJobObjectA(nullptr, nullptr);
+    (void)AssignProcessToJobObject(own_group, GetCurrentProcess());
+  }
+  set_group_limits(JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE);
+}
+
+void let_children_outlive_us() {
+  if (own_group != nullptr) {
+    set_group_limits(0);
+  }
+}
+
 bool stream_is_console(standard_stream stream) {
   DWORD mode = 0;
   return GetConsoleMode(standard_handle(stream), &mode) != 0;

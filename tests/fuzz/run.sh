@@ -122,7 +122,11 @@ has_had_enough() {
 }
 
 runs_in_a_round() {
-  case $whole_runs in *" $1 "*) echo 20000 ;; *) echo 500000 ;; esac
+  case $1 in
+    directory | host_file_check) echo 2000000 ;;
+    environment | whole_run | run_record | rehearsal) echo 20000 ;;
+    *) echo 500000 ;;
+  esac
 }
 
 # One round, unless it has had enough or broke in the last one.

@@ -9,15 +9,22 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 
 #include "scenario_bench.h"
+#include "support/open_things.h"
 
 using namespace scenario;
 
 namespace {
 
-constexpr int launchers = 200;
 const std::string mpirun = "mpi\\bin\\mpirun.exe";
+
+// A variable of the environment asks for another number.
+int number_or(const char *name, int otherwise) {
+  const char *const asked = std::getenv(name);
+  return asked != nullptr ? std::atoi(asked) : otherwise;
+}
 
 // Each has a process count of its own, so that no other's file can pass for its own.
 int processes_of(int number) {
@@ -60,8 +67,10 @@ void given_platform_mpi() {
 
 }  // namespace
 
-TEST(Load, TwoHundredLaunchersAtOnceKeepApart) {
-  given_time_limit(600000);  // nothing here depends on the machine's speed
+// LOAD_LAUNCHERS asks for another number than 200.
+TEST(Load, LaunchersAtOnceKeepApart) {
+  const int launchers = number_or("LOAD_LAUNCHERS", 200);
+  given_time_limit(3000000);  // nothing here depends on the machine's speed
   given_platform_mpi();
   std::vector<launch> runs;
   for (int number = 0; number < launchers; ++number) {
@@ -131,8 +140,7 @@ TEST(Memory, OfAHundredThousandHostsIsSmall) {
 
 // The tool prints more than may be kept. LOAD_MEGABYTES asks for another amount.
 TEST(Memory, OfATalkativeToolIsSmall) {
-  const char *const asked = std::getenv("LOAD_MEGABYTES");
-  const long megabytes = asked != nullptr ? std::strtol(asked, nullptr, 10) : 160;
+  const int megabytes = number_or("LOAD_MEGABYTES", 160);
   given_time_limit(600000);
   given_release_without_blanks("net");
   given_tool("own\\bin\\smpd.exe", "when\nrepeat " + std::to_string(megabytes * 1024) + " " +
@@ -149,29 +157,64 @@ TEST(Memory, OfATalkativeToolIsSmall) {
 
 // ---- One after the other ------------------------------------------------------------------
 
+namespace {
+
+// Launches that leave the solver, wait for it, are refused, follow a job, or only tell.
+std::vector<std::function<launch()>> kinds_of_launches() {
+  const std::string solver = given_solver("out iteration\\r\\n\nexit 3\n");
+  given_tool("job.exe",
+             "when submit\nout Job has been submitted. ID: 7.\\r\\n\n"
+             "when view\nout State : Finished\\r\\n\n");
+  given_tool("cluscfg.exe");
+  given_tool("inc\\zephon1.2.3\\ntbin\\win64\\zephon.exe", "out iteration\\r\\n\nexit 3\n");
+  given_wrapper("msmpi");
+  given_variable("ZEPHON_CRED_CHECK", "no");
+  std::vector<std::function<launch()>> kinds;
+  for (const std::string &arguments : std::vector<std::string>{
+           "--mpi=net " + solver, "--mpi=ibmmpi --np=5 -wait " + solver,
+           "--mpi=ibmmpi --np=5 " + solver, "--mpi=ibmmpi --np=5 --cnf=..\\missing " + solver}) {
+    kinds.emplace_back([arguments] { return run_launcher(arguments); });
+  }
+  kinds.emplace_back([solver] {
+    given_no_variable("ZEPHON_HOSTS_FILE");  // with one it is no job
+    auto run = run_launcher("--mpi=msmpi --np=5 --ccp head " + solver);
+    given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
+    return run;
+  });
+  for (const char *arguments : {"-r1.2.3 x", "-r1.2.3 -nowait x", "-r1.2.3 -check x", "-wiat"}) {
+    kinds.emplace_back([arguments] { return run_front(arguments); });
+  }
+  return kinds;
+}
+
+}  // namespace
+
 // The last launch is like the first, and nothing gathers. LOAD_LAUNCHES asks for
 // another number of them.
 TEST(LongRun, LaunchesInARowAreAllAlikeAndLeaveNothing) {
-  const char *const asked = std::getenv("LOAD_LAUNCHES");
-  const int number = asked != nullptr ? std::atoi(asked) : 20;
+  constexpr std::size_t memory_of_a_test = std::size_t{4} << 20;
   given_time_limit(600000);
   given_platform_mpi();
-  const std::string solver = given_solver("out iteration\\r\\n\nexit 3\n");
-  const std::vector<std::string> kinds = {
-      "--mpi=net " + solver, "--mpi=ibmmpi --np=5 -wait " + solver, "--mpi=ibmmpi --np=5 " + solver,
-      "--mpi=ibmmpi --np=5 --cnf=..\\missing " + solver};
+  const auto kinds = kinds_of_launches();
+  const int number = number_or("LOAD_LAUNCHES", 3 * static_cast<int>(kinds.size()));
   std::vector<launch> first;
+  open_things before;
   for (int i = 0; i < number; ++i) {
     const std::size_t kind = static_cast<std::size_t>(i) % kinds.size();
-    auto run = run_launcher(kinds[kind]);
-    if (i < static_cast<int>(kinds.size())) {
+    auto run = kinds[kind]();
+    if (first.size() < kinds.size()) {
       first.push_back(std::move(run));
-    } else {
-      ASSERT_EQ(first[kind].status, run.status) << i;
-      ASSERT_EQ(first[kind].output, run.output) << i;
-      ASSERT_EQ(first[kind].errors, run.errors) << i;
+      before = open_now();
+      continue;
     }
+    ASSERT_EQ(first[kind].status, run.status) << i;
+    ASSERT_EQ(first[kind].output, run.output) << i;
+    ASSERT_EQ(first[kind].errors, run.errors) << i;
   }
+  const open_things after = open_now();
+  EXPECT_EQ(before.handles, after.handles);
+  EXPECT_EQ(before.threads, after.threads);
+  EXPECT_LT(after.memory, before.memory + memory_of_a_test);
   for (const auto &entry : std::filesystem::directory_iterator(in_world("temp"))) {
     EXPECT_TRUE(entry.path().filename().string().starts_with("zphost-")) << entry.path();
   }

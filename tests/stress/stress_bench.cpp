@@ -22,33 +22,9 @@ constexpr ULONGLONG longest_test = 300000;  // in milliseconds, on a busy machin
 constexpr DWORD patience = 10000;           // for Windows to let go of something
 constexpr DWORD pause_between_looks = 10;
 
-platform::owned_handle snapshot_of(DWORD what) {
-  HANDLE snapshot = CreateToolhelp32Snapshot(what, 0);
+platform::owned_handle snapshot_of_processes() {
+  HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
   return platform::owned_handle(snapshot == INVALID_HANDLE_VALUE ? nullptr : snapshot);
-}
-
-// The lowest 2,000 numbers that a handle can have are tried: Wine does not count them.
-unsigned long count_handles() {
-  constexpr std::uintptr_t end = 8000;
-  unsigned long count = 0;
-  for (std::uintptr_t number = 4; number < end; number += 4) {
-    DWORD flags = 0;
-    HANDLE handle = reinterpret_cast<HANDLE>(number);  // NOLINT(performance-no-int-to-ptr)
-    count += GetHandleInformation(handle, &flags) ? 1U : 0U;
-  }
-  return count;
-}
-
-unsigned long count_threads() {
-  const auto snapshot = snapshot_of(TH32CS_SNAPTHREAD);
-  THREADENTRY32 entry{};
-  entry.dwSize = sizeof entry;
-  unsigned long count = 0;
-  for (BOOL more = Thread32First(snapshot.get(), &entry); more;
-       more = Thread32Next(snapshot.get(), &entry)) {
-    count += entry.th32OwnerProcessID == GetCurrentProcessId() ? 1U : 0U;
-  }
-  return count;
 }
 
 void take_locks(void *) {
@@ -87,12 +63,6 @@ void given_copy_of_the_tool(const std::string &path) {
 
 // ---- What is open -------------------------------------------------------------------------
 
-open_things open_now() {
-  // GoogleTest keeps a thread and a handle from the first time that it notes something.
-  const testing::ScopedTrace note(__FILE__, __LINE__, "");
-  return {count_handles(), count_threads()};
-}
-
 open_things open_again(const open_things &before) {
   open_things now = open_now();
   for (DWORD waited = 0;
@@ -110,7 +80,7 @@ bool locks_are_free() {
 }
 
 unsigned processes_named(const std::string &name) {
-  const auto snapshot = snapshot_of(TH32CS_SNAPPROCESS);
+  const auto snapshot = snapshot_of_processes();
   PROCESSENTRY32 entry{};
   entry.dwSize = sizeof entry;
   unsigned count = 0;

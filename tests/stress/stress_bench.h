@@ -6,16 +6,11 @@
 #include <string>
 
 #include "platform/platform.h"
+#include "support/open_things.h"
 
 namespace stress {
 
 // ---- What is open -------------------------------------------------------------------------
-
-struct open_things {
-  unsigned long handles = 0;
-  unsigned long threads = 0;
-};
-open_things open_now();
 
 // What is open when there is no more of it than before, or after some seconds:
 // Windows lets go of an ended thread a little later.

@@ -70,6 +70,14 @@ bool is_lead_byte(char byte) {
          ((number >= 0x81 && number <= 0x9F) || (number >= 0xE0 && number <= 0xFC));
 }
 
+void take_children_with_us() {
+  the_world().children_end_with_us = true;
+}
+
+void let_children_outlive_us() {
+  the_world().children_end_with_us = false;
+}
+
 bool host_is_known(const std::string &name) {
   return !the_world().unknown_hosts.contains(name);
 }

@@ -231,6 +231,7 @@ struct world {
   std::map<std::string, std::string> machine_settings;
   std::optional<std::string> word_beyond_code_page;
   bool double_byte_code_page = false;
+  bool children_end_with_us = false;
   std::set<std::string, case_blind_less> unknown_hosts;
 
   // network paths
