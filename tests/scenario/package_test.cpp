@@ -16,6 +16,7 @@
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <tuple>
 
 #include "world_state.h"
 
@@ -71,8 +72,8 @@ std::string version_information(const std::string &program) {
   return information;
 }
 
-std::vector<std::string> both_programs() {
-  return {built_launcher(), built_console_launcher()};
+std::vector<std::string> all_programs() {
+  return {built_launcher(), built_front(), built_console_launcher()};
 }
 
 // ---- The installed package ----------------------------------------------------------------
@@ -304,7 +305,7 @@ TEST(PackagedPrograms, TellTheirVersion) {
   unsigned minor = 0;
   unsigned patch = 0;
   ASSERT_EQ(3, std::sscanf(LAUNCHER_VERSION, "%u.%u.%u", &major, &minor, &patch));
-  for (const auto &program : both_programs()) {
+  for (const auto &program : all_programs()) {
     auto information = version_information(program);
     void *data = nullptr;
     UINT size = 0;
@@ -319,19 +320,20 @@ TEST(PackagedPrograms, TellTheirVersion) {
 }
 
 TEST(PackagedPrograms, TellTheirNameAndPurpose) {
-  auto window = version_information(built_launcher());
-  EXPECT_EQ("Zephon launcher", version_text(window, "ProductName"));
-  EXPECT_EQ("mpirun.exe", version_text(window, "OriginalFilename"));
-  EXPECT_EQ("Start-up program of the parallel solver Zephon",
-            version_text(window, "FileDescription"));
-
-  auto console = version_information(built_console_launcher());
-  EXPECT_EQ("Zephon launcher", version_text(console, "ProductName"));
-  EXPECT_EQ("mpirun_console.exe", version_text(console, "OriginalFilename"));
+  const std::string purpose = "Start-up program of the parallel solver Zephon";
+  for (const auto &[program, name, description] :
+       {std::tuple{built_launcher(), "mpirun.exe", purpose},
+        std::tuple{built_front(), "zprun.exe", std::string("Starts the parallel solver Zephon")},
+        std::tuple{built_console_launcher(), "mpirun_console.exe", purpose + ", for a console"}}) {
+    auto information = version_information(program);
+    EXPECT_EQ("Zephon launcher", version_text(information, "ProductName"));
+    EXPECT_EQ(name, version_text(information, "OriginalFilename"));
+    EXPECT_EQ(description, version_text(information, "FileDescription"));
+  }
 }
 
 TEST(PackagedPrograms, HaveAnIconInThreeSizes) {
-  for (const auto &program : both_programs()) {
+  for (const auto &program : all_programs()) {
     const auto group = resource_of(program, RT_GROUP_ICON, 1);
     ASSERT_EQ(3U, number_at(group, 4, 2)) << program;
     std::vector<std::uint32_t> sizes;
@@ -346,7 +348,7 @@ TEST(PackagedPrograms, HaveAnIconInThreeSizes) {
 }
 
 TEST(PackagedPrograms, AskForNoRightsOfAnAdministrator) {
-  for (const auto &program : both_programs()) {
+  for (const auto &program : all_programs()) {
     ACTCTXA source = {};
     source.cbSize = sizeof source;
     source.dwFlags = ACTCTX_FLAG_RESOURCE_NAME_VALID;
@@ -365,7 +367,7 @@ TEST(PackagedPrograms, AskForNoRightsOfAnAdministrator) {
 }
 
 TEST(PackagedPrograms, AreMadeForLongPathsAndTheSupportedSystems) {
-  for (const auto &program : both_programs()) {
+  for (const auto &program : all_programs()) {
     const auto manifest = resource_of(program, RT_MANIFEST, 1);
     EXPECT_NE(std::string::npos, manifest.find(">true</longPathAware>")) << program;
     for (const char *system :
@@ -377,7 +379,7 @@ TEST(PackagedPrograms, AreMadeForLongPathsAndTheSupportedSystems) {
 }
 
 TEST(PackagedPrograms, KeepTheCodePageOfTheMachine) {
-  for (const auto &program : both_programs()) {
+  for (const auto &program : all_programs()) {
     EXPECT_EQ(std::string::npos, resource_of(program, RT_MANIFEST, 1).find("<activeCodePage"));
   }
   given_installed_release();
@@ -410,7 +412,7 @@ TEST(PackagedPrograms, StillShowTheirMessages) {
 }
 
 TEST(PackagedPrograms, HaveTheProtectionsOfWindowsSwitchedOn) {
-  for (const auto &program : both_programs()) {
+  for (const auto &program : all_programs()) {
     const auto bytes = bytes_of(program);
     const std::size_t header = number_at(bytes, 0x3C, 4);
     ASSERT_EQ(std::string("PE\0\0", 4), bytes.substr(header, 4)) << program;
