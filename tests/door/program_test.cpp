@@ -198,12 +198,14 @@ TEST(DoorVariables, AreRemovedByAnEmptyValue) {
   EXPECT_EQ(0U, platform::put_variable("DOOR_TEST="));  // what is not set may be removed
 }
 
-TEST(DoorVariables, KeepBytesAbove127AndLongValues) {
+TEST(DoorVariables, KeepBytesAbove127AndLongValuesAndRefuseTooLongOnes) {
+  const std::string name = "DOOR_TEST=";
   for (const std::string &value : {std::string("\xE4\xF6\xFC"), std::string(32'000, 'x')}) {
-    EXPECT_EQ(0U, platform::put_variable("DOOR_TEST=" + value));
+    EXPECT_EQ(0U, platform::put_variable(name + value));
     EXPECT_EQ(value, platform::get_variable("DOOR_TEST"));
   }
-  EXPECT_EQ(0U, platform::put_variable("DOOR_TEST="));
+  EXPECT_EQ(206U, platform::put_variable(name + std::string(platform::longest_variable, 'x')));
+  EXPECT_EQ(0U, platform::put_variable(name));
 }
 
 TEST(DoorVariables, RefuseATextWithoutAName) {

@@ -1,6 +1,6 @@
 // press_ctrl_c.cpp: runs a program in a console of its own and presses Ctrl-C there.
 //
-//   press_ctrl_c [break | twice] FILE COMMAND...
+//   press_ctrl_c [break | twice | close] FILE COMMAND...
 //
 // starts the command with its own standard handles, waits until the file exists,
 // presses Ctrl-C in the console, makes the file FILE.pressed and waits for the
@@ -8,7 +8,8 @@
 // a file in time it ends with 96 to 99.
 //
 // `break` presses Ctrl-Break instead; `twice` presses once more when the file
-// FILE.again exists.
+// FILE.again exists; `close` closes the console's window instead. FILE.pressed then comes
+// only where the programs in the console, this one among them, are told of its end.
 //
 // It is for the GUI subsystem, so that it does not sit in the console of the test.
 
@@ -23,7 +24,12 @@ constexpr int not_pressed = 96;
 constexpr int no_console = 97;
 constexpr int not_started = 98;
 constexpr int no_file = 99;
-constexpr DWORD longest_wait = 60000;  // for the file, in milliseconds
+constexpr DWORD longest_wait = 60000;   // for the file, in milliseconds
+constexpr DWORD longest_close = 10000;  // until the console's end is told
+constexpr DWORD time_to_end = 4000;     // a second less than Windows gives
+
+HANDLE command_process = nullptr;
+std::string pressed_file;
 
 // Cuts the first word off, between quotes or up to the next blank.
 std::string_view take_word(std::string_view &text) {
@@ -51,8 +57,25 @@ bool file_comes(const std::string &path, HANDLE process) {
   return false;
 }
 
-// Ctrl-Break does not heed that Ctrl-C is ignored.
-BOOL WINAPI go_on(DWORD) {
+DWORD code_of(HANDLE process) {
+  DWORD code = 0;
+  GetExitCodeProcess(process, &code);
+  return code;
+}
+
+void make_pressed_file() {
+  CloseHandle(CreateFileA(pressed_file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                          FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+// Ctrl-Break does not heed that Ctrl-C is ignored. Behind the end of the console
+// Windows ends this program.
+BOOL WINAPI go_on(DWORD event) {
+  if (event == CTRL_CLOSE_EVENT) {
+    make_pressed_file();
+    (void)WaitForSingleObject(command_process, time_to_end);
+    ExitProcess(code_of(command_process));
+  }
   return TRUE;
 }
 
@@ -74,6 +97,7 @@ HANDLE start(std::string command) {
                       &startup, &started)) {
     ExitProcess(not_started);
   }
+  command_process = started.hProcess;
   (void)SetConsoleCtrlHandler(nullptr, TRUE);
   (void)SetConsoleCtrlHandler(go_on, TRUE);
   CloseHandle(started.hThread);
@@ -81,6 +105,11 @@ HANDLE start(std::string command) {
 }
 
 bool press(const std::string &event) {
+  if (event == "close") {
+    (void)PostMessageA(GetConsoleWindow(), WM_CLOSE, 0, 0);
+    Sleep(longest_close);
+    return false;
+  }
   return GenerateConsoleCtrlEvent(event == "break" ? CTRL_BREAK_EVENT : CTRL_C_EVENT, 0) != 0;
 }
 
@@ -91,10 +120,11 @@ int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
   (void)take_word(line);  // its own name
   std::string event = "once";
   std::string file(take_word(line));
-  if (file == "break" || file == "twice") {
+  if (file == "break" || file == "twice" || file == "close") {
     event = file;
     file = take_word(line);
   }
+  pressed_file = file + ".pressed";
   const HANDLE process = start(std::string(line));
   if (!file_comes(file, process)) {
     TerminateProcess(process, no_file);
@@ -104,13 +134,10 @@ int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
     TerminateProcess(process, not_pressed);
     return not_pressed;
   }
-  CloseHandle(CreateFileA((file + ".pressed").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                          FILE_ATTRIBUTE_NORMAL, nullptr));
+  make_pressed_file();
   if (event == "twice" && file_comes(file + ".again", process)) {
     (void)press(event);
   }
   WaitForSingleObject(process, INFINITE);
-  DWORD code = 0;
-  GetExitCodeProcess(process, &code);
-  return static_cast<int>(code);
+  return static_cast<int>(code_of(process));
 }
