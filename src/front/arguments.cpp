@@ -1,4 +1,4 @@
-// arguments.cpp: the options of zprun, their near misses and their values.
+// arguments.cpp: a walk along the words: options, their values, the solver's arguments.
 //
 // An option is a word with one dash. What is no option, and near none, is the
 // solver's, wherever it stands; behind "--" everything is.
@@ -11,75 +11,9 @@
 
 #include "core/text.h"
 #include "front/near_misses.h"
-#include "platform/code_page.h"
+#include "front/typed_option.h"
 
 namespace {
-
-using text_field = std::optional<std::string> typed_launch::*;
-using flag_field = bool typed_launch::*;
-
-struct text_option {
-  std::string_view name;
-  text_field field;
-};
-
-struct flag_option {
-  std::string_view name;
-  flag_field field;
-};
-
-struct task_option {
-  std::string_view name;
-  zprun_task task;
-};
-
-constexpr std::array text_options = {
-    text_option{"t", &typed_launch::processes},
-    text_option{"r", &typed_launch::release},
-    text_option{"mpi", &typed_launch::mpi},
-    text_option{"cnf", &typed_launch::host_file},
-    text_option{"ccp", &typed_launch::head_node},
-    text_option{"host_ip", &typed_launch::host_ip},
-    text_option{"pic", &typed_launch::interconnect},
-    text_option{"o", &typed_launch::timing_file},
-    text_option{"record", &typed_launch::record_file},
-    text_option{"jobid", &typed_launch::job},
-    text_option{"np_per_node", &typed_launch::processes_per_node},
-    text_option{"unit", &typed_launch::unit},
-    text_option{"cwd", &typed_launch::task_folder},
-    text_option{"cred_check", &typed_launch::credential_check},
-    text_option{"install_smpd", &typed_launch::install_smpd},
-    text_option{"start_smpd", &typed_launch::start_smpd},
-};
-
-constexpr std::array flag_options = {
-    flag_option{"mpitest", &typed_launch::mpitest},
-    flag_option{"nowait", &typed_launch::no_wait},
-    flag_option{"wait", &typed_launch::wait},
-    flag_option{"ptrace", &typed_launch::ptrace},
-    flag_option{"debugmpi", &typed_launch::debug_mpi},
-    flag_option{"cache_password", &typed_launch::cache_password},
-    flag_option{"install_ibmmpi", &typed_launch::install_ibmmpi},
-};
-
-constexpr std::array task_options = {
-    task_option{"explain", zprun_task::explain}, task_option{"check", zprun_task::check},
-    task_option{"list", zprun_task::list},       task_option{"version", zprun_task::version},
-    task_option{"help", zprun_task::help},
-};
-
-struct other_name {
-  std::string_view typed;
-  std::string_view meant;
-};
-
-// What other tools, the launcher and habit call the same.
-constexpr std::array other_names = {
-    other_name{"np", "t"},      other_name{"nprocs", "t"},     other_name{"processes", "t"},
-    other_name{"release", "r"}, other_name{"hostfile", "cnf"}, other_name{"machinefile", "cnf"},
-    other_name{"ic", "pic"},    other_name{"headnode", "ccp"}, other_name{"h", "help"},
-    other_name{"?", "help"},    other_name{"job_id", "jobid"}, other_name{"no_wait", "nowait"},
-};
 
 constexpr std::array other_mpi_names = {
     other_name{"ms", "msmpi"},
@@ -103,98 +37,13 @@ const std::vector<std::string> interconnects = {"default", "ib",      "infiniban
 const std::vector<std::string> units = {"processor", "core", "socket", "node"};
 const std::vector<std::string> yes_or_no = {"no", "yes"};
 
-bool is_digit(char letter) {
-  return letter >= '0' && letter <= '9';
-}
-
 bool is_number(const std::string &text) {
-  return !text.empty() && text.size() < 10 && std::all_of(text.begin(), text.end(), is_digit);
+  return !text.empty() && text.size() < 10 &&
+         text.find_first_not_of("0123456789") == std::string::npos;
 }
 
 bool is_one_of(const std::string &text, const std::vector<std::string> &words) {
   return std::find(words.begin(), words.end(), text) != words.end();
-}
-
-// The entry of a table whose name this is, in small or capital letters; null if none.
-template <typename table_type>
-const typename table_type::value_type *find_entry(const table_type &table, std::string_view name) {
-  for (const auto &entry : table) {
-    if (equal_ignoring_case(entry.name, name)) {
-      return &entry;
-    }
-  }
-  return nullptr;
-}
-
-template <typename table_type>
-std::optional<std::string> meant_name(const table_type &table, std::string_view word) {
-  for (const other_name &entry : table) {
-    if (equal_ignoring_case(entry.typed, word)) {
-      return std::string(entry.meant);
-    }
-  }
-  return std::nullopt;
-}
-
-std::vector<std::string> option_names() {
-  std::vector<std::string> names;
-  names.reserve(text_options.size() + flag_options.size() + task_options.size());
-  for (const auto &option : text_options) {
-    names.emplace_back(option.name);
-  }
-  for (const auto &option : flag_options) {
-    names.emplace_back(option.name);
-  }
-  for (const auto &option : task_options) {
-    names.emplace_back(option.name);
-  }
-  for (const auto &option : other_names) {
-    names.emplace_back(option.typed);
-  }
-  return names;
-}
-
-// -t and -r have their value without a sign between.
-bool has_glued_value(std::string_view name) {
-  return name == "t" || name == "r";
-}
-
-std::string option_text(const std::string &name, const std::string &value) {
-  return "-" + name + (has_glued_value(name) ? "" : "=") + value;
-}
-
-// An option as it was typed, taken apart: -np=4 is the name t and the value 4.
-struct typed_option {
-  std::string name;                  // as it is in the tables, when it is known
-  std::optional<std::string> value;  // what stands in the same word
-  bool known = false;
-  bool mended = false;
-};
-
-typed_option take_apart(const std::string &word) {
-  typed_option option;
-  const std::size_t dashes = word.starts_with("--") ? 2 : 1;
-  const std::size_t sign = word.find('=');
-  option.name = word.substr(dashes, sign == std::string::npos ? sign : sign - dashes);
-  if (sign != std::string::npos) {
-    option.value = word.substr(sign + 1);
-  }
-  const auto meant = meant_name(other_names, option.name);
-  const std::string name = meant.value_or(small_letters(option.name));
-  option.known = find_entry(text_options, name) != nullptr ||
-                 find_entry(flag_options, name) != nullptr ||
-                 find_entry(task_options, name) != nullptr;
-  if (option.known) {
-    option.mended = dashes == 2 || name != option.name || (has_glued_value(name) && option.value);
-    option.name = name;
-  } else if (option.name.size() > 1 && is_digit(option.name[1]) &&
-             has_glued_value(small_letters(option.name.substr(0, 1)))) {
-    option.known = true;
-    option.value = word.substr(dashes + 1);
-    option.mended = dashes == 2 || option.name[0] != small_letters(option.name)[0];
-    option.name = small_letters(option.name.substr(0, 1));
-  }
-  return option;
 }
 
 // A walk along the words; what is read goes into the launch.
@@ -233,10 +82,9 @@ std::optional<std::string> take_value(word_walk &walk) {
 void read_unknown(word_walk &walk, const std::string &name) {
   const bool is_count =
       name == "n" && walk.next < walk.words.size() && is_number(walk.words[walk.next]);
-  const auto meant =
-      is_count ? std::string("t") + walk.words[walk.next] : nearest(name, option_names());
+  const auto meant = is_count ? "t" + walk.words[walk.next] : nearest_option(name);
   if (meant) {
-    refuse(walk, "probably -" + meant_name(other_names, *meant).value_or(*meant) +
+    refuse(walk, "probably -" + *meant +
                      " was meant. If it is for the solver, put -- before the solver's arguments");
   } else {
     walk.launch.solver_arguments.push_back(walk.words[walk.first]);
@@ -309,7 +157,7 @@ const char *fault_of_value(const typed_option &option) {
   if (name == "jobid" && value != "-1" && !is_number(value)) {
     return "the number of a job is needed, as in -jobid=12";
   }
-  if (name == "r" && !is_digit(value.front())) {
+  if (name == "r" && !is_number(value.substr(0, 1))) {
     return "a release is needed, as in -r12.0.1. zprun -list shows them";
   }
   if (name == "host_ip" && value.find(':') == std::string::npos) {
@@ -352,8 +200,8 @@ void store_text(word_walk &walk, typed_option &option) {
   if (option.mended) {
     note_mended(walk, option_text(option.name, *option.value));
   }
-  if (const auto *entry = find_entry(text_options, option.name)) {
-    walk.launch.*(entry->field) = option.value;
+  if (const text_field field = text_field_of(option.name)) {
+    walk.launch.*field = option.value;
   }
 }
 
@@ -380,10 +228,10 @@ void read_option(word_walk &walk) {
   typed_option option = take_apart(walk.words[walk.first]);
   if (!option.known) {
     read_unknown(walk, option.name);
-  } else if (const auto *task = find_entry(task_options, option.name)) {
-    walk.launch.task = task->task;
-  } else if (const auto *flag = find_entry(flag_options, option.name)) {
-    walk.launch.*(flag->field) = true;
+  } else if (const auto task = task_of(option.name)) {
+    walk.launch.task = *task;
+  } else if (const flag_field flag = flag_field_of(option.name)) {
+    walk.launch.*flag = true;
     if (option.mended) {
       note_mended(walk, "-" + option.name);
     }
@@ -436,26 +284,6 @@ void refuse_what_does_not_fit(typed_launch &launch) {
   }
 }
 
-// A word so that Windows' rules for arguments give it back as it was.
-//   a b -> "a b"      say "hi" -> "say \"hi\""      C:\my dir\ -> "C:\my dir\\"
-std::string quote_word(const std::string &word, std::string_view needs_quotes) {
-  const std::string signs = without_double_bytes(word);
-  if (!word.empty() && signs.find_first_of(needs_quotes) == std::string::npos) {
-    return word;
-  }
-  std::string quoted = "\"";
-  std::size_t backslashes = 0;
-  for (std::size_t i = 0; i < word.size(); ++i) {
-    if (signs[i] == '"') {
-      quoted.append(backslashes + 1, '\\');
-    }
-    backslashes = signs[i] == '\\' ? backslashes + 1 : 0;
-    quoted += word[i];
-  }
-  quoted.append(backslashes, '\\');
-  return quoted + "\"";
-}
-
 }  // namespace
 
 typed_launch read_arguments(const std::vector<std::string> &words) {
@@ -477,67 +305,4 @@ typed_launch read_arguments(const std::vector<std::string> &words) {
     refuse_what_does_not_fit(launch);
   }
   return launch;
-}
-
-bool is_installation(const typed_launch &launch) {
-  return launch.install_smpd || launch.start_smpd || launch.install_ibmmpi;
-}
-
-std::string mpi_of(const typed_launch &launch) {
-  if (!launch.mpi) {
-    return launch.processes ? "ibmmpi" : "net";
-  }
-  return launch.mpi->empty() || launch.mpi == "pcmpi" ? "ibmmpi" : *launch.mpi;
-}
-
-std::vector<std::string> launcher_options(const typed_launch &launch, const std::string &release) {
-  std::vector<std::string> options = {"--r" + release};
-  const auto add = [&](const char *option, const std::optional<std::string> &value) {
-    if (value) {
-      options.push_back(option + *value);
-    }
-  };
-  const auto add_two = [&](const char *option, const std::optional<std::string> &value) {
-    if (value) {
-      options.insert(options.end(), {option, *value});
-    }
-  };
-  const auto add_flag = [&](const char *option, bool wanted) {
-    if (wanted) {
-      options.emplace_back(option);
-    }
-  };
-  // A run with one process needs no MPI; one with more takes the default.
-  add("--mpi=", launch.mpi ? launch.mpi : launch.processes ? "" : "net");
-  add("--np=", launch.processes);
-  if (launch.interconnect != "default") {
-    add("--ic=", launch.interconnect);
-  }
-  add_two("--ccp", launch.head_node);
-  add("--jobid=", launch.job);
-  add("--np_per_node=", launch.processes_per_node);
-  add("--unit=", launch.unit);
-  add_two("--cwd", launch.task_folder);
-  add("--cnf=", launch.host_file);
-  add("--host_ip=", launch.host_ip);
-  add("--cred_check=", launch.credential_check);
-  add_two("--o", launch.timing_file);
-  add_two("--install_smpd", launch.install_smpd);
-  add_two("--start_smpd", launch.start_smpd);
-  add_flag("--ptrace", launch.ptrace);
-  add_flag("--debugmpi", launch.debug_mpi);
-  add_flag("--cache_password", launch.cache_password);
-  add_flag("--install_ibmmpi", launch.install_ibmmpi);
-  add_flag("-wait", !launch.no_wait);
-  return options;
-}
-
-std::string solver_line(const std::string &program, const std::vector<std::string> &arguments,
-                        bool interpreted) {
-  const std::string_view needs_quotes = interpreted ? " \t\n\v\"&|<>()^" : " \t\n\v\"";
-  std::string line = " " + quote_word(program, " ");
-  for (const std::string &argument : arguments) {
-    line += " " + quote_word(argument, needs_quotes);
-  }
-  return line;
 }

@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "front/arguments.h"
 #include "front/findings.h"
 #include "front/site.h"
+#include "front/typed_launch.h"
 
 // The words as they were typed: mended ones, and what the code page cannot hold.
 void check_arguments(finding_list &list, const typed_launch &launch);

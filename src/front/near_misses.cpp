@@ -75,3 +75,12 @@ std::string alternatives(const std::vector<std::string> &words) {
   }
   return sentence;
 }
+
+std::optional<std::string> meant_name(std::span<const other_name> names, std::string_view word) {
+  for (const other_name &entry : names) {
+    if (equal_ignoring_case(entry.typed, word)) {
+      return std::string(entry.meant);
+    }
+  }
+  return std::nullopt;
+}

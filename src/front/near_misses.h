@@ -2,7 +2,9 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // How many letters have to be added, left out, changed or swapped with their
@@ -15,3 +17,12 @@ std::optional<std::string> nearest(const std::string &typed, const std::vector<s
 
 // Words in a sentence: "a, b or c".
 std::string alternatives(const std::vector<std::string> &words);
+
+// Another name for something, and the name that is meant.
+struct other_name {
+  std::string_view typed;
+  std::string_view meant;
+};
+
+// What a word is another name for, in small or capital letters; nothing when it is none.
+std::optional<std::string> meant_name(std::span<const other_name> names, std::string_view word);

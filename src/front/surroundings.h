@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "front/arguments.h"
 #include "front/findings.h"
 #include "front/site.h"
+#include "front/typed_launch.h"
 
 struct checked_launch {
   const typed_launch &typed;

@@ -18,6 +18,7 @@
 #include "front/help.h"
 #include "front/job_follow.h"
 #include "front/launch_checks.h"
+#include "front/launcher_line.h"
 #include "front/left_jobs.h"
 #include "front/progress.h"
 #include "front/site.h"

@@ -304,7 +304,7 @@ TEST(OptionsDocument, HasTheNamesOfTheMpis) {
 
 TEST(ZprunDocument, HasTheOptionsOfTheCodeAndOfItsHelp) {
   texts code;
-  const std::string parser = code_of("src/front/arguments.cpp");
+  const std::string parser = code_of("src/front/typed_option.cpp");
   for (const auto &name : all_matches(parser, R"re(_option\{"([a-z_]+)",)re")) {
     code.insert("-" + name);
   }

@@ -3,6 +3,7 @@
 
 #include "core/launch_state.h"
 #include "front/arguments.h"
+#include "front/launcher_line.h"
 #include "front/near_misses.h"
 #include "fuzz_support.h"
 #include "launch/options.h"

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "front/launcher_line.h"
 #include "front/near_misses.h"
 
 namespace {

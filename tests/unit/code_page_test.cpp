@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "front/arguments.h"
+#include "front/launcher_line.h"
 #include "platform/rehearsal.h"
 #include "support/fresh_launch.h"
 
