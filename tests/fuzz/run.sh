@@ -9,7 +9,8 @@
 #   tests/fuzz/run.sh speed [NAME…]      executions in a second of the processor
 #   tests/fuzz/run.sh keep [NAME…]       the fewest inputs that reach what was reached
 #                                        become tests/fuzz/corpus/NAME.tar.xz
-#   tests/fuzz/run.sh coverage [NAME…]   what the seeds and the kept inputs alone reach
+#   tests/fuzz/run.sh coverage [NAME…]   the lines of src/ that the seeds and the kept inputs
+#                                        alone reach, as docs/reliability.md shows them
 #   tests/fuzz/run.sh table              what was reached, as docs/reliability.md shows it
 #
 # What a long run finds interesting is kept in build/fuzz/corpus and found again by the
@@ -57,7 +58,14 @@ if [ "$mode" = table ]; then
 fi
 log_folder=build/fuzz/log
 mkdir -p "$log_folder" build/fuzz/found
-if ! { cmake --preset fuzz && cmake --build build/fuzz --target fuzzers; } >"$log_folder/build" 2>&1; then
+build=build/fuzz
+options=()
+if [ "$mode" = coverage ]; then
+  build=build/fuzz_lines
+  options=("-DCMAKE_CXX_FLAGS=-fprofile-instr-generate -fcoverage-mapping")
+fi
+if ! { cmake --preset fuzz -B "$build" "${options[@]}" && cmake --build "$build" --target fuzzers; } \
+  >"$log_folder/build" 2>&1; then
   tail -n 40 "$log_folder/build"
   echo "0 passed, 1 failed"
   exit 1
@@ -79,7 +87,7 @@ fuzz() {
   shift 2
   # shellcheck disable=SC2046  # no folder has a blank
   # Leaks are looked for at the end.
-  build/fuzz/fuzzers/"${name}_fuzzer" "$@" -timeout=60 -rss_limit_mb=4096 -entropic=0 -reload=0 \
+  "$build/fuzzers/${name}_fuzzer" "$@" -timeout=60 -rss_limit_mb=4096 -entropic=0 -reload=0 \
     -detect_leaks=0 -print_final_stats=1 -artifact_prefix="build/fuzz/found/$name-" \
     -dict=tests/fuzz/launcher.dict "$corpus" $(inputs_of "$name") >"$log" 2>&1 </dev/null
   echo "status $?" >>"$log"
@@ -184,6 +192,28 @@ measure() {
   rm -rf "$nothing_new"
 }
 
+# The lines that these fuzzers have run, of those of src/ that are linked with them.
+#   lines_of NAME...
+lines_of() {
+  local name counts=$build/counts programs=() profiles=()
+  for name in "$@"; do
+    profiles+=("$build/$name.profraw")
+    programs+=(-object "$build/fuzzers/${name}_fuzzer")
+  done
+  llvm-profdata merge "${profiles[@]}" -o "$counts" &&
+    llvm-cov report -instr-profile="$counts" -ignore-filename-regex='/(tests|usr)/' "${programs[@]}" |
+    awk '$1 == "TOTAL" { printf "%d of %d", $8 - $9, $8 }'
+}
+
+# The rows of the table.
+print_coverage() {
+  local name
+  for name in "${names[@]}"; do
+    echo "| \`$name\` | $(find "$build/../fuzz/kept/$name" -type f | wc -l) | $(lines_of "$name") |"
+  done
+  echo "| together | | $(lines_of "${names[@]}") |"
+}
+
 run_fuzzer() {
   local name=$1
   case $mode in
@@ -191,7 +221,7 @@ run_fuzzer() {
     enough | more) fuzz_a_round "$name" ;;
     speed) measure_speed "$name" ;;
     keep) keep "$name" ;;
-    coverage) measure "$name" ;;
+    coverage) LLVM_PROFILE_FILE=$build/$name.profraw measure "$name" ;;
     *)
       mkdir -p "build/fuzz/corpus/$name"
       fuzz "$name" "build/fuzz/corpus/$name" "-max_total_time=$mode"
@@ -238,5 +268,8 @@ fi
 for name in "${names[@]}"; do
   report "$name"
 done
+if [ "$mode" = coverage ]; then
+  print_coverage
+fi
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]
