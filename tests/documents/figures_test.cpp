@@ -68,6 +68,20 @@ TEST(ReliabilityDocument, ShowsWhatTheFuzzersReached) {
   expect_on_page(with_commas(all_runs) + " executions in all");
 }
 
+TEST(ReliabilityDocument, NamesTestsOfTheHeadNodeThatExist) {
+  const std::string tests = file_text("tests/scenario/cluster/cluster_fault_test.cpp");
+  const auto rows = table_rows(document("docs/reliability.md"),
+                               "The head node | What the launcher does | Test |");
+  EXPECT_FALSE(rows.empty());
+  for (const auto &row : rows) {
+    const std::string test = in_backticks(row.at(2)).at(0);
+    const std::size_t dot = test.find('.');
+    const std::string as_written =
+        "TEST_F(" + test.substr(0, dot) + ", " + test.substr(dot + 1) + ")";
+    EXPECT_NE(std::string::npos, tests.find(as_written)) << test;
+  }
+}
+
 // Each line of a table on the page of the faults names some, with "; " between them.
 std::size_t faults_in(const std::string &part) {
   std::size_t count = 0;

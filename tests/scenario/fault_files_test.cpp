@@ -440,6 +440,26 @@ page_cells timing_file(file_fault one) {
   return outcome(run, "", "", "", 0, "nothing");
 }
 
+// It is written beside its place first, so a folder decides.
+page_cells run_record(file_fault one) {
+  given_release("stub");
+  given_tool("solver.exe");
+  made_fault made;
+  const auto name =
+      one == file_fault::full ? full_disk() + "\\run.json" : name_with_fault(one, made);
+  if (name == "\\run.json") {
+    return {};
+  }
+  given_variable("ZEPHON_RUN_RECORD", name);
+  const auto run = run_launcher("--mpi=net ..\\solver.exe");
+  EXPECT_EQ(1U, starts_of("solver.exe").size());
+  EXPECT_EQ(text_mode("\nWarning: Failed to write run record " + name + "\n"), run.errors);
+  EXPECT_EQ("", run.output);
+  EXPECT_EQ(0U, run.status);
+  EXPECT_FALSE(file_text(name).value_or("").starts_with("{"));  // no half of one
+  return {"`Warning: Failed to write run record <file>`", "the launch", "0"};
+}
+
 page_cells run_log(file_fault one) {
   given_release("stub");
   given_tool("solver.exe");
@@ -583,6 +603,8 @@ const std::vector<file_case> &file_cases() {
        "afterwards.",
        writing, machine_file},
       {"TimingFile", "The timing file", "Named by `--o`.", writing, timing_file},
+      {"RunRecord", "The run record", "Named by `ZEPHON_RUN_RECORD`; the same behind `-record`.",
+       writing, run_record},
       {"RunLog", "The log of commands", "Named by `ZEPHON_RUN_DEBUG`.", writing, run_log},
       {"InstallLog",
        "The log of installations",
