@@ -12,6 +12,7 @@ std::vector<launch_family> all_families() {
           intel_mpi_service_family(),
           intel_mpi_task_family(),
           job_creation_family(),
+          job_submission_family(),
           mpich_family(),
           mpich2_family(),
           mpich2_home_family(),

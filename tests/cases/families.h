@@ -13,6 +13,7 @@ launch_family intel_mpi_family();
 launch_family intel_mpi_service_family();
 launch_family intel_mpi_task_family();
 launch_family job_creation_family();
+launch_family job_submission_family();
 launch_family mpich_family();
 launch_family mpich2_family();
 launch_family mpich2_home_family();

@@ -188,10 +188,22 @@ launch_family msmpi_family() {
           {.name = "LeavesTheHostsToTheUserInsideAJob",
            .variables = {{"USE_CCP", "-1"},
                          {"CCP_NODES", "2 alpha 8 beta 8"},
+                         {"CANCEL_CCP_JOB_EXIT1", "job modify 5"},  // the launcher outside does
                          {"MPICH2_USER_FLAGS", "-hosts 1 beta 2"}},
            .then = {.asks = {"{ms}{inside} -hosts 1 beta 2 {end}"},
                     .starts = none,
-                    .output = "\n***\n*** User defined: MPICH2_USER_FLAGS=-hosts 1 beta 2\n***\n"}},
+                    .output = "\n***\n*** User defined: MPICH2_USER_FLAGS=-hosts 1 beta 2\n***\n",
+                    .variables = {{"CANCEL_CCP_JOB_EXIT1", "job modify 5"}}}},
+          {.name = "IsTracedInsideAJob",
+           .variables = {{"USE_CCP", "-1"},
+                         {"CCP_NODES", "1 alpha 8"},
+                         {"ZEPHON_STARTUP_DEBUG", "1"}},
+           .then = {.asks = {"{ms} -hosts 1 alpha 8 {inside}{end}"},
+                    .starts = none,
+                    .output = "\nsOptions.pre = {ms} -hosts 1 alpha 8 {inside} -env "
+                              "ZEPHON_PROD_DIR \"..\\prod\" (..\\src\\mpirun:2291)"
+                              "\nargs = {ms} -hosts 1 alpha 8 {inside}{end} "
+                              "(..\\src\\mpirun:3448)"}},
           {.name = "KnowsTheUsersHostsByTheirBlank",
            .variables = {{"USE_CCP", "-1"},
                          {"CCP_NODES", "1 alpha 8"},
@@ -250,6 +262,8 @@ launch_family msmpi_task_family() {
            .variables = {{"ZP_CCP_JOB_TEMPLATE", "Default"},
                          {"ZP_CCP_NODE_GROUP", "fast"},
                          {"CCP_USER_FLAGS", "/priority:high"},
+                         {"NP_PER_NODE", "2"},  // of a job that is made at start-up alone
+                         {"NUMBER_OF_PROCESSORS", "8"},
                          {"STD_DIR", "\\\\server\\share\\my case\\"},
                          {"MPICH_NETMASK", "10.0.0.0/8"},
                          {"ZEPHON_WORK_SIZE", "8"},
@@ -273,7 +287,8 @@ launch_family msmpi_task_family() {
            .variables = {{"ZP_CCP_JOB_TEMPLATE", "Default"},
                          {"ZP_CCP_NODE_GROUP", "fast"},
                          {"CCP_USER_FLAGS", "/priority:high"},
-                         {"CCP_JOB_ID", "0"}},
+                         {"ZEPHON_CRED_CHECK", std::nullopt},
+                         {"CCP_JOB_ID", "mine"}},
            .then =
                refused({"{listenvs}",
                         R"(job add 0 /scheduler:head /name:"ORBEX ZEPHON" /exclusive:false )"
@@ -438,12 +453,15 @@ launch_family msmpi_machines_family() {
                          {"CCP_JOB_ID", "42x"},
                          {"STD_DIR", "\\\\s\\my run"},
                          {"ZP_CCP_JOB_TEMPLATE", "t"},
+                         {"ZP_CCP_NODE_GROUP", "g"},
+                         {"ZEPHON_CRED_CHECK", std::nullopt},
                          {"CCP_USER_FLAGS", "/u"},
                          {"RSH_USER", "jdoe"}},
            .then = {.asks = {"{listenvs}"},
                     .starts = none,
                     .output = "\n***\n*** User defined: CCP_USER_FLAGS=/u\n***\n"
-                              "Unable to execute (null) /jobtemplate:t  /u {ms} -job 42x.1 -dir "
+                              "Unable to execute (null) /jobtemplate:t  /nodegroup:g  /u {ms} -job "
+                              "42x.1 -dir "
                               "\\\\s\\my run -np 4  -machinefile ..\\machines {on head}{end}\n"
                               "{error 2}\n\n",
                     .status = 255}},

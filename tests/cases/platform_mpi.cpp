@@ -408,6 +408,11 @@ launch_case not_named(const std::string &name, const std::string &answer) {
 }  // namespace
 
 launch_family platform_mpi_task_family() {
+  std::string many_lines(200'000, 'x');
+  for (int line = 0; line < 2'000; ++line) {
+    many_lines += "\nline " + std::to_string(line);
+  }
+  many_lines += "\n";
   auto all_words = words;
   all_words.emplace_back("output files",
                          " /stdout:ZP%CCP_TASKCONTEXT%.jdoe.o /stderr:ZP%CCP_TASKCONTEXT%.jdoe.e ");
@@ -490,6 +495,35 @@ launch_family platform_mpi_task_family() {
                     .output = "\n***\n*** User defined: IBMMPI_ROOT=..\\own\n***\n"
                               "\n***\n*** User defined: CCP_USER_FLAGS=/env:A=1\n***\nadded\nJob "
                               "17 is Finished.\n"}},
+          {.name = "IsOnlyAddedToTheJobOfAnotherVariable",
+           .variables = {{"CCP_JOBID", "23"}},
+           .then = {.asks =
+                        watched({job_new, "job add 23 /numprocessors:1-1" + task_settings}, "23"),
+                    .output = "Created job, ID: 23\nadded\nJob 23 is Finished.\n"}},
+          {.name = "IsReleasedBeforeItIsWatched",
+           .variables = {{"CANCEL_CCP_JOB_EXIT1", "job modify 23"}},
+           .tools = {{"job.exe add", many_lines}},
+           .then = {.asks = watched({job_new, "job add 23 /numprocessors:1-1" + task_settings,
+                                     "job submit /scheduler:head /id:23 ", "job modify 23"},
+                                    "23"),
+                    .output =
+                        "Created job, ID: 23\n" + many_lines + "submitted\nJob 23 is Finished.\n",
+                    .variables = {{"CANCEL_CCP_JOB_EXIT1", std::nullopt}}}},
+          {.name = "IsTracedToItsEnd",
+           .variables = {{"ZEPHON_STARTUP_DEBUG", "1"}},
+           .tools = {{"job.exe new", "Created job, ID: 0\n"}},
+           .then = {.asks = asks_of_job("0"),
+                    .output =
+                        "\ngetenv(\"USE_CCP\") = head (..\\src\\mpirun:2763)\nbuf = " + job_new +
+                        " (..\\src\\mpirun:2352)\ncmd = " + job_new +
+                        " (..\\src\\mpirun:4151)Created job, ID: 0\n\nsOptions.pre = job add 0 "
+                        "/numprocessors:1-1 /scheduler:head /name:\"ORBEX ZEPHON\"{output files}"
+                        "{begin} -ccp  -np 4 {path piece} -e MPI_WORKDIR=\"..\\inc\"{prod piece} "
+                        "(..\\src\\mpirun:2928)\ncmd = job add 0 /numprocessors:1-1" +
+                        task_settings +
+                        " (..\\src\\mpirun:4151)added\n\nargs = job submit /scheduler:head /id:0  "
+                        "(..\\src\\mpirun:3432)\ncmd = job submit /scheduler:head /id:0  "
+                        "(..\\src\\mpirun:4151)submitted\n"}},
           {.name = "TakesAJobThatIsNoNumberForJobZero",
            .variables = {{"CCP_JOB_ID", "none"}},
            .then = {.asks = {"job add 0 /numprocessors:1-1" + task_settings}, .output = "added\n"}},

@@ -171,6 +171,7 @@ tool assumed_tool(tool one, const std::string &assumed) {
       assumed == "success" || assumed == "started" || assumed == "the task was taken";
   one.prints = is_quiet ? "" : assumed + "\n";
   one.status = 0;
+  one.stays = false;
   one.times = holds(assumed, "State :") ? 1 : 0;
   return one;
 }

@@ -27,192 +27,123 @@ std::string with_output_options() {
   return command.text;
 }
 
-int count_for(const std::string &per_node, const std::string &processors, int processes) {
-  given_variable("NP_PER_NODE", per_node);
-  given_variable("NUMBER_OF_PROCESSORS", processors);
-  state.num_procs = processes;
-  return scheduler_processor_count();
-}
+using variables = std::vector<std::pair<std::string, std::string>>;
 
-// ---- Head node ----------------------------------------------------------------------------
-
-TEST(HeadNode, IsTheValueOfItsVariable) {
-  given_variable("USE_CCP", "head.site");
-  EXPECT_EQ("head.site", head_node());
-}
-
-TEST(HeadNode, IsNoneWithoutTheVariable) {
-  EXPECT_EQ(std::nullopt, head_node());
+void given_world_with(const variables &given) {
+  fresh_world();
+  for (const auto &[name, value] : given) {
+    given_variable(name, value);
+  }
 }
 
 TEST(HeadNode, IsReadAfreshEachTime) {
-  given_variable("USE_CCP", "one");
-  EXPECT_EQ("one", head_node());
-  given_variable("USE_CCP", "two");
-  EXPECT_EQ("two", head_node());
+  EXPECT_EQ(std::nullopt, head_node());
+  for (const char *name : {"one", "head.site"}) {
+    given_variable("USE_CCP", name);
+    EXPECT_EQ(name, head_node());
+  }
 }
 
 // ---- Template, node group, user flags -----------------------------------------------------
 
-TEST(SchedulerOptions, AreNoneWithoutVariables) {
-  EXPECT_EQ("job x", with_scheduler_options(scheduled::job));
-  EXPECT_EQ("job x", with_scheduler_options(scheduled::task_only));
-  EXPECT_EQ("", both_streams());
-}
+struct options_case {
+  variables given;
+  std::string of_job, of_task;  // behind "job x"
+  std::string shown = "";
+};
 
-TEST(SchedulerOptions, NameTheJobTemplateBetweenBlanks) {
-  given_variable("ZP_CCP_JOB_TEMPLATE", "Big Jobs");
-  EXPECT_EQ("job x /jobtemplate:Big Jobs ", with_scheduler_options(scheduled::job));
-}
-
-TEST(SchedulerOptions, NameTheNodeGroupBetweenBlanks) {
-  given_variable("ZP_CCP_NODE_GROUP", "fast,new");
-  EXPECT_EQ("job x /nodegroup:fast,new ", with_scheduler_options(scheduled::job));
-}
-
-TEST(SchedulerOptions, EndWithTheUsersFlagsBetweenBlanks) {
-  given_variable("CCP_USER_FLAGS", "/priority:high /runtime:1");
-  EXPECT_EQ("job x /priority:high /runtime:1 ", with_scheduler_options(scheduled::job));
-}
-
-TEST(SchedulerOptions, StandInTheirOrder) {
-  given_variable("CCP_USER_FLAGS", "/u");
-  given_variable("ZP_CCP_NODE_GROUP", "g");
-  given_variable("ZP_CCP_JOB_TEMPLATE", "t");
-  EXPECT_EQ("job x /jobtemplate:t  /nodegroup:g  /u ", with_scheduler_options(scheduled::job));
-}
-
-TEST(SchedulerOptions, OfATaskAreTheUsersFlagsAlone) {
-  given_variable("CCP_USER_FLAGS", "/u");
-  given_variable("ZP_CCP_NODE_GROUP", "g");
-  given_variable("ZP_CCP_JOB_TEMPLATE", "t");
-  EXPECT_EQ("job x /u ", with_scheduler_options(scheduled::task_only));
-}
-
-TEST(SchedulerOptions, ShowTheUsersFlags) {
-  given_variable("CCP_USER_FLAGS", "/a:%d 100%");
-  (void)with_scheduler_options(scheduled::task_only);
-  EXPECT_EQ("\n***\n*** User defined: CCP_USER_FLAGS=/a:%d 100%\n***\n", standard_output());
-  EXPECT_EQ("", standard_error());
-}
-
-TEST(SchedulerOptions, ShowTheUsersFlagsOnceForEachCommand) {
-  given_variable("CCP_USER_FLAGS", "/u");
-  (void)with_scheduler_options(scheduled::job);
-  (void)with_scheduler_options(scheduled::task_only);
-  EXPECT_EQ(
-      "\n***\n*** User defined: CCP_USER_FLAGS=/u\n***\n"
-      "\n***\n*** User defined: CCP_USER_FLAGS=/u\n***\n",
-      standard_output());
-}
-
-TEST(SchedulerOptions, AreNeitherQuotedNorChecked) {
-  given_variable("ZP_CCP_JOB_TEMPLATE", "\"a\" & %b%");
-  EXPECT_EQ("job x /jobtemplate:\"a\" & %b% ", with_scheduler_options(scheduled::job));
-}
-
-TEST(SchedulerOptions, MayBeEmptyValues) {
-  given_variable("ZP_CCP_JOB_TEMPLATE", "");
-  given_variable("ZP_CCP_NODE_GROUP", "");
-  given_variable("CCP_USER_FLAGS", "");
-  EXPECT_EQ("job x /jobtemplate:  /nodegroup:   ", with_scheduler_options(scheduled::job));
-  EXPECT_EQ("\n***\n*** User defined: CCP_USER_FLAGS=\n***\n", standard_output());
-}
-
-TEST(SchedulerOptions, AreNotCutForTheirLength) {
-  const std::string flags(20'000, 'f');
-  given_variable("CCP_USER_FLAGS", flags);
-  EXPECT_EQ("job x " + flags + " ", with_scheduler_options(scheduled::job));
-}
-
-// ---- Unit ---------------------------------------------------------------------------------
-
-TEST(SchedulerUnit, IsProcessorsUnlessTold) {
-  EXPECT_EQ("numprocessors", scheduler_unit_option());
-}
-
-TEST(SchedulerUnit, IsTheWordOfItsVariable) {
-  for (const auto &[word, option] : std::vector<std::pair<std::string, std::string>>{
-           {"node", "numnodes"}, {"socket", "numsockets"}, {"core", "numcores"}}) {
-    given_variable("ZP_CCP_UNIT", word);
-    EXPECT_EQ(option, scheduler_unit_option());
+TEST(SchedulerOptions, StandBetweenBlanksInTheirOrderAsTheyAre) {
+  const auto block = [](const std::string &flags) {
+    return "\n***\n*** User defined: CCP_USER_FLAGS=" + flags + "\n***\n";
+  };
+  const std::string job_template = "ZP_CCP_JOB_TEMPLATE";
+  const std::string group = "ZP_CCP_NODE_GROUP";
+  const std::string flags = "CCP_USER_FLAGS";
+  const std::string long_flags(20'000, 'f');
+  for (const auto &[given, of_job, of_task, shown] : std::vector<options_case>{
+           {{}, "", ""},
+           {{{job_template, "\"Big Jobs\" & %b%"}}, " /jobtemplate:\"Big Jobs\" & %b% ", ""},
+           {{{group, "fast,new"}}, " /nodegroup:fast,new ", ""},
+           {{{flags, "/a:%d 100%"}}, " /a:%d 100% ", " /a:%d 100% ", block("/a:%d 100%")},
+           {{{flags, "/u"}, {group, "g"}, {job_template, "t"}},
+            " /jobtemplate:t  /nodegroup:g  /u ",
+            " /u ",
+            block("/u")},
+           {{{flags, ""}, {group, ""}, {job_template, ""}},
+            " /jobtemplate:  /nodegroup:   ",
+            "  ",
+            block("")},
+           {{{flags, long_flags}},
+            " " + long_flags + " ",
+            " " + long_flags + " ",
+            block(long_flags)}}) {
+    given_world_with(given);
+    EXPECT_EQ("job x" + of_job, with_scheduler_options(scheduled::job));
+    EXPECT_EQ(shown, both_streams());
+    EXPECT_EQ("job x" + of_task, with_scheduler_options(scheduled::task_only));
+    EXPECT_EQ(shown + shown, standard_output());  // for each command once
   }
 }
 
-TEST(SchedulerUnit, IsNotChecked) {
-  given_variable("ZP_CCP_UNIT", "Nodes%s");
-  EXPECT_EQ("numNodes%ss", scheduler_unit_option());
-  given_variable("ZP_CCP_UNIT", "");
-  EXPECT_EQ("nums", scheduler_unit_option());
-}
+// ---- Unit and count -----------------------------------------------------------------------
 
-TEST(SchedulerUnit, ForgetsAnEarlierWord) {
-  given_variable("ZP_CCP_UNIT", "node");
-  (void)scheduler_unit_option();
+TEST(SchedulerUnit, IsTheUncheckedWordOfItsVariable) {
+  for (const auto &[word, option] : variables{{"node", "numnodes"},
+                                              {"socket", "numsockets"},
+                                              {"core", "numcores"},
+                                              {"Nodes%s", "numNodes%ss"},
+                                              {"", "nums"}}) {
+    given_variable("ZP_CCP_UNIT", word);
+    EXPECT_EQ(option, scheduler_unit_option());
+  }
   given_no_variable("ZP_CCP_UNIT");
   EXPECT_EQ("numprocessors", scheduler_unit_option());
 }
 
-// ---- Count --------------------------------------------------------------------------------
+struct count_case {
+  std::optional<std::string> per_node, processors;
+  int processes, count;
+};
 
-TEST(SchedulerCount, IsTheProcessCountWithoutBothVariables) {
-  state.num_procs = 4;
-  EXPECT_EQ(4, scheduler_processor_count());
-  given_variable("NP_PER_NODE", "2");
-  EXPECT_EQ(4, scheduler_processor_count());
-  given_no_variable("NP_PER_NODE");
-  given_variable("NUMBER_OF_PROCESSORS", "8");
-  EXPECT_EQ(4, scheduler_processor_count());
-}
-
-TEST(SchedulerCount, AsksForWholeMachines) {
-  EXPECT_EQ(16, count_for("2", "8", 4));
-  EXPECT_EQ(32, count_for("1", "8", 4));
-  EXPECT_EQ(4, count_for("8", "8", 4));
-}
-
-TEST(SchedulerCount, DropsWhatIsLeftOverInTheDivision) {
-  EXPECT_EQ(13, count_for("3", "8", 5));  // 40 / 3
-  EXPECT_EQ(9, count_for("8", "15", 5));  // 75 / 8
-}
-
-TEST(SchedulerCount, IsAtLeastTheProcessCount) {
-  EXPECT_EQ(4, count_for("16", "8", 4));
-  EXPECT_EQ(5, count_for("9", "8", 5));
-}
-
-TEST(SchedulerCount, IsTheProcessCountWhenANumberIsZeroOrNone) {
-  EXPECT_EQ(4, count_for("0", "8", 4));
-  EXPECT_EQ(4, count_for("2", "0", 4));
-  EXPECT_EQ(4, count_for("two", "8", 4));
-  EXPECT_EQ(4, count_for("2", "many", 4));
-  EXPECT_EQ(4, count_for("", "8", 4));
-}
-
-TEST(SchedulerCount, IsTheProcessCountWhenOneNumberIsNegative) {
-  EXPECT_EQ(4, count_for("-2", "8", 4));
-  EXPECT_EQ(4, count_for("2", "-8", 4));
-}
-
-TEST(SchedulerCount, TakesTwoNegativeNumbersForTwoPositiveOnes) {
-  EXPECT_EQ(16, count_for("-2", "-8", 4));
-}
-
-TEST(SchedulerCount, ReadsNumbersWithBlanksSignsAndTails) {
-  EXPECT_EQ(16, count_for("  2 per node", "+8", 4));
-}
-
-TEST(SchedulerCount, MultipliesWithoutOverflow) {
-  // 65,536 * 65,536 is 0 in 32 bits.
-  EXPECT_EQ(65'536, count_for("65536", "65536", 65'536));
-  EXPECT_EQ(1'500'000'000, count_for("4", "4", 1'500'000'000));
-  EXPECT_EQ(INT_MAX, count_for("1", "65536", 65'536));
-}
-
-TEST(SchedulerCount, SurvivesTheLargestNumbers) {
-  EXPECT_EQ(4, count_for("2147483647", "1", 4));
-  EXPECT_EQ(INT_MAX, count_for("-1", "-2147483648", 1));
-  EXPECT_EQ(INT_MAX, count_for("2147483647", "2147483647", INT_MAX));
+TEST(SchedulerCount, AsksForWholeMachinesAndAtLeastForEachProcess) {
+  for (const auto &[per_node, processors, processes, count] :
+       std::vector<count_case>{{{}, {}, 4, 4},
+                               {"2", {}, 4, 4},
+                               {{}, "8", 4, 4},
+                               {"2", "8", 4, 16},
+                               {"1", "8", 4, 32},
+                               {"8", "8", 4, 4},
+                               {"3", "8", 5, 13},  // 40 / 3
+                               {"8", "15", 5, 9},  // 75 / 8
+                               {"16", "8", 4, 4},
+                               {"9", "8", 5, 5},
+                               {"0", "8", 4, 4},
+                               {"2", "0", 4, 4},
+                               {"two", "8", 4, 4},
+                               {"2", "many", 4, 4},
+                               {"", "8", 4, 4},
+                               {"-2", "8", 4, 4},
+                               {"2", "-8", 4, 4},
+                               {"-2", "-8", 4, 16},
+                               {"  2 per node", "+8", 4, 16},
+                               // 65,536 * 65,536 is 0 in 32 bits.
+                               {"65536", "65536", 65'536, 65'536},
+                               {"4", "4", 1'500'000'000, 1'500'000'000},
+                               {"1", "65536", 65'536, INT_MAX},
+                               {"2147483647", "1", 4, 4},
+                               {"-1", "-2147483648", 1, INT_MAX},
+                               {"2147483647", "2147483647", INT_MAX, INT_MAX}}) {
+    fresh_world();
+    if (per_node) {
+      given_variable("NP_PER_NODE", *per_node);
+    }
+    if (processors) {
+      given_variable("NUMBER_OF_PROCESSORS", *processors);
+    }
+    state.num_procs = processes;
+    EXPECT_EQ(count, scheduler_processor_count())
+        << per_node.value_or("none") << " " << processors.value_or("none");
+  }
 }
 
 // ---- Credential check ---------------------------------------------------------------------
@@ -221,72 +152,31 @@ constexpr const char *check_command =
     "cmd.exe /c job submit /scheduler:head /jobname:\"ORBEX ZEPHON Credential Check\"  cmd.exe /C "
     "ver";
 
-TEST(CredentialCheck, SubmitsATrivialJobInTheConsole) {
+TEST(CredentialCheck, SubmitsATrivialJobInTheConsoleAndWaits) {
   given_variable("USE_CCP", "head");
-  given_tool(check_command, exits_with(3));
+  given_variable("ZEPHON_STARTUP_DEBUG", "1");
+  given_tool(check_command, prints("Enter the password: ", 90'000).exits_with(3));
   EXPECT_EQ(3, check_scheduler_credentials());
+  EXPECT_EQ(90'000U, now());
   ASSERT_EQ(1U, started_commands().size());
   EXPECT_EQ("cmd.exe /c " + std::string(check_command), started_commands()[0].command_line);
   EXPECT_EQ(start_way::in_console, started_commands()[0].way);
-}
-
-TEST(CredentialCheck, LetsTheToolSpeakToTheUser) {
-  given_variable("USE_CCP", "head");
-  given_tool(check_command, prints("Enter the password for DOM\\jdoe: ").exits_with(1));
-  EXPECT_EQ(1, check_scheduler_credentials());
-  EXPECT_EQ("Enter the password for DOM\\jdoe: ", standard_output());
-}
-
-TEST(CredentialCheck, WaitsForTheTool) {
-  given_variable("USE_CCP", "head");
-  given_tool(check_command, prints("", 90'000));
-  EXPECT_EQ(0, check_scheduler_credentials());
-  EXPECT_EQ(90'000U, now());
-}
-
-TEST(CredentialCheck, CarriesTheOptionsOfAJob) {
-  state.ccp_job_command = "\"C:\\HPC Pack\\job.exe\"";
-  given_variable("USE_CCP", "head");
-  given_variable("ZP_CCP_JOB_TEMPLATE", "t");
-  given_variable("ZP_CCP_NODE_GROUP", "g");
-  given_variable("CCP_USER_FLAGS", "/u");
-  (void)check_scheduler_credentials();
-  EXPECT_EQ((std::vector<std::string>{
-                "cmd.exe /c \"\"C:\\HPC Pack\\job.exe\" submit /scheduler:head "
-                "/jobname:\"ORBEX ZEPHON Credential Check\"  /jobtemplate:t  /nodegroup:g  /u  "
-                "cmd.exe /C ver\""}),
-            commands());
-  EXPECT_EQ("\n***\n*** User defined: CCP_USER_FLAGS=/u\n***\n", standard_output());
+  const std::string traced = std::string("\nbuf = ") + check_command + " (..\\src\\mpirun:1654)";
+  EXPECT_EQ(traced, started_commands()[0].said_before);
+  EXPECT_EQ(traced + "Enter the password: ", standard_output());
 }
 
 TEST(CredentialCheck, IsTurnedOffByNoInAnyCase) {
   given_variable("USE_CCP", "head");
-  given_variable("CCP_USER_FLAGS", "/u");
-  for (const char *no : {"no", "No", "nO", "NO"}) {
-    given_variable("ZEPHON_CRED_CHECK", no);
-    EXPECT_EQ(0, check_scheduler_credentials());
-  }
-  EXPECT_TRUE(commands().empty());
-  EXPECT_EQ("", both_streams());
-}
-
-TEST(CredentialCheck, RunsForAnyOtherWord) {
-  given_variable("USE_CCP", "head");
   std::size_t runs = 0;
-  for (const char *word : {"yes", "", "0", "none", "n", "no ", " no"}) {
+  for (const std::string word :
+       {"no", "No", "nO", "NO", "yes", "", "0", "none", "n", "no ", " no"}) {
     given_variable("ZEPHON_CRED_CHECK", word);
-    (void)check_scheduler_credentials();
-    EXPECT_EQ(++runs, commands().size()) << word;
+    const bool is_off = word.size() == 2 && tolower(word[0]) == 'n' && tolower(word[1]) == 'o';
+    runs += is_off ? 0 : 1;
+    EXPECT_EQ(is_off ? 0 : 1, check_scheduler_credentials()) << word;  // no tool is found
+    EXPECT_EQ(runs, commands().size()) << word;
   }
-}
-
-TEST(CredentialCheck, IsTraced) {
-  given_variable("USE_CCP", "head");
-  given_variable("ZEPHON_STARTUP_DEBUG", "1");
-  given_tool(check_command);
-  (void)check_scheduler_credentials();
-  EXPECT_EQ(std::string("\nbuf = ") + check_command + " (..\\src\\mpirun:1654)", standard_output());
-  EXPECT_EQ(standard_output(), started_commands().at(0).said_before);
 }
 
 TEST(CredentialCheck, GivesMinusOneWithoutACommandInterpreter) {
@@ -297,80 +187,63 @@ TEST(CredentialCheck, GivesMinusOneWithoutACommandInterpreter) {
 
 // ---- Working directory and output files ---------------------------------------------------
 
-TEST(OutputOptions, NameTheNetworkDirectoryAndTheUsersFiles) {
-  given_variable("STD_DIR", "\\\\server\\share\\run");
-  given_variable("USERNAME", "jdoe");
-  EXPECT_EQ(
-      "job x /workdir:\"\\\\server\\share\\run\" /stdout:ZP%CCP_TASKCONTEXT%.jdoe.o "
-      "/stderr:ZP%CCP_TASKCONTEXT%.jdoe.e ",
-      with_output_options());
-  EXPECT_EQ("\\\\server\\share\\run", state.std_dir);
-  EXPECT_EQ("", both_streams());
+struct output_case {
+  variables given;
+  std::string current, directory;  // of the task
+  bool is_network = true;
+};
+
+TEST(OutputOptions, NameANetworkDirectoryAndTheUsersFiles) {
+  const std::string longest = "\\\\s\\" + std::string(1'020, 'd');
+  const std::string long_current = "\\\\s\\" + std::string(5'000, 'd');
+  const std::string local = "C:\\work";
+  const std::string user(600, 'u');
+  for (const auto &[given, current, directory, is_network] : std::vector<output_case>{
+           // The user's, the script's, the current one.
+           {{{"STD_DIR", "\\\\s\\std"}, {"CWD", "\\\\s\\cwd"}}, "\\\\s\\current", "\\\\s\\std"},
+           {{{"CWD", "\\\\s\\cwd"}, {"USERNAME", "Jane Doe"}}, "\\\\s\\current", "\\\\s\\cwd"},
+           {{{"USERNAME", user}}, "\\\\s\\current", "\\\\s\\current"},
+           {{{"STD_DIR", longest + "e"}}, local, longest},
+           {{{"CWD", longest + "e"}}, local, longest},
+           {{}, long_current, long_current},
+           // Known by its first two characters, or by its drive.
+           {{{"STD_DIR", "X:\\run"}}, local, "\\\\server\\share\\run"},
+           {{{"STD_DIR", "//server/share/"}}, local, "//server/share/"},
+           {{{"STD_DIR", "//"}}, local, "//"},
+           {{{"STD_DIR", "C:\\100%s"}}, local, "C:\\100%s", false},
+           {{{"STD_DIR", "\\work"}}, local, "\\work", false},
+           {{{"STD_DIR", "/work"}}, local, "/work", false},
+           {{{"STD_DIR", "\\/work"}}, local, "\\/work", false},
+           {{{"STD_DIR", "/\\work"}}, local, "/\\work", false},
+           {{{"STD_DIR", "\\"}}, local, "\\", false},
+           {{{"STD_DIR", ""}}, local, "", false}}) {
+    for (const bool ptrace : {false, true}) {
+      given_world_with(given);
+      given_network_drive("X:", "\\\\server\\share");
+      given_current_directory(current);
+      state.ptrace_mode = ptrace;
+      const std::string of_user = variable("USERNAME") ? "." + *variable("USERNAME") : "";
+      EXPECT_EQ("job x" + (is_network ? " /workdir:\"" + directory + "\"" : "") +
+                    " /stdout:ZP%CCP_TASKCONTEXT%" + of_user + ".o /stderr:ZP%CCP_TASKCONTEXT%" +
+                    of_user + ".e ",
+                with_output_options());
+      EXPECT_EQ(directory, state.std_dir);
+      EXPECT_EQ("", standard_output());
+      EXPECT_EQ(ptrace && !is_network
+                    ? "\nWarning: Working directory is not a network mapped: " + directory +
+                          "\n         stdout and stderr will be under your HOME directory on the "
+                          "first allocated node!"
+                    : "",
+                standard_error());
+    }
+  }
 }
 
-TEST(OutputOptions, LeaveOutAUserWithoutAName) {
-  given_variable("STD_DIR", "\\\\server\\share");
-  EXPECT_EQ(
-      "job x /workdir:\"\\\\server\\share\" /stdout:ZP%CCP_TASKCONTEXT%.o "
-      "/stderr:ZP%CCP_TASKCONTEXT%.e ",
-      with_output_options());
-}
-
+// Behind a backslash the quote would count as text.
 TEST(OutputOptions, PutAFullStopBehindABackslashAtTheEnd) {
   given_variable("STD_DIR", "\\\\server\\share\\");
   EXPECT_EQ(
       "job x /workdir:\"\\\\server\\share\\.\" /stdout:ZP%CCP_TASKCONTEXT%.o "
-      "/stderr:ZP%CCP_TASKCONTEXT%.e ",
-      with_output_options());
-}
-
-TEST(OutputOptions, PutNoFullStopBehindASlashAtTheEnd) {
-  given_variable("STD_DIR", "//server/share/");
-  EXPECT_EQ(
-      "job x /workdir:\"//server/share/\" /stdout:ZP%CCP_TASKCONTEXT%.o "
-      "/stderr:ZP%CCP_TASKCONTEXT%.e ",
-      with_output_options());
-}
-
-TEST(OutputOptions, KnowANetworkPathByItsFirstTwoCharacters) {
-  const std::string files = " /stdout:ZP%CCP_TASKCONTEXT%.o /stderr:ZP%CCP_TASKCONTEXT%.e ";
-  for (const char *path : {"C:\\work", "\\work", "/work", "\\/work", "/\\work", "\\", ""}) {
-    given_variable("STD_DIR", path);
-    EXPECT_EQ("job x" + files, with_output_options()) << path;
-  }
-  given_variable("STD_DIR", "//");
-  EXPECT_EQ("job x /workdir:\"//\"" + files, with_output_options());
-}
-
-TEST(OutputOptions, TurnAMappedDriveIntoItsNetworkPath) {
-  given_network_drive("X:", "\\\\server\\share");
-  given_variable("STD_DIR", "X:\\run");
-  EXPECT_EQ(
-      "job x /workdir:\"\\\\server\\share\\run\" /stdout:ZP%CCP_TASKCONTEXT%.o "
-      "/stderr:ZP%CCP_TASKCONTEXT%.e ",
-      with_output_options());
-  EXPECT_EQ("\\\\server\\share\\run", state.std_dir);
-}
-
-TEST(OutputOptions, TakeTheUsersDirectoryBeforeAllOthers) {
-  given_variable("STD_DIR", "\\\\s\\std");
-  given_variable("CWD", "\\\\s\\cwd");
-  given_current_directory("\\\\s\\current");
-  (void)with_output_options();
-  EXPECT_EQ("\\\\s\\std", state.std_dir);
-}
-
-TEST(OutputOptions, TakeTheScriptsDirectoryNext) {
-  given_variable("CWD", "\\\\s\\cwd");
-  given_current_directory("\\\\s\\current");
-  (void)with_output_options();
-  EXPECT_EQ("\\\\s\\cwd", state.std_dir);
-}
-
-TEST(OutputOptions, TakeTheCurrentDirectoryLast) {
-  given_current_directory("\\\\s\\current");
-  EXPECT_EQ(
-      "job x /workdir:\"\\\\s\\current\" /stdout:ZP%CCP_TASKCONTEXT%.o "
       "/stderr:ZP%CCP_TASKCONTEXT%.e ",
       with_output_options());
 }
@@ -381,159 +254,6 @@ TEST(OutputOptions, AreNoneWithoutAnyDirectory) {
   state.std_dir = "as before";
   EXPECT_EQ("job x", with_output_options());
   EXPECT_EQ("as before", state.std_dir);
-}
-
-TEST(OutputOptions, KeepTheFirst1024CharactersOfADirectory) {
-  const std::string directory = "\\\\s\\" + std::string(1'020, 'd');
-  for (const char *name : {"CWD", "STD_DIR"}) {
-    given_variable(name, directory + "e");
-    EXPECT_EQ("job x /workdir:\"" + directory +
-                  "\" /stdout:ZP%CCP_TASKCONTEXT%.o /stderr:ZP%CCP_TASKCONTEXT%.e ",
-              with_output_options());
-    EXPECT_EQ(1'024U, state.std_dir.size());
-    given_no_variable(name);
-  }
-}
-
-TEST(OutputOptions, KeepALongCurrentDirectoryWhole) {
-  given_current_directory("\\\\s\\" + std::string(5'000, 'd'));
-  (void)with_output_options();
-  EXPECT_EQ(5'004U, state.std_dir.size());
-}
-
-TEST(OutputOptions, KeepALongUserNameWhole) {
-  const std::string user(600, 'u');
-  given_variable("USERNAME", user);
-  EXPECT_EQ("job x /stdout:ZP%CCP_TASKCONTEXT%." + user + ".o /stderr:ZP%CCP_TASKCONTEXT%." + user +
-                ".e ",
-            with_output_options());
-}
-
-TEST(OutputOptions, WarnOfALocalDirectoryInPtraceMode) {
-  state.ptrace_mode = true;
-  given_variable("STD_DIR", "C:\\100%s");
-  EXPECT_EQ("job x /stdout:ZP%CCP_TASKCONTEXT%.o /stderr:ZP%CCP_TASKCONTEXT%.e ",
-            with_output_options());
-  EXPECT_EQ(
-      "\nWarning: Working directory is not a network mapped: C:\\100%s\n"
-      "         stdout and stderr will be under your HOME directory on the first allocated node!",
-      standard_error());
-  EXPECT_EQ("", standard_output());
-}
-
-TEST(OutputOptions, WarnOnlyInPtraceMode) {
-  given_variable("STD_DIR", "C:\\run");
-  (void)with_output_options();
-  EXPECT_EQ("", both_streams());
-}
-
-TEST(OutputOptions, WarnOfNoNetworkDirectory) {
-  state.ptrace_mode = true;
-  given_variable("STD_DIR", "\\\\s\\run");
-  (void)with_output_options();
-  EXPECT_EQ("", both_streams());
-}
-
-TEST(OutputUserPart, IsTheUserBehindAFullStop) {
-  given_variable("USERNAME", "Jane Doe");
-  EXPECT_EQ(".Jane Doe", output_user_part());
-  given_no_variable("USERNAME");
-  EXPECT_EQ("", output_user_part());
-}
-
-// ---- The command in front of an mpiexec ---------------------------------------------------
-
-class TaskCommand : public testing::Test {
- protected:
-  TaskCommand() {
-    given_variable("USE_CCP", "head");
-    given_variable("ZEPHON_CRED_CHECK", "no");
-    given_variable("STD_DIR", "\\\\s\\run");
-    given_variable("USERNAME", "jdoe");
-    given_variable("ZP_CCP_JOB_TEMPLATE", "t");
-    given_variable("ZP_CCP_NODE_GROUP", "g");
-    given_variable("CCP_USER_FLAGS", "/u");
-    state.num_procs = 4;
-  }
-
-  std::string task_command(bool hosts_file_is_readable) {
-    prepare_task();
-    return build_task_command("head", hosts_file_is_readable).text;
-  }
-};
-
-TEST_F(TaskCommand, SubmitsAJobOfItsOwn) {
-  EXPECT_EQ(
-      "job submit /scheduler:head /jobname:\"ORBEX ZEPHON\" /exclusive:false /numprocessors:4"
-      " /workdir:\"\\\\s\\run\" /stdout:ZP%CCP_TASKCONTEXT%.jdoe.o"
-      " /stderr:ZP%CCP_TASKCONTEXT%.jdoe.e  /jobtemplate:t  /nodegroup:g  /u ",
-      task_command(false));
-  EXPECT_EQ(0, state.scheduler_job_id);
-}
-
-TEST_F(TaskCommand, AddsATaskToTheJobOfTheVariable) {
-  given_variable("CCP_JOB_ID", "17");
-  EXPECT_EQ(
-      "job add 17 /scheduler:head /name:\"ORBEX ZEPHON\" /exclusive:false /numprocessors:4"
-      " /workdir:\"\\\\s\\run\" /stdout:ZP%CCP_TASKCONTEXT%.jdoe.o"
-      " /stderr:ZP%CCP_TASKCONTEXT%.jdoe.e  /u ",
-      task_command(false));
-  EXPECT_EQ(17, state.scheduler_job_id);
-}
-
-TEST_F(TaskCommand, AsksForProcessesEvenWithProcessesPerNode) {
-  given_variable("NP_PER_NODE", "2");
-  given_variable("NUMBER_OF_PROCESSORS", "8");
-  given_variable("ZP_CCP_UNIT", "core");
-  EXPECT_EQ(0U, task_command(false).find(
-                    "job submit /scheduler:head /jobname:\"ORBEX ZEPHON\" /exclusive:false "
-                    "/numcores:4 "));
-}
-
-TEST_F(TaskCommand, HasOnlyTheOptionsOfAJobForAReadableHostFileInAnExistingJob) {
-  given_variable("CCP_JOB_ID", "17");
-  EXPECT_EQ(" /jobtemplate:t  /nodegroup:g  /u ", task_command(true));
-  EXPECT_EQ(17, state.scheduler_job_id);
-}
-
-TEST_F(TaskCommand, NamesNoOutputFilesForAReadableHostFile) {
-  EXPECT_EQ(
-      "job submit /scheduler:head /jobname:\"ORBEX ZEPHON\" /exclusive:false /numprocessors:4"
-      " /jobtemplate:t  /nodegroup:g  /u ",
-      task_command(true));
-}
-
-TEST_F(TaskCommand, ChecksCredentialsOnlyBeforeASubmission) {
-  given_no_variable("ZEPHON_CRED_CHECK");
-  task_command(false);
-  EXPECT_EQ(1U, commands().size());
-  given_variable("CCP_JOB_ID", "17");
-  task_command(false);
-  task_command(true);
-  EXPECT_EQ(1U, commands().size());
-}
-
-TEST_F(TaskCommand, AddsToANegativeJobAsItStands) {
-  given_variable("CCP_JOB_ID", "-1");
-  EXPECT_EQ(0U, task_command(false).find("job add -1 /scheduler:head "));
-  EXPECT_EQ(-1, state.scheduler_job_id);
-}
-
-TEST_F(TaskCommand, AddsToJobZeroWhenTheVariableIsNoNumber) {
-  given_variable("CCP_JOB_ID", "mine");
-  EXPECT_EQ(0U, task_command(false).find("job add 0 /scheduler:head "));
-}
-
-TEST_F(TaskCommand, RunsTheToolOfTheUser) {
-  state.ccp_job_command = "C:\\hpc\\job.exe";
-  EXPECT_EQ(0U, task_command(false).find("C:\\hpc\\job.exe submit /scheduler:head "));
-  given_variable("CCP_JOB_ID", "17");
-  EXPECT_EQ(0U, task_command(false).find("C:\\hpc\\job.exe add 17 "));
-}
-
-TEST_F(TaskCommand, ShowsTheUsersFlagsOnce) {
-  task_command(false);
-  EXPECT_EQ("\n***\n*** User defined: CCP_USER_FLAGS=/u\n***\n", standard_output());
 }
 
 }  // namespace
