@@ -167,6 +167,7 @@ launch_family host_file_family() {
       .given = with_every_mpi(),
       .rows = {
           // The processes of each host.
+          spread("IsNeverReadAsAFormat", "%s%n%d%%\n", "2", "%s%n%d%%:2\n"),
           spread("GivesEachHostItsShare", "a\nb\nc\n", "6", "a:2\nb:2\nc:2\n"),
           spread("GivesWhatIsLeftOverToTheFirstHosts", "a\nb\nc\n", "8", "a:3\nb:3\nc:2\n"),
           spread("GivesTheOnlyHostEverything", "a\n", "7", "a:7\n"),

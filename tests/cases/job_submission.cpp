@@ -162,11 +162,11 @@ launch_case ended(const std::string &name, const std::string &answer, std::size_
                   const std::string &said, bool output_is_shown = true) {
   auto row = watched("EndsAs" + name, {view(answer)}, questions, said);
   row.files = {{"{work}\\ZP12.1.jdoe.o", "iteration 1\r\n100%s"},
-               {"{work}\\ZP12.1.jdoe.e", "out of memory\r\n"},
+               {"{work}\\ZP12.1.jdoe.e", "out of %s memory\r\n"},
                {"{work}\\ZP12.1.o", "of somebody else\r\n"}};
   if (output_is_shown) {
     row.then.output += "\n\n---------- stdout ----------\niteration 1\n100%s";
-    row.then.errors += "\n\n---------- stderr ----------\nout of memory\n";
+    row.then.errors += "\n\n---------- stderr ----------\nout of %s memory\n";
   }
   return row;
 }

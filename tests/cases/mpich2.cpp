@@ -121,13 +121,14 @@ launch_family mpich2_family() {
                               "*** Skipping credential validation!\n***\n"}},
           {.name = "TakesAHostFileThatDoesNotOpenForASingleHost",
            .variables = {{"ZEPHON_CRED_CHECK", "no"}},
-           .arguments = {"--cnf=..\\none"},
-           .then = {.starts = {"{mpiexec} -machinefile ..\\none  -np 4  -channel shm{remote path}  "
-                               "solver"},
-                    .output =
-                        "\n***\n*** User defined: ZEPHON_CRED_CHECK=no\n"
-                        "*** Skipping credential validation!\n***\n"
-                        "\nWarning: Unable to open host file ..\\none! Use local machine.\n"}},
+           .arguments = {"--cnf=..\\%s%n%d%%"},
+           .then =
+               {.starts = {"{mpiexec} -machinefile ..\\%s%n%d%%  -np 4  -channel shm{remote path}  "
+                           "solver"},
+                .output =
+                    "\n***\n*** User defined: ZEPHON_CRED_CHECK=no\n"
+                    "*** Skipping credential validation!\n***\n"
+                    "\nWarning: Unable to open host file ..\\%s%n%d%%! Use local machine.\n"}},
           {.name = "DoesNotReadTheHostFileWhenTheChannelIsGiven",
            .variables = {{"ZEPHON_CRED_CHECK", "no"},
                          {"MPICH2_CHANNEL", "ssm"},

@@ -74,7 +74,7 @@ launch_family platform_mpi_family() {
                          {"ZEPHON_WORK_UNIT", "2"},
                          {"QMX_ROOT", "D:\\qmx"},
                          {"QMX_ARCH", "win64"},
-                         {"IBMMPI_USER_FLAGS", "-T -v"}},
+                         {"IBMMPI_USER_FLAGS", "-T %s%n%d%%"}},
            .arguments = {"--ic=ib", "--pathnode=D:\\node"},
            .then = {.starts =
                         {R"({begin}-IBAL  -hostfile "..\hosts"  -np 4  -e ZEPHON_WORK_SIZE=8  -e )"
@@ -82,8 +82,8 @@ launch_family platform_mpi_family() {
                          R"(netweave\mpi_wrapper\win64\ibmmpi;..\prod\netweave\gpu_wrapper\)"
                          R"(win64\stub" -e MPI_WORKDIR="..\inc" -intra=nic -e )"
                          R"(MPI_TCP_SELECT=1 -e MPI_FLAGS=y0 -e QMX_ROOT="D:\qmx" -e )"
-                         R"(QMX_ARCH="win64"{prod piece} -T -v   solver)"},
-                    .output = "\n***\n*** User defined: IBMMPI_USER_FLAGS=-T -v\n***\n"}},
+                         R"(QMX_ARCH="win64"{prod piece} -T %s%n%d%%   solver)"},
+                    .output = "\n***\n*** User defined: IBMMPI_USER_FLAGS=-T %s%n%d%%\n***\n"}},
           {.name = "QuotesValuesWithABlankTwice",
            .variables = {{"ZEPHON_INC", "..\\my inc\\..\\inc"},
                          {"QMX_ROOT", "D:\\my qmx"},
@@ -169,11 +169,12 @@ launch_family platform_mpi_family() {
 
           // The root.
           {.name = "TakesTheUsersOwnRoot",
-           .variables = {{"IBMMPI_ROOT", "..\\own"}},
-           .tools = {{"{world}\\own\\bin\\mpirun.exe"}},
-           .then = {.starts =
-                        {"\"..\\own\\bin\\mpirun.exe\" -prot -e MPI_ROOT=\"..\\own\"  -np 4 {end}"},
-                    .output = "\n***\n*** User defined: IBMMPI_ROOT=..\\own\n***\n"}},
+           .variables = {{"IBMMPI_ROOT", "..\\%s%n"}},
+           .tools = {{"{world}\\%s%n\\bin\\mpirun.exe"}},
+           .then =
+               {.starts =
+                    {"\"..\\%s%n\\bin\\mpirun.exe\" -prot -e MPI_ROOT=\"..\\%s%n\"  -np 4 {end}"},
+                .output = "\n***\n*** User defined: IBMMPI_ROOT=..\\%s%n\n***\n"}},
           {.name = "TakesAnOwnRootWithABlank",
            .variables = {{"IBMMPI_ROOT", "..\\Platform MPI"}},
            .tools = {{"{world}\\Platform MPI\\bin\\mpirun.exe"}},
@@ -209,9 +210,9 @@ launch_family platform_mpi_family() {
                 .variables = {{"ZEPHON_HOSTS_FILE", "..\\hosts"}}}},
           {.name = "EndsTheProgramWhenTheHostFileIsMissing",
            .variables = {{"ORBEX_DONT_CACHE_PASSWORD", "1"}},
-           .arguments = {"--cnf=..\\none"},
+           .arguments = {"--cnf=..\\%s%n%d%%"},
            .then = {.starts = none,
-                    .errors = "\n Error:  Failed to open host file ..\\none\n",
+                    .errors = "\n Error:  Failed to open host file ..\\%s%n%d%%\n",
                     .status = 2}},
           {.name = "LeavesTheHostsToTheSchedulerInsideAScheduledJob",
            .variables = {{"USE_CCP", "-1"},

@@ -111,11 +111,12 @@ launch_family solver_family() {
 
           // One that cannot be started.
           {.name = "ThatIsRefusedIsShownInABox",
-           .arguments = {"no_such_program", "a.jou", "--o", "..\\times"},
+           .variables = {{"ZEPHON_PROD", "%s%n%d%%"}},
+           .arguments = {"no_such_program", "%s%n%d%%", "--o", "..\\times"},
            .then = {.starts = none,
-                    .boxes = {{.text = "Unable to execute (null) no_such_program a.jou\n"
+                    .boxes = {{.text = "Unable to execute (null) no_such_program %s%n%d%%\n"
                                        "{error 2}\n",
-                               .caption = "zephon"}},
+                               .caption = "%s%n%d%%"}},
                     .status = 255}},
           refused("ThatIsRefusedIsPrintedInARemoteShell", {}),
           refused("ThatIsRefusedIsPrintedForANode", {"--node"}, {}),
@@ -155,6 +156,16 @@ launch_family solver_family() {
           job_exit("IsFollowedByTheJobExitCommand", {"{solver}"}, {"job modify 5"}),
           job_exit("IsFollowedByTheJobExitCommandWithAnInterconnect",
                    {"{solver}", "--ic=ib", "--ic="}, {"job modify 5"}),
+          {.name = "IsTracedAndLoggedAndNeverReadAsAFormat",
+           .variables = {{"ZEPHON_STARTUP_DEBUG", "1"},
+                         {"ZEPHON_RUN_DEBUG", "..\\log %s%n"},
+                         {"ZEPHON_PROD", "lumis"},
+                         {"CANCEL_CCP_JOB_EXIT1", "job %s%n%d%%"}},
+           .arguments = {"--ptrace", "{solver}", "%s%n%d%%"},
+           .then = {.asks = {"job %s%n%d%%"},
+                    .starts = {"{\"solver\"} %s%n%d%%"},
+                    .output = "\ncmd = job %s%n%d%% (..\\src\\mpirun:4151)\njob %s%n%d%%\n",
+                    .files = {{"{world}\\log %s%n", "\n{\"solver\"} %s%n%d%%\n"}}}},
           job_exit("IsNotFollowedByItForAProcessCount", {"{solver}", "--np=1"}, {}),
           job_exit("IsNotFollowedByItForAnMpi", {"{solver}", "--mpi=net"}, {}),
           {.name = "ThatIsRefusedIsNotFollowedByTheJobExitCommand",

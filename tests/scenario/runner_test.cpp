@@ -116,74 +116,6 @@ TEST_P(AwkwardFolder, HasTheSchedulersToolAsked) {
 INSTANTIATE_TEST_SUITE_P(Runner, AwkwardFolder,
                          testing::Values("my tools", "tools (x86)", "a & b", "a ^ b"));
 
-TEST(CommandRunner, GivesOnePipeForOutputAndErrorAndNothingToRead) {
-  given_tool("tool.exe");
-  run_with_exit_command("tool");
-  const auto start = only_start_of("tool.exe");
-  EXPECT_EQ("character", start.input);
-  EXPECT_EQ("pipe", start.output);
-  EXPECT_EQ("pipe", start.error);
-}
-
-TEST(CommandRunner, KeepsOtherHandlesFromTheTool) {
-  SECURITY_ATTRIBUTES inheritable = {sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-  std::vector<owned_handle> many;  // so that the number is one a tool has not by itself
-  for (int count = 0; count < 1000; ++count) {
-    many.emplace_back(CreateEventA(&inheritable, TRUE, FALSE, nullptr));
-  }
-  const auto number = std::to_string(reinterpret_cast<unsigned long long>(many.back().get()));
-  given_inherited_handle(many.back().get());
-  given_tool("tool.exe", "handle " + number + "\n");
-  run_with_exit_command("tool");
-  EXPECT_EQ((std::vector<std::pair<std::string, std::string>>{{number, "invalid"}}),
-            only_start_of("tool.exe").handles);
-}
-
-TEST(CommandRunner, DropsTheOutputOfTheJobExitCommand) {
-  given_tool("tool.exe", "out some words\\n\nerr and more\\n\n");
-  const auto run = run_with_exit_command("tool");
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ("", run.output + run.errors);
-}
-
-TEST(CommandRunner, ReadsABigOutputToItsEnd) {
-  given_tool("tool.exe", "repeat 1048576 x\nrepeat 50000 a line\\r\\n\n");
-  EXPECT_EQ(0U, run_with_exit_command("tool").status);
-  EXPECT_EQ(0U, only_start_of("tool.exe").code);
-}
-
-TEST(CommandRunner, IsNotDisturbedByAFailure) {
-  given_tool("tool.exe", "exit 0xC0000005\n");
-  EXPECT_EQ(0U, run_with_exit_command("tool").status);
-}
-
-TEST(CommandRunner, LeavesAnUnknownCommandToTheRealInterpreter) {
-  const auto run = run_with_exit_command("no_such_tool /x");
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ("", run.output + run.errors);
-}
-
-TEST(CommandRunner, TracesTheCommandBeforeItRuns) {
-  given_variable("ZEPHON_STARTUP_DEBUG", "1");
-  EXPECT_EQ(trace_of("tool %s"), run_with_exit_command("tool %s").output);
-}
-
-TEST(CommandRunner, ShowsTheJobExitCommandWithPtrace) {
-  given_installed_release();
-  given_file("prod\\netweave\\mpi_wrapper\\win64\\mpi_wrapper.dll");
-  given_variable("CANCEL_CCP_JOB_EXIT1", "job modify 5");
-  const auto run = run_launcher("--ptrace " + given_solver());
-  EXPECT_EQ("\r\njob modify 5\r\n", run.output);
-  EXPECT_EQ("", run.errors);
-}
-
-TEST(ToolOutput, IsShownAsItCame) {
-  EXPECT_EQ("State : Running\r\n100% of %s\r\n", answer_shown(R"(
-when view
-out State : Running\r\n100% of %s\r\n
-)"));
-}
-
 TEST(ToolOutput, ShowsWhatWasWrittenToStandardErrorInItsPlace) {
   EXPECT_EQ("one\r\ntwo\r\nthree\r\n", answer_shown(R"(
 when view
@@ -191,25 +123,6 @@ out one\n
 err two\n
 out three\n
 )"));
-}
-
-TEST(ToolOutput, ShowsALastLineWithoutALineEnd) {
-  EXPECT_EQ("the end", answer_shown("when view\nout the end\n"));
-}
-
-TEST(ToolOutput, ShowsALineOfAMegabyte) {
-  EXPECT_TRUE(std::string(1048576, 'x') + "\r\n" ==
-              answer_shown("when view\nrepeat 1048576 x\nout \\n\n"));
-}
-
-TEST(ToolOutput, MatchesALongLinePieceByPiece) {
-  // The key stands at the begin of the second piece of 1,023 characters.
-  answer_shown("when view\nrepeat 1023 x\nout AllocatedNodes : n1 n2\\n\n");
-  EXPECT_EQ("n1\r\n", file_text("hosts"));
-}
-
-TEST(ToolOutput, ShowsBytesAbove127) {
-  EXPECT_EQ("K\xF6ln \x80\xFF\r\n", answer_shown("when view\nout K\\xF6ln \\x80\\xFF\\n\n"));
 }
 
 TEST(ToolOutput, StandsBehindWhatTheLauncherSaidBefore) {

@@ -22,11 +22,31 @@ std::optional<int> run(const std::string &command, texts &lines) {
   });
 }
 
-TEST(RunCommand, HandsOverEachLineAndGivesTheExitCode) {
-  given_tool("job view 7", prints("one\r\ntwo\r\n").exits_with(3));
+struct tool_case {
+  tool_answer tool;
+  int code;
   texts lines;
-  EXPECT_EQ(3, run("job view 7", lines));
-  EXPECT_EQ((texts{"one\n", "two\n"}), lines);
+};
+
+TEST(RunCommand, HandsOverEachLineAndGivesTheExitCode) {
+  for (const auto &[tool, code, expected] :
+       std::vector<tool_case>{{prints("one\r\ntwo\r\n").exits_with(3), 3, {"one\n", "two\n"}},
+                              {exits_with(1), 1, {}},
+                              {prints("out 1\n").then_prints_error("err\n").then_prints("out 2\n"),
+                               0,
+                               {"out 1\n", "err\n", "out 2\n"}},
+                              {prints("a").then_prints("b\nc", 5'000), 0, {"ab\n", "c"}},
+                              {prints(std::string(2'000, 'x') + "\n"),
+                               0,
+                               {std::string(1'023, 'x'), std::string(977, 'x') + "\n"}},
+                              {prints("x").lives_on(), 259, {"x"}},
+                              {exits_with(0xC0000005UL), static_cast<int>(0xC0000005U), {}}}) {
+    fresh_launch();
+    given_tool("t", tool);
+    texts lines;
+    EXPECT_EQ(code, run("t", lines));
+    EXPECT_EQ(expected, lines);
+  }
 }
 
 TEST(RunCommand, StartsTheCommandBehindTheInterpreter) {
@@ -45,62 +65,12 @@ TEST(RunCommand, StartsTheCommandBehindTheInterpreter) {
   EXPECT_EQ(platform::inheritance::listed, started.handles);
 }
 
-TEST(RunCommand, GivesTheCodeOfACommandThatPrintsNothing) {
-  given_tool("t", exits_with(1));
-  texts lines;
-  EXPECT_EQ(1, run("t", lines));
-  EXPECT_EQ(texts{}, lines);
-}
-
-TEST(RunCommand, JoinsStandardErrorInTheOrderWritten) {
-  given_tool("t", prints("out 1\n").then_prints_error("err\n").then_prints("out 2\n"));
-  texts lines;
-  EXPECT_EQ(0, run("t", lines));
-  EXPECT_EQ((texts{"out 1\n", "err\n", "out 2\n"}), lines);
-}
-
-TEST(RunCommand, WaitsForOutputThatComesLate) {
-  given_tool("t", prints("a").then_prints("b\nc", 5'000));
-  texts lines;
-  EXPECT_EQ(0, run("t", lines));
-  EXPECT_EQ((texts{"ab\n", "c"}), lines);
-}
-
-TEST(RunCommand, HandsOverALongLineInPieces) {
-  given_tool("t", prints(std::string(2'000, 'x') + "\n"));
-  texts lines;
-  (void)run("t", lines);
-  EXPECT_EQ((texts{std::string(1'023, 'x'), std::string(977, 'x') + "\n"}), lines);
-}
-
-TEST(RunCommand, ReadsMegabytesToTheirEnd) {
-  given_tool("t", prints(std::string(1'000'000, 'x')));
-  std::size_t size = 0;
-  EXPECT_EQ(0, run_command("t", asks(), [&](const std::string &line) {
-              size += line.size();
-              return true;
-            }));
-  EXPECT_EQ(1'000'000U, size);
-}
-
 TEST(RunCommand, ReportsACommandThatIsNotFoundThroughItsOutput) {
   texts lines;
   EXPECT_EQ(1, run("nothing", lines));
   ASSERT_EQ(2U, lines.size());
   EXPECT_EQ("'nothing' is not recognized as an internal or external command,\n", lines[0]);
   EXPECT_EQ("", standard_error());
-}
-
-TEST(RunCommand, GivesTheCodeOfACommandThatStillRuns) {
-  given_tool("t", prints("x").lives_on());
-  texts lines;
-  EXPECT_EQ(259, run("t", lines));
-}
-
-TEST(RunCommand, GivesACodeAboveTheLargestNumber) {
-  given_tool("t", exits_with(0xC0000005UL));
-  texts lines;
-  EXPECT_EQ(static_cast<int>(0xC0000005U), run("t", lines));
 }
 
 TEST(RunCommand, StopsReadingWhenTheTakerHasEnough) {
@@ -122,12 +92,11 @@ TEST(RunCommand, TracesTheCommandBeforeItsOutput) {
   EXPECT_EQ(standard_output(), started_commands().at(0).said_before);
 }
 
-TEST(RunCommand, ReportsAnInterpreterThatCannotBeStarted) {
+TEST(RunCommand, ReportsAnInterpreterThatCannotBeStartedWithoutReadingAFormat) {
   given_no_command_interpreter();
   texts lines;
-  EXPECT_EQ(std::nullopt, run("job view 7", lines));
-  EXPECT_EQ("\nerror : cmd = job view 7\n\nError in execute command job view 7\n",
-            standard_error());
+  EXPECT_EQ(std::nullopt, run("%s%n", lines));
+  EXPECT_EQ("\nerror : cmd = %s%n\n\nError in execute command %s%n\n", standard_error());
 }
 
 TEST(RunCommand, ReportsAPipeThatCannotBeMade) {
@@ -136,22 +105,6 @@ TEST(RunCommand, ReportsAPipeThatCannotBeMade) {
   EXPECT_EQ(std::nullopt, run("t", lines));
   EXPECT_EQ("\nerror : cmd = t\n\nError in execute command t\n", standard_error());
   EXPECT_TRUE(started_commands().empty());
-}
-
-TEST(RunCommand, TakesNoCommandForAFormat) {
-  given_no_command_interpreter();
-  texts lines;
-  (void)run("%s%n", lines);
-  EXPECT_EQ("\nerror : cmd = %s%n\n\nError in execute command %s%n\n", standard_error());
-}
-
-TEST(RunCommand, LetsTheNextCommandRun) {
-  given_tool("one", prints("1"));
-  given_tool("two", prints("2"));
-  texts lines;
-  (void)run("one", lines);
-  (void)run("two", lines);
-  EXPECT_EQ((texts{"1", "2"}), lines);
 }
 
 TEST(StartRun, GivesARunOfItsOwn) {
@@ -170,12 +123,12 @@ TEST(StartRun, GivesARunOfItsOwn) {
   EXPECT_EQ(0, close_run(std::move(one)));
 }
 
-TEST(CloseRun, GivesMinusOneWithoutARun) {
+TEST(CloseRun, GivesMinusOneWithoutARunOrAProcess) {
+  stop_current_run();
+  EXPECT_EQ(-1, close_current_run());
   EXPECT_EQ(-1, close_run(nullptr));
-}
-
-TEST(CloseRun, GivesMinusOneWithoutAProcess) {
   EXPECT_EQ(-1, close_run(std::make_unique<run_record>()));
+  EXPECT_TRUE(started_commands().empty());
 }
 
 TEST(CloseRun, DoesNotWaitForTheCommand) {
@@ -234,15 +187,6 @@ TEST(CurrentRun, LeavesTheToolWhenItCannotBeStopped) {
   stop_current_run();
   EXPECT_EQ(0U, terminated_with(started_commands().at(0).id));
   EXPECT_TRUE(process_runs(started_commands().at(0).id));
-}
-
-TEST(CurrentRun, IsNotStoppedWhenThereIsNone) {
-  stop_current_run();
-  EXPECT_TRUE(started_commands().empty());
-}
-
-TEST(CurrentRun, IsClosedToMinusOneWhenThereIsNone) {
-  EXPECT_EQ(-1, close_current_run());
 }
 
 // ---- The interpreter ----------------------------------------------------------------------
