@@ -119,11 +119,13 @@ TEST(WaitForNodes, AsksLessAndLessOftenAndMindsTheBoxAsBefore) {
 TEST(WaitForNodes, AsksTwiceASecondAndPrintsADotBeforeEveryTenthQuestion) {
   given_request();
   given_scheduler(21);
+  given_tool_for([](const std::string &command) { return command == submit_command; },
+                 prints("Created job, ID: 9\r\n").then_prints("late", 2'000));  // read to its end
   (void)create_scheduler_job();
   EXPECT_EQ("Created job, ID: 7\n.... done!\n", standard_output());
   for (std::size_t question = 1; question <= 22; ++question) {
     const auto &asked = started_commands().at(1 + question);
-    EXPECT_EQ(500 * (question - 1), asked.at);
+    EXPECT_EQ(2'000 + 500 * (question - 1), asked.at);
     const std::size_t dots = question == 1 ? 0 : (question - 2) / 10 + 1;
     EXPECT_EQ("Created job, ID: 7\n" + std::string(dots, '.'), asked.said_before);
   }
@@ -267,11 +269,15 @@ TEST(CtrlC, EndsTheLauncherBeforeThereIsAJob) {
 TEST(CancelJob, CancelsJobZeroTooWithTheToolOfTheUser) {
   state.ccp_job_command = "\"C:\\HPC Pack\\job.exe\"";
   given_variable("USE_CCP", "head");
+  given_tool_with("cancel", prints(std::string(1'000'000, 'x'), 30'000).exits_with(1));
   for (const char *id : {"0", "none"}) {
     given_variable("CCP_JOB_ID", id);
     EXPECT_EQ(1, status_of_exit([] { cancel_scheduler_job(2); }));
     EXPECT_EQ("\"C:\\HPC Pack\\job.exe\" cancel 0 /scheduler:head", commands().back());
   }
+  EXPECT_EQ(60'000U, now());  // it waits for the tool
+  const std::string said = "\nCancelling job 0 ... done!\nPress Ctrl-C to stop after done!\n";
+  EXPECT_EQ(said + said, standard_output());
 }
 
 TEST(CancelJob, EndsWithOneWithoutAJob) {
