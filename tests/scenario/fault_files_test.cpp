@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "fault_calls.h"
 #include "fault_page.h"
 #include "faulty_files.h"
 
@@ -29,42 +30,20 @@ enum class file_fault {
   closed  // a pipe whose reader is gone
 };
 
-std::string words_of(file_fault one) {
-  switch (one) {
-    case file_fault::missing:
-      return "is missing";
-    case file_fault::no_folder:
-      return "its folder is missing";
-    case file_fault::unreadable:
-      return "may not be read";
-    case file_fault::unwritable:
-      return "may not be written";
-    case file_fault::locked:
-      return "is locked";
-    case file_fault::folder:
-      return "is a folder";
-    case file_fault::full:
-      return "disk is full";
-    case file_fault::vanishes:
-      return "vanishes between two reads";
-    case file_fault::closed:
-      return "its reader is gone";
-  }
-  return "";
-}
-
-std::string test_words_of(file_fault one) {
-  std::string name;
-  bool begins = true;
-  for (const char letter : words_of(one)) {
-    if (letter == ' ') {
-      begins = true;
-    } else {
-      name += begins ? static_cast<char>(letter - 'a' + 'A') : letter;
-      begins = false;
-    }
-  }
-  return name;
+// In the order of the faults.
+const fault_words &words_of(file_fault one) {
+  static const fault_words words[] = {
+      {"is missing", "IsMissing"},
+      {"its folder is missing", "ItsFolderIsMissing"},
+      {"may not be read", "MayNotBeRead"},
+      {"may not be written", "MayNotBeWritten"},
+      {"is locked", "IsLocked"},
+      {"is a folder", "IsAFolder"},
+      {"disk is full", "DiskIsFull"},
+      {"vanishes between two reads", "VanishesBetweenTwoReads"},
+      {"its reader is gone", "ItsReaderIsGone"},
+  };
+  return words[static_cast<int>(one)];
 }
 
 // Keeps a fault alive as long as the test runs.
@@ -626,7 +605,7 @@ struct file_cell {
 };
 
 void PrintTo(const file_cell &cell, std::ostream *stream) {
-  *stream << cell.file->heading << ", " << words_of(cell.with);
+  *stream << cell.file->heading << ", " << words_of(cell.with).page;
 }
 
 std::vector<file_cell> all_file_cells() {
@@ -648,13 +627,13 @@ TEST_P(FileFault, HasItsOutcome) {
     GTEST_SKIP() << "no full disk here: SCENARIO_FULL_DISK names the folder of one";
   }
   if (!HasFailure()) {
-    compare_with_page(file->heading, words_of(with), cells);
+    compare_with_page(file->heading, words_of(with).page, cells);
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, FileFault, testing::ValuesIn(all_file_cells()),
                          [](const auto &row) {
-                           return row.param.file->name + test_words_of(row.param.with);
+                           return row.param.file->name + words_of(row.param.with).test;
                          });
 
 }  // namespace
@@ -666,7 +645,7 @@ std::vector<page_section> file_sections() {
   for (const auto &one : file_cases()) {
     page_section section = {one.heading, one.about, {"Says", "Then", "Status"}, {}};
     for (const auto with : one.faults) {
-      section.faults.push_back(words_of(with));
+      section.faults.push_back(words_of(with).page);
     }
     sections.push_back(section);
   }

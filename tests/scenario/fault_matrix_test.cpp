@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <ostream>
 
+#include "cases/launch_case.h"
 #include "fault_calls.h"
 #include "fault_page.h"
 #include "faulty_files.h"
@@ -62,12 +63,6 @@ const fault_rule &rule_of(const matrix_cell &cell) {
   return *std::find_if(rules.begin(), rules.end(), [&](const fault_rule &rule) {
     return std::find(rule.when.begin(), rule.when.end(), cell.with) != rule.when.end();
   });
-}
-
-void replace_all(std::string &text, const std::string &what, const std::string &with) {
-  for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += with.size()) {
-    text.replace(at, what.size(), with);
-  }
 }
 
 // ---- What the tool with the fault says ----------------------------------------------------
@@ -191,7 +186,7 @@ std::string script_of_all(const matrix_cell &cell) {
   for (const auto &one : call.others) {
     script += answer_text(one);
   }
-  replace_all(script, "{world}\\", in_world(""));
+  script = cases::replaced(script, "{world}\\", in_world(""));
   return script;
 }
 
@@ -341,11 +336,11 @@ void expect_boxes(const matrix_cell &cell, const heard_text &heard, const launch
   for (std::size_t index = 0; index < rule.boxes.size(); ++index) {
     auto expected = rule.boxes[index].text;
     if (expected.find("{windows}") != std::string::npos) {
-      replace_all(expected, "{windows}", refusal_of("..\\" + cell.call->tool));
+      expected = cases::replaced(expected, "{windows}", refusal_of("..\\" + cell.call->tool));
     } else if (expected.find('{') != std::string::npos) {
       const auto text = in_memory(heard.output + heard.errors);
-      replace_all(expected, "{first line}", first_line_of(text));
-      replace_all(expected, "{last line}", last_line_of(text));
+      expected = cases::replaced(expected, "{first line}", first_line_of(text));
+      expected = cases::replaced(expected, "{last line}", last_line_of(text));
     }
     EXPECT_EQ(rule.boxes[index].caption, run.boxes[index].caption);
     EXPECT_EQ(expected, run.boxes[index].text);
@@ -387,7 +382,7 @@ std::string hosts_in(const std::string &machine_file) {
   if (text.empty()) {
     return "empty";
   }
-  replace_all(text, "\r\n", " ");
+  text = cases::replaced(text, "\r\n", " ");
   return text.substr(0, text.size() - 1);
 }
 
@@ -449,18 +444,18 @@ std::string without_command(std::string text, const program_call &call) {
     text.replace(at, text.find('}', at) + 1 - at, "<the interpreter's words>\n");
   }
   if (!call.command.empty()) {
-    replace_all(text, call.command, "<command>");
+    text = cases::replaced(text, call.command, "<command>");
   }
   return text;
 }
 
 std::string box_words(const expected_box &box, const program_call &call) {
   auto text = without_command(box.text, call);
-  replace_all(text, "{first line}", "<first line>");
-  replace_all(text, "{last line}", "<last line>");
-  replace_all(text, "{windows}", "<Windows' message>\n");
+  text = cases::replaced(text, "{first line}", "<first line>");
+  text = cases::replaced(text, "{last line}", "<last line>");
+  text = cases::replaced(text, "{windows}", "<Windows' message>\n");
   for (const unsigned long error : {2UL, 193UL}) {
-    replace_all(text, windows_message(error), "<Windows' message>\n");
+    text = cases::replaced(text, windows_message(error), "<Windows' message>\n");
   }
   // A long text is known by its first line.
   constexpr std::ptrdiff_t most_lines = 3;
