@@ -533,7 +533,7 @@ def asked_for(arguments):
 def files_in_tree(named):
     if not named:
         paths = sorted((ROOT / "src" / "backends").glob("*.cpp"))
-        paths.append(ROOT / "src" / "core" / "options.cpp")
+        paths.append(ROOT / "src" / "launch" / "options.cpp")
     else:
         paths = [pathlib.Path(name).resolve() for name in named]
     return [path.relative_to(ROOT).as_posix() for path in paths]
