@@ -192,12 +192,21 @@ outcome fault(const std::string &name, const std::string &text) {
 // A launch that is not gone through.
 outcome early_fault(const std::string &name, const std::string &text) {
   outcome then = fault(name, text);
-  then.says_not = {"Rehearsal", "wrapper  "};
+  then.says_not = {"Rehearsal", "wrapper  ", "communicator"};
   return then;
 }
 
 outcome note(const std::string &name, const std::string &text) {
   return {.says = {listed("note", name, text)}};
+}
+
+launch_case other_on_path(const std::string &name, const std::string &program) {
+  return {.name = name,
+          .files = {{"{world}\\ccp\\" + program}},
+          .arguments = {"-mpi=msmpi", "-t2", "x"},
+          .then = note("other-mpi", "{world}\\ccp on PATH has a " + program +
+                                        " of another MPI: ranks that come up alone, or wrong "
+                                        "libraries, come from there: take it off PATH")};
 }
 
 }  // namespace
@@ -338,13 +347,9 @@ launch_family zprun_finding_family() {
            .tools = {{"{mpi}\\ibmmpi\\bin\\mpirun.exe -pwcheck", "Cached password is valid\n"}},
            .arguments = {"-mpi=ibmmpi", "-cache_password", "-t2", "x"},
            .then = {.says = {sound("password", "the MPI has it")}, .says_not = {"fault "}}},
-          {.name = "IsAnotherMpiOnThePath",
-           .files = {{"{world}\\ccp\\mpiexec.exe"}},
-           .arguments = here,
-           .then = note("other-mpi",
-                        "{world}\\ccp on PATH has a mpiexec.exe of another MPI: ranks that "
-                        "come up alone, or wrong libraries, come from there: take it off "
-                        "PATH")},
+          other_on_path("IsAnotherMpiOnThePath", "mpiexec.exe"),
+          other_on_path("IsAnotherMpirunOnThePath", "mpirun.exe"),
+          other_on_path("IsAnotherServiceOnThePath", "smpd.exe"),
           {.name = "IsNotTheLauncherOnThePath",
            .files = {{"{world}\\ccp\\mpirun.exe"}, {"{world}\\ccp\\zprun.exe"}},
            .arguments = here,

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -73,4 +74,28 @@ TEST(HostFile, GivesEachHostOnce) {
   EXPECT_THAT(check_host_file("alpha:2\nbeta\nalpha:1\n", "intel").hosts,
               ElementsAre(testing::Field(&named_host::name, "alpha"),
                           testing::Field(&named_host::name, "beta")));
+}
+
+TEST(HostFile, SaysWhatIsWrong) {
+  for (const auto &[content, mpi, what] : std::vector<std::array<std::string, 3>>{
+           {"\xFF\xFE", "intel", "the file is UTF-16"},
+           {"\xFE\xFF", "intel", "the file is UTF-16"},
+           {"\xEF\xBB\xBF", "intel", "the file begins with a byte-order mark"},
+           {"a:x\n", "intel", "\"x\" is no number of processes"},
+           {"a:2\n", "msmpi", "this MPI takes the whole of it for the host's name"},
+           {"a 2\n", "intel", "the count lacks its colon"},
+           {"\n", "intel", "the line is empty, and would count as a host"},
+           {"#\n", "intel", "a comment would count as a host"},
+           {"a #\n", "intel", "a comment behind the host"},
+           {"a;b\n", "intel", "a list"},
+           {"a\tb\n", "intel", "a tab"},
+           {"a\rb\n", "intel", "a carriage return inside the line"},
+           {" a\n", "intel", "a blank at the line's beginning or end"},
+           {":2\n", "intel", "a colon without a host"},
+           {"a\n\x1A", "intel", "the file ends here (Ctrl-Z)"},
+           {"", "intel", "there is no host in the file"}}) {
+    const auto reading = check_host_file(content, mpi);
+    ASSERT_FALSE(reading.faults.empty()) << what;
+    EXPECT_EQ(what, reading.faults[0].what);
+  }
 }

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -355,7 +356,14 @@ TEST(ZprunOnACluster, StartsTheCancellingWhenTheConsoleCloses) {
   given_tool("job cancel 7 /scheduler:head");
   given_control_event_after(2'500, platform::control_event::closing);
   (void)run_zprun({"-mpi=msmpi", "-t2", "-ccp", "head", "x"});
-  EXPECT_THAT(commands(), testing::Contains("job cancel 7 /scheduler:head").Times(1));
+  const auto started = started_commands();
+  const auto cancels = [](const auto &one) {
+    return one.command == "job cancel 7 /scheduler:head";
+  };
+  ASSERT_EQ(1, std::count_if(started.begin(), started.end(), cancels));
+  const auto cancelling = std::find_if(started.begin(), started.end(), cancels);
+  EXPECT_TRUE(cancelling->detached && cancelling->hidden);
+  EXPECT_EQ(platform::inheritance::none, cancelling->handles);
 }
 
 TEST(ZprunOnACluster, LeavesAJobOfTheUsersOwn) {
