@@ -209,7 +209,7 @@ lines_of() {
 print_coverage() {
   local name
   for name in "${names[@]}"; do
-    echo "| \`$name\` | $(find "$build/../fuzz/kept/$name" -type f | wc -l) | $(lines_of "$name") |"
+    echo "| \`$name\` | $(find "build/fuzz/kept/$name" -type f | wc -l) | $(lines_of "$name") |"
   done
   echo "| together | | $(lines_of "${names[@]}") |"
 }
