@@ -258,7 +258,7 @@ class Package : public testing::Test {
 
   const std::string newer = package("PACKAGES", "packages", newer_name + ".msi");
   const std::string older =
-      package("OLDER_PACKAGES", "older_packages", "zephon-launcher-1.0.9-win64.msi");
+      package("OLDER_PACKAGES", "older_packages", "zephon-launcher-1.0.0-win64.msi");
 
  private:
   static void remove_what_is_listed() {
