@@ -51,6 +51,10 @@ std::size_t starts_of(const std::string &command) {
   return static_cast<std::size_t>(std::count(all.begin(), all.end(), command));
 }
 
+TEST(NewJob, IsNoneWhenNoneIsWanted) {
+  EXPECT_EQ(-1, create_scheduler_job());
+}
+
 TEST(NewJob, ThatCannotBeStartedIsReported) {
   given_request();
   given_no_command_interpreter();
