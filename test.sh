@@ -223,7 +223,7 @@ step_tidy() {
 }
 
 # The compiler that the commands are written for knows where its library is; clang
-# is told.
+# is told. Headers that it has read beforehand are nothing for clang.
 write_clang_commands() {
   local include commands=$root/build/clang
   include=$(x86_64-w64-mingw32-g++-posix -print-file-name=include)
@@ -231,7 +231,7 @@ write_clang_commands() {
   mkdir -p "$commands"
   sed "s#\"command\": \"[^ ]*g++-posix #\"command\": \"clang++ --target=x86_64-w64-windows-gnu -nostdinc++ \
 -isystem $include -isystem $include/x86_64-w64-mingw32 -isystem /usr/x86_64-w64-mingw32/include \
--Wno-unknown-warning-option #" "$root/build/mingw/compile_commands.json" >"$commands/compile_commands.json"
+-Wno-unknown-warning-option #; s# -Winvalid-pch -include [^ ]*##" "$root/build/mingw/compile_commands.json" >"$commands/compile_commands.json"
 }
 
 # The C++ files of the named folders that a build compiles.
