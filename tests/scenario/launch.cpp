@@ -218,9 +218,9 @@ void follow_until(launch &run, const std::function<bool()> &reached) {
       Sleep(running ? 0 : pause_between_looks);
     }
     if (clock::now() >= limit) {
-      ADD_FAILURE() << "time limit reached; still running:\n"
-                    << names_of(processes_of_world()) << "output so far:\n"
-                    << run.output << run.errors;
+      ADD_FAILURE() << "time limit reached; output so far:\n"
+                    << run.output << run.errors << "\nstill running:\n"
+                    << names_of(processes_of_world());
       TerminateJobObject(world().job.get(), 1);
       return;
     }
