@@ -247,11 +247,10 @@ void check_surroundings(finding_list &list, const checked_launch &launch) {
 }
 
 void check_command(finding_list &list, const std::string &command, bool scheduled) {
-  constexpr std::size_t longest_for_windows = 32'766;
-  constexpr std::size_t longest_for_interpreter = 8'191;
   constexpr std::size_t longest_for_scheduler = 480;
   const std::size_t task = std::min(command.find("mpi"), command.size());
-  const std::size_t limit = scheduled ? longest_for_interpreter : longest_for_windows;
+  const std::size_t limit =
+      scheduled ? platform::longest_interpreted : platform::longest_command_line;
   const std::string length = std::to_string(command.size()) + " characters";
   if (command.size() > limit) {
     add_fault(list, "command-length",

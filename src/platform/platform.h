@@ -162,6 +162,7 @@ struct start_settings {
 
 // The longest command line, and the longest name=value of a variable, in characters.
 constexpr std::size_t longest_command_line = 32'766;
+constexpr std::size_t longest_interpreted = 8'191;  // by the command interpreter
 constexpr std::size_t longest_variable = 32'767;
 
 struct started_process {

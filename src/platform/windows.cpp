@@ -402,10 +402,6 @@ owned_handle group_of(HANDLE process) {
   return group;
 }
 
-}  // namespace
-
-namespace {
-
 // Where Windows looks for a bare name that must not be in the current directory.
 std::string folders_of_bare_names() {
   char own[MAX_PATH] = "";

@@ -24,9 +24,8 @@
 namespace {
 
 constexpr std::size_t shortened_command_limit = 1024;
-constexpr std::size_t longest_interpreted = 8'191;  // for the command interpreter
-constexpr float default_submit_wait = 60.0F;        // seconds
-constexpr std::uint64_t wake_up_interval = 100;     // milliseconds
+constexpr float default_submit_wait = 60.0F;     // seconds
+constexpr std::uint64_t wake_up_interval = 100;  // milliseconds
 constexpr std::uint64_t no_limit = ~std::uint64_t{0};
 constexpr int submit_trace_line = 3432;
 constexpr int inside_job_trace_line = 3448;
@@ -143,7 +142,7 @@ bool wait_for_submit_answer(text_reader *output, void *event) {
 
 void record_interpreted_launch(const command_line &command) {
   record_launch(command);
-  if (command.text.size() > longest_interpreted) {
+  if (command.text.size() > platform::longest_interpreted) {
     tell_unknown("what the command interpreter makes of a command of this length");
   }
 }
