@@ -115,6 +115,7 @@ namespace {
 
 // Held by the thread that starts a program.
 SRWLOCK start_lock = SRWLOCK_INIT;
+std::atomic<bool> starts_are_over = false;
 
 // A thread that was ended from outside may have left the lock as it was.
 constexpr int start_end_attempts = 300;
@@ -125,6 +126,7 @@ constexpr DWORD start_end_wait = 10;
 // A program whose start is broken off by the end of this one would stay behind for
 // ever: Windows makes it first, and then lets it run.
 void end_at_once(int status) {
+  starts_are_over = true;  // one thread that starts on and on would hold the lock at every attempt
   for (int attempt = 0; attempt < start_end_attempts && !TryAcquireSRWLockExclusive(&start_lock);
        ++attempt) {
     Sleep(start_end_wait);
@@ -446,7 +448,13 @@ namespace {
 // While it lives, no other thread starts a program, and none ends this one.
 class start_in_turn {
  public:
-  start_in_turn() { AcquireSRWLockExclusive(&start_lock); }
+  start_in_turn() {
+    AcquireSRWLockExclusive(&start_lock);
+    if (starts_are_over) {
+      ReleaseSRWLockExclusive(&start_lock);
+      Sleep(INFINITE);  // another thread is ending the program
+    }
+  }
   start_in_turn(const start_in_turn &) = delete;
   start_in_turn &operator=(const start_in_turn &) = delete;
   ~start_in_turn() { ReleaseSRWLockExclusive(&start_lock); }
