@@ -29,10 +29,7 @@ class DoubleByteName : public testing::Test {
 }  // namespace
 
 TEST_F(DoubleByteName, IsThatOfAHostFileAndOfTheFolderForTheOneThatIsWritten) {
-  given_release_without_blanks("ibmmpi");
-  given_variable("IBMMPI_ROOT", "..\\mpi");
-  given_variable("ORBEX_DONT_CACHE_PASSWORD", "1");
-  given_tool("mpi\\bin\\mpirun.exe");
+  given_own_platform_mpi();
   ASSERT_TRUE(scripted_tool::write_file(in_world(letter + "\\" + letter), "alpha\nbeta\n"));
   given_variable("TEMP", in_world(letter));
   const auto run = run_launcher("--mpi=ibmmpi --np=3 --cnf=..\\" + letter + "\\" + letter +

@@ -56,10 +56,7 @@ std::string command_line_of(const launch &run, int processes) {
 }
 
 void given_platform_mpi() {
-  given_release_without_blanks("ibmmpi");
-  given_variable("IBMMPI_ROOT", "..\\mpi");
-  given_variable("ORBEX_DONT_CACHE_PASSWORD", "1");
-  given_tool(mpirun);
+  given_own_platform_mpi();
   given_file("hosts", "alpha\nbeta\ngamma\n");
   given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
   given_folder("logs");

@@ -76,6 +76,10 @@ std::string given_solver(const std::string &script = "");
 // What MPICH needs: its wrapper, MPI_HOME with a tool at mpirun's place, a host file.
 void given_mpich(const std::string &script = "");
 
+// What Platform MPI needs: its wrapper, the release named without blanks, and a tool in
+// IBMMPI_ROOT, <world>\mpi, whose password is not asked for.
+void given_own_platform_mpi(const std::string &script = "");
+
 // The folder of an installed MPI, from the world's folder on:
 // inc\zephon<release>\netweave\mpi\win64\<mpi>
 std::string mpi_folder(const std::string &release, const std::string &mpi);

@@ -78,11 +78,8 @@ const std::string mpirun = "mpi\\bin\\mpirun.exe";
 
 // A launcher that writes this kind of host file for the MPI.
 void given_written_host_file(const std::string &prefix) {
-  given_release("ibmmpi");
-  given_variable("IBMMPI_ROOT", "..\\mpi");
-  given_variable("ORBEX_DONT_CACHE_PASSWORD", "1");
+  given_own_platform_mpi();
   given_variable("ZEPHON_HOSTS_FILE", "..\\hosts");
-  given_tool(mpirun);
   if (prefix == "zphosts") {
     given_variable("ZEPHON_AUTO_SPAWN", "1");
     given_file("hosts", "alpha:2\n");

@@ -241,6 +241,13 @@ void given_mpich(const std::string &script) {
   given_variable("ZEPHON_HOSTS_FILE", in_world("hosts"));
 }
 
+void given_own_platform_mpi(const std::string &script) {
+  given_release_without_blanks("ibmmpi");
+  given_variable("IBMMPI_ROOT", "..\\mpi");
+  given_variable("ORBEX_DONT_CACHE_PASSWORD", "1");
+  given_tool("mpi\\bin\\mpirun.exe", script);
+}
+
 std::string mpi_folder(const std::string &release, const std::string &mpi) {
   return "inc\\zephon" + release + "\\netweave\\mpi\\win64\\" + mpi;
 }
