@@ -5,29 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "fault_page.h"
 #include "scenario_bench.h"
 
 namespace scenario {
-
-enum class fault {
-  missing,     // there is no such file
-  no_program,  // the file is no program
-  refused,     // Windows does not open the file
-  hangs,       // says nothing and does not end
-  dies_silently,
-  dies_in_line,
-  ten_megabytes,  // in front of its answer
-  all_bytes,      // 0 to 255, in front of its answer
-  exits_with_1,   // these three behind its answer
-  crashes,
-  closes_output  // and lives on
-};
-
-// What it is called on the page and in the names of the tests.
-struct fault_words {
-  std::string page, test;
-};
-const fault_words &words_of(fault one);  // in the order of the faults
 
 // How a program is started, and so whose words reach the user on which way.
 enum class start_way {
@@ -69,12 +50,6 @@ struct tool_answer {
   std::string steps;  // script lines
 };
 
-// What the launcher finds, and what it is started with.
-struct call_world {
-  void (*given)() = nullptr;
-  std::string arguments;
-};
-
 struct program_call {
   std::string name;     // of its tests
   std::string heading;  // on the page
@@ -83,12 +58,11 @@ struct program_call {
   start_way way = start_way::runner;
   waits_for waits = waits_for::its_output;
   shows shown = shows::nothing;
-  std::string key;               // stands in its command line, and in no other of the launch
-  std::string command;           // what the interpreter is given
-  std::string tool;              // its file in the world
-  bool tool_ran_before = false;  // in the same launch: the file must be in order
-  std::string answer;            // what it says when all is well
-  std::string half;              // ... when it dies in the middle of a line
+  std::string key;          // stands in its command line, and in no other of the launch
+  std::string command;      // what the interpreter is given
+  std::string tool;         // its file in the world; in order when it has run before
+  std::string answer;       // what it says when all is well
+  std::string half;         // ... when it dies in the middle of a line
   std::string before = "";  // the launcher's words on standard output in front of what it shows
   std::vector<tool_answer> earlier = {};  // these go before the answer with the fault
   std::vector<tool_answer> others = {};

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <ostream>
 
 #include "cases/launch_case.h"
 #include "fault_calls.h"
@@ -21,48 +20,14 @@ using namespace scenario;
 
 namespace {
 
-struct matrix_cell {
-  const program_call *call;
-  fault with;
-};
-
-void PrintTo(const matrix_cell &cell, std::ostream *stream) {
-  *stream << cell.call->heading << ", " << words_of(cell.with).page;
-}
+using program_cell = matrix_cell<program_call>;
 
 bool has_fault(const program_call &call, fault one) {
-  const bool in_file = one == fault::missing || one == fault::no_program || one == fault::refused;
-  return !(in_file && call.tool_ran_before) &&
-         std::any_of(call.rules.begin(), call.rules.end(), [&](const fault_rule &rule) {
-           return std::find(rule.when.begin(), rule.when.end(), one) != rule.when.end();
-         });
+  return rule_for(call, one) != nullptr;
 }
 
-std::vector<fault> faults_of(const program_call &call) {
-  std::vector<fault> faults;
-  for (int number = 0; number <= static_cast<int>(fault::closes_output); ++number) {
-    if (has_fault(call, static_cast<fault>(number))) {
-      faults.push_back(static_cast<fault>(number));
-    }
-  }
-  return faults;
-}
-
-std::vector<matrix_cell> all_cells() {
-  std::vector<matrix_cell> cells;
-  for (const auto &call : program_calls()) {
-    for (const auto one : faults_of(call)) {
-      cells.push_back({&call, one});
-    }
-  }
-  return cells;
-}
-
-const fault_rule &rule_of(const matrix_cell &cell) {
-  const auto &rules = cell.call->rules;
-  return *std::find_if(rules.begin(), rules.end(), [&](const fault_rule &rule) {
-    return std::find(rule.when.begin(), rule.when.end(), cell.with) != rule.when.end();
-  });
+const fault_rule &rule_of(const program_cell &cell) {
+  return *rule_for(*cell.of, cell.with);
 }
 
 // ---- What the tool with the fault says ----------------------------------------------------
@@ -111,49 +76,43 @@ std::string with_complaints(const std::string &text) {
 
 // Windows itself says in a box that it cannot start a program, and the launcher looks
 // for some files before it asks.
-bool is_asked(const matrix_cell &cell) {
-  return !cell.call->command.empty() &&
-         (cell.with == fault::no_program || !has_fault(*cell.call, fault::refused));
+bool is_asked(const program_cell &cell) {
+  return !cell.of->command.empty() &&
+         (cell.with == fault::no_program || !has_fault(*cell.of, fault::refused));
 }
 
-heard_text heard_of(const matrix_cell &cell) {
+heard_text heard_of(const program_cell &cell) {
   switch (cell.with) {
     case fault::missing:
     case fault::no_program:
     case fault::refused:
-      return is_asked(cell) ? words_of_interpreter(cell.call->command) : heard_text{};
+      return is_asked(cell) ? words_of_interpreter(cell.of->command) : heard_text{};
     case fault::dies_in_line:
-      return {cell.call->half, ""};
+      return {cell.of->half, ""};
     case fault::ten_megabytes:
-      return {ten_megabytes() + cell.call->answer, ""};
+      return {ten_megabytes() + cell.of->answer, ""};
     case fault::all_bytes:
-      return {all_bytes() + cell.call->answer, ""};
+      return {all_bytes() + cell.of->answer, ""};
     case fault::exits_with_1:
     case fault::crashes:
     case fault::closes_output:
-      return {cell.call->answer, ""};
-    case fault::hangs:
-    case fault::dies_silently:
-      break;
+      return {cell.of->answer, ""};
+    default:
+      return {};
   }
-  return {};
 }
 
-std::string script_of(const matrix_cell &cell) {
-  const std::string answer = "out " + escape(cell.call->answer) + "\n";
+std::string script_of(const program_cell &cell) {
+  const std::string answer = "out " + escape(cell.of->answer) + "\n";
   const std::string hangs =
       "make_file {world}\\" + hanging_mark + "\nwait_file {world}\\" + go_mark + "\n";
   switch (cell.with) {
-    case fault::missing:
-    case fault::no_program:
-    case fault::refused:
-      break;  // it never runs
     case fault::hangs:
       return hangs;
     case fault::dies_silently:
       return "exit 0xC0000005\n";
     case fault::dies_in_line:
-      return "out " + escape(cell.call->half) + "\nexit 0xC0000005\n";
+      return "out " + escape(cell.of->half) + "\nexit 0xC0000005\n";
     case fault::ten_megabytes:
       return "repeat 10240 " + std::string(1022, 'x') + "\\r\\n\n" + answer;
     case fault::all_bytes:
@@ -164,8 +123,9 @@ std::string script_of(const matrix_cell &cell) {
       return answer + "exit 0xC0000005\n";
     case fault::closes_output:
       return answer + "close\n" + hangs;
+    default:
+      return "";  // it never runs
   }
-  return "";
 }
 
 // ---- Given --------------------------------------------------------------------------------
@@ -175,8 +135,8 @@ std::string answer_text(const tool_answer &one) {
 }
 
 // The script of all tools: the answer with the fault among the others.
-std::string script_of_all(const matrix_cell &cell) {
-  const auto &call = *cell.call;
+std::string script_of_all(const program_cell &cell) {
+  const auto &call = *cell.of;
   std::string script;
   for (const auto &one : call.earlier) {
     script += answer_text(one);
@@ -192,8 +152,8 @@ std::string script_of_all(const matrix_cell &cell) {
 
 // The tools of the launch; a file that may not be opened is closed as long as the
 // result lives.
-std::unique_ptr<unreadable_file> given_tools(const matrix_cell &cell) {
-  const auto &call = *cell.call;
+std::unique_ptr<unreadable_file> given_tools(const program_cell &cell) {
+  const auto &call = *cell.of;
   given_tool(call.tool);
   given_script_of_all_tools(script_of_all(cell));
   if (cell.with == fault::missing || cell.with == fault::refused) {
@@ -204,9 +164,9 @@ std::unique_ptr<unreadable_file> given_tools(const matrix_cell &cell) {
   return cell.with == fault::refused ? std::make_unique<unreadable_file>(call.tool) : nullptr;
 }
 
-void given_cell(const matrix_cell &cell) {
-  cell.call->of.given();
-  if (cell.call->waits == waits_for::one_second && cell.with == fault::hangs) {
+void given_cell(const program_cell &cell) {
+  cell.of->of.given();
+  if (cell.of->waits == waits_for::one_second && cell.with == fault::hangs) {
     given_variable("CCP_JOB_SUBMIT_WAIT_TIME", "1");
   }
   const auto &rule = rule_of(cell);
@@ -227,8 +187,8 @@ void meet_box(launch &run) {
 
 // Whether the launcher waits for a tool that hangs, or that only has closed its output:
 // the interpreter in front of it keeps that open.
-bool must_wait(const matrix_cell &cell) {
-  const auto waits = cell.call->waits;
+bool must_wait(const program_cell &cell) {
+  const auto waits = cell.of->waits;
   return cell.with == fault::hangs
              ? waits == waits_for::its_output || waits == waits_for::its_answer ||
                    waits == waits_for::its_end
@@ -236,13 +196,13 @@ bool must_wait(const matrix_cell &cell) {
                    (waits == waits_for::its_output || waits == waits_for::its_end);
 }
 
-bool lives_on(const matrix_cell &cell) {
+bool lives_on(const program_cell &cell) {
   return cell.with == fault::closes_output ||
-         (cell.with == fault::hangs && cell.call->waits != waits_for::one_second);
+         (cell.with == fault::hangs && cell.of->waits != waits_for::one_second);
 }
 
-launch run_cell(const matrix_cell &cell) {
-  const auto &call = *cell.call;
+launch run_cell(const program_cell &cell) {
+  const auto &call = *cell.of;
   const bool has_box = rule_of(cell).wait_box || call.way == start_way::dropped;
   const bool box_comes_first = !call.first_step.empty() || call.way == start_way::dropped;
 
@@ -304,15 +264,15 @@ std::string shown_text(const program_call &call, const heard_text &heard) {
   return text_mode(call.shown == shows::first_line ? " " + first_line_of(text) : text);
 }
 
-std::string expected_output(const matrix_cell &cell, const heard_text &heard) {
-  const auto &call = *cell.call;
+std::string expected_output(const program_cell &cell, const heard_text &heard) {
+  const auto &call = *cell.of;
   const bool limited = call.waits == waits_for::one_second && cell.with == fault::hangs;
   return text_mode(limited ? "\nCCP_JOB_SUBMIT_WAIT_TIME = 1\n" : call.before) +
          shown_text(call, heard) + with_complaints(rule_of(cell).after);
 }
 
-std::string expected_errors(const matrix_cell &cell, const heard_text &heard) {
-  const bool in_pipe = cell.call->way == start_way::runner;
+std::string expected_errors(const program_cell &cell, const heard_text &heard) {
+  const bool in_pipe = cell.of->way == start_way::runner;
   return (in_pipe ? "" : heard.errors) + with_complaints(rule_of(cell).errors);
 }
 
@@ -330,13 +290,13 @@ std::string refusal_of(std::string command) {
   return windows_message(error);
 }
 
-void expect_boxes(const matrix_cell &cell, const heard_text &heard, const launch &run) {
+void expect_boxes(const program_cell &cell, const heard_text &heard, const launch &run) {
   const auto &rule = rule_of(cell);
   ASSERT_EQ(rule.boxes.size() + (rule.wait_box ? 1 : 0), run.boxes.size());
   for (std::size_t index = 0; index < rule.boxes.size(); ++index) {
     auto expected = rule.boxes[index].text;
     if (expected.find("{windows}") != std::string::npos) {
-      expected = cases::replaced(expected, "{windows}", refusal_of("..\\" + cell.call->tool));
+      expected = cases::replaced(expected, "{windows}", refusal_of("..\\" + cell.of->tool));
     } else if (expected.find('{') != std::string::npos) {
       const auto text = in_memory(heard.output + heard.errors);
       expected = cases::replaced(expected, "{first line}", first_line_of(text));
@@ -396,8 +356,8 @@ bool is_start_of(const program_call &call, const std::string &command_line) {
 }
 
 // What was started behind the call with the fault, the same in a row only once.
-std::vector<std::string> steps_behind(const matrix_cell &cell) {
-  const auto &call = *cell.call;
+std::vector<std::string> steps_behind(const program_cell &cell) {
+  const auto &call = *cell.of;
   auto starts = all_starts();
   starts.erase(starts.begin(), starts.begin() + static_cast<std::ptrdiff_t>(
                                                     std::min(call.starts_before, starts.size())));
@@ -464,11 +424,11 @@ std::string box_words(const expected_box &box, const program_call &call) {
   return "a box: " + (lines.empty() ? "without a text" : lines);
 }
 
-std::string said_words(const matrix_cell &cell) {
+std::string said_words(const program_cell &cell) {
   const auto &rule = rule_of(cell);
   std::vector<std::string> said;
   for (const auto &text : {rule.after, rule.errors}) {
-    const auto lines = quoted_lines(without_command(text, *cell.call));
+    const auto lines = quoted_lines(without_command(text, *cell.of));
     if (!lines.empty()) {
       said.push_back(lines);
     }
@@ -477,14 +437,14 @@ std::string said_words(const matrix_cell &cell) {
     said.emplace_back("the wait box");
   }
   for (const auto &box : rule.boxes) {
-    said.push_back(box_words(box, *cell.call));
+    said.push_back(box_words(box, *cell.of));
   }
   return listed(said);
 }
 
-std::string status_words(const matrix_cell &cell) {
+std::string status_words(const program_cell &cell) {
   const auto status = std::to_string(rule_of(cell).status);
-  if (cell.with == fault::hangs && cell.call->waits == waits_for::one_second) {
+  if (cell.with == fault::hangs && cell.of->waits == waits_for::one_second) {
     return "waits for the time limit; " + status;
   }
   return must_wait(cell) ? "waits; " + status : status;
@@ -492,7 +452,7 @@ std::string status_words(const matrix_cell &cell) {
 
 // ---- The tests ----------------------------------------------------------------------------
 
-class ProgramFault : public testing::TestWithParam<matrix_cell> {};
+class ProgramFault : public testing::TestWithParam<program_cell> {};
 
 TEST_P(ProgramFault, HasItsOutcome) {
   const auto &cell = GetParam();
@@ -514,29 +474,20 @@ TEST_P(ProgramFault, HasItsOutcome) {
   EXPECT_EQ(rule.then, steps);
   if (!HasFailure()) {
     compare_with_page(
-        cell.call->heading, words_of(cell.with).page,
-        {shown_words(*cell.call, heard), said_words(cell), listed(rule.then), status_words(cell)});
+        cell.of->heading, words_of(cell.with).page,
+        {shown_words(*cell.of, heard), said_words(cell), listed(rule.then), status_words(cell)});
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Faults, ProgramFault, testing::ValuesIn(all_cells()), [](const auto &row) {
-  return row.param.call->name + words_of(row.param.with).test;
-});
+INSTANTIATE_TEST_SUITE_P(Faults, ProgramFault, testing::ValuesIn(cells_of(program_calls())),
+                         [](const auto &row) { return test_name(row.param); });
 
 }  // namespace
 
 namespace scenario {
 
 std::vector<page_section> program_sections() {
-  std::vector<page_section> sections;
-  for (const auto &call : program_calls()) {
-    page_section section = {call.heading, call.about, {"Shown", "Says", "Then", "Status"}, {}};
-    for (const auto one : faults_of(call)) {
-      section.faults.push_back(words_of(one).page);
-    }
-    sections.push_back(section);
-  }
-  return sections;
+  return sections_of(program_calls(), {"Shown", "Says", "Then", "Status"});
 }
 
 }  // namespace scenario

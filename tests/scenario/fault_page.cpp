@@ -163,6 +163,31 @@ const auto *const registered_writer = testing::AddGlobalTestEnvironment(new page
 
 }  // namespace
 
+const fault_words &words_of(fault one) {
+  static const std::map<fault, fault_words> words = {
+      {fault::missing, {"is missing", "IsMissing"}},
+      {fault::no_program, {"is no program", "IsNoProgram"}},
+      {fault::refused, {"may not be opened", "MayNotBeOpened"}},
+      {fault::hangs, {"hangs", "Hangs"}},
+      {fault::dies_silently, {"dies before it says anything", "DiesSilently"}},
+      {fault::dies_in_line, {"dies in the middle of a line", "DiesInALine"}},
+      {fault::ten_megabytes, {"says 10 MB before its answer", "Says10Megabytes"}},
+      {fault::all_bytes, {"says bytes 0 to 255 before its answer", "SaysAllBytes"}},
+      {fault::exits_with_1, {"ends with 1", "EndsWith1"}},
+      {fault::crashes, {"ends with 0xC0000005", "Crashes"}},
+      {fault::closes_output, {"closes its output and lives on", "ClosesItsOutput"}},
+      {fault::no_folder, {"its folder is missing", "ItsFolderIsMissing"}},
+      {fault::unreadable, {"may not be read", "MayNotBeRead"}},
+      {fault::unwritable, {"may not be written", "MayNotBeWritten"}},
+      {fault::locked, {"is locked", "IsLocked"}},
+      {fault::folder, {"is a folder", "IsAFolder"}},
+      {fault::no_reader, {"its reader is gone", "ItsReaderIsGone"}},
+      {fault::full, {"disk is full", "DiskIsFull"}},
+      {fault::vanishes, {"vanishes between two reads", "VanishesBetweenTwoReads"}},
+  };
+  return words.at(one);
+}
+
 std::string quoted_lines(const std::string &text) {
   std::vector<std::string> lines;
   for (auto line : split(text, "\n")) {

@@ -13,10 +13,6 @@ namespace scenario {
 
 namespace {
 
-bool runs_under_wine() {
-  return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
-}
-
 // The machine's own name of a file of the world.
 std::string unix_name(const std::string &path) {
   using get_name = char *(CDECL *)(LPCWSTR);
@@ -101,6 +97,10 @@ void serve(const std::string &name, const std::string &content, owned_handle pip
 }
 
 }  // namespace
+
+bool runs_under_wine() {
+  return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
+}
 
 unreadable_file::unreadable_file(const std::string &path) : path_(in_world(path)) {
   given_file(path);

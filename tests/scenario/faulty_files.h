@@ -13,6 +13,8 @@
 
 namespace scenario {
 
+bool runs_under_wine();
+
 // Makes a file that Windows does not open for reading; it goes with the object.
 class unreadable_file {
  public:
