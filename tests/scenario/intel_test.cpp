@@ -1,10 +1,8 @@
-// intel_test.cpp: what only a real process shows of Intel MPI: its service, missing, late and
-// living on, and its password in the console and in a box.
+// intel_test.cpp: what only a real process shows of Intel MPI's service: late, hidden, living
+// on, and gone when it is to be started.
 
 #include <gtest/gtest.h>
 #include <windows.h>
-
-#include <filesystem>
 
 #include "scenario_bench.h"
 
@@ -39,12 +37,6 @@ launch run_intel() {
   return run_launcher("--r1.2.3 --mpi=intel --np=4 solver");
 }
 
-const std::string question =
-    "The password is invalid for INTEL MPI to launch jobs.\n"
-    "Do you want to input your password now?";
-const std::string running =
-    "\r\nChecking the status of SMPD for INTEL MPI on the local machine ... smpd running on "
-    "ALPHA\r\n";
 const std::string launch_line =
     called_mpiexec + R"(  -machinefile "..\hosts"  -n 4  -genv ZEPHON_PROD_DIR "..\prod")" +
     " -genv I_MPI_PIN enable   solver";
@@ -65,17 +57,6 @@ bool output_is_at_its_end(const launch &run) {
 }  // namespace
 
 // ---- The service --------------------------------------------------------------------------
-
-TEST(IntelService, MayBeMissing) {
-  given_two_hosts();
-  std::filesystem::remove(in_world(smpd));
-  const auto run = run_intel();
-  EXPECT_EQ(0U, run.status);
-  EXPECT_TRUE(run.output.starts_with(
-      text_mode("\nChecking the status of SMPD for INTEL MPI on the local machine ... ")))
-      << run.output;
-  EXPECT_EQ(launch_line, lines_of(mpiexec).back());
-}
 
 TEST(IntelService, MayAnswerLate) {
   given_two_hosts();
@@ -143,41 +124,4 @@ TEST(IntelService, IsReportedWhenItCannotBeStarted) {
                       called_smpd + " -d 0]!\n"),
             run.output);
   EXPECT_EQ(launch_line, lines_of(mpiexec).back());
-}
-
-// ---- The password -------------------------------------------------------------------------
-
-TEST(IntelPassword, IsAskedForInTheConsole) {
-  given_two_hosts();
-  given_tool(mpiexec,
-             "when -validate\ntimes 1\nout FAIL\\r\\n\n"
-             "when -validate\nout SUCCESS\\r\\n\n"
-             "when -register\nout password: \n");
-  const auto run = run_intel();
-  EXPECT_EQ(0U, run.status);
-  EXPECT_EQ(running + "password: \r\nUser password encrypted into the Registry.\r\n", run.output);
-  EXPECT_EQ((std::vector<std::string>{called_mpiexec + " -validate", called_mpiexec + " -register",
-                                      called_mpiexec + " -validate", launch_line}),
-            lines_of(mpiexec));
-  const auto registration = starts_of(mpiexec).at(1);
-  EXPECT_EQ("pipe", registration.output);  // the launcher's own
-  EXPECT_EQ("character", registration.input);
-}
-
-TEST(IntelPassword, IsAskedForAgainWhenTheUserSaysYes) {
-  given_two_hosts();
-  given_watched_styles();
-  given_tool(mpiexec, "when -validate\ntimes 2\nout Unable to read\\r\\n\n");
-  given_box_answer(yes_button);
-  const auto run = run_intel();
-  EXPECT_EQ(0U, run.status);
-  ASSERT_EQ(1U, run.boxes.size());
-  EXPECT_EQ("Zephon", run.boxes[0].caption);
-  EXPECT_EQ(question, run.boxes[0].text);
-  ASSERT_EQ(1U, run.asked_boxes.size());
-  EXPECT_EQ(0x40004U, run.asked_boxes[0].style);
-  EXPECT_EQ((std::vector<std::string>{called_mpiexec + " -validate", called_mpiexec + " -register",
-                                      called_mpiexec + " -validate", called_mpiexec + " -register",
-                                      called_mpiexec + " -validate", launch_line}),
-            lines_of(mpiexec));
 }

@@ -60,24 +60,6 @@ TEST(JobCreationScenario, GoesOnWaitingWhenTheToolVanishesBetweenTwoQuestions) {
 
 // ---- The wait box -------------------------------------------------------------------------
 
-TEST(WaitBoxScenario, HasOkAndCancelInFrontOfOtherWindows) {
-  given_job_7(queued);
-  given_watched_styles();
-  given_box_left_alone();
-  auto run = start_launcher(arguments());
-  wait_for_boxes(run, 1);
-  given_file("job.script", runs);
-  wait_for_everything(run);
-  ASSERT_EQ(1U, run.boxes.size());
-  EXPECT_EQ("Zephon", run.boxes[0].caption);
-  EXPECT_EQ(wait_text, run.boxes[0].text);
-  ASSERT_EQ(2U, run.boxes[0].buttons.size());
-  EXPECT_EQ(ok_button, run.boxes[0].buttons[0].number);
-  EXPECT_EQ(cancel_button, run.boxes[0].buttons[1].number);
-  ASSERT_EQ(1U, run.asked_boxes.size());
-  EXPECT_EQ(0x40001U, run.asked_boxes[0].style);
-}
-
 TEST(WaitBoxScenario, IsClosedByOkWhileTheWaitGoesOn) {
   given_job_7(queued);
   given_box_answer(ok_button);
@@ -93,7 +75,7 @@ TEST(WaitBoxScenario, IsClosedByOkWhileTheWaitGoesOn) {
   EXPECT_EQ(1U, starts_of("solver.exe").size());
 }
 
-TEST(WaitBoxScenario, ComesBackAfterCancelAndNo) {
+TEST(WaitBoxScenario, ComesBackAfterCancelAndNoInFrontOfOtherWindows) {
   given_job_7(queued);
   given_watched_styles();
   given_box_answer(cancel_button);
@@ -106,6 +88,11 @@ TEST(WaitBoxScenario, ComesBackAfterCancelAndNo) {
   wait_for_everything(run);
   EXPECT_EQ(0U, run.status);
   ASSERT_EQ(3U, run.boxes.size());
+  EXPECT_EQ("Zephon", run.boxes[0].caption);
+  EXPECT_EQ(wait_text, run.boxes[0].text);
+  ASSERT_EQ(2U, run.boxes[0].buttons.size());
+  EXPECT_EQ(ok_button, run.boxes[0].buttons[0].number);
+  EXPECT_EQ(cancel_button, run.boxes[0].buttons[1].number);
   EXPECT_EQ("Zephon", run.boxes[1].caption);
   EXPECT_EQ(cancel_text, run.boxes[1].text);
   ASSERT_EQ(2U, run.boxes[1].buttons.size());
@@ -113,25 +100,11 @@ TEST(WaitBoxScenario, ComesBackAfterCancelAndNo) {
   EXPECT_EQ(no_button, run.boxes[1].buttons[1].number);
   EXPECT_EQ(wait_text, run.boxes[2].text);
   ASSERT_EQ(3U, run.asked_boxes.size());
+  EXPECT_EQ(0x40001U, run.asked_boxes[0].style);
   EXPECT_EQ(0x40004U, run.asked_boxes[1].style);
   EXPECT_EQ(0x40001U, run.asked_boxes[2].style);
   EXPECT_EQ(0U, times_given(cancel_line));
   EXPECT_EQ(1U, starts_of("solver.exe").size());
-}
-
-TEST(WaitBoxScenario, CancelsTheJobAndEndsOnCancelAndYes) {
-  given_job_7(queued + "when cancel\nrepeat 1000000 x\nexit 1\n");
-  given_box_answer(cancel_button);
-  given_box_answer(yes_button);
-  const auto run = run_launcher(arguments());
-  EXPECT_EQ(1U, run.status);
-  EXPECT_EQ(1U, times_given(cancel_line));
-  EXPECT_EQ(cancel_line, lines_of("job.exe").back());
-  EXPECT_TRUE(run.output.ends_with(
-      text_mode(".\nCancelling job 7 ... done!\nPress Ctrl-C to stop after done!\n")))
-      << run.output;
-  EXPECT_EQ("", run.errors);
-  EXPECT_TRUE(starts_of("solver.exe").empty());
 }
 
 // ---- Ctrl-C -------------------------------------------------------------------------------

@@ -13,30 +13,16 @@ using namespace scenario;
 
 namespace {
 
-launch start_with_held_solver(const std::string &options) {
-  auto run = start_launcher("--mpi=net " + given_solver("wait_file go\n") + " " + options);
-  wait_for_starts(run, "solver.exe", 1);
-  return run;
-}
-
 // The solver ends only when it is let: a launcher that waits for it is there as long.
 void expect_to_wait(const std::string &options = "") {
-  auto run = start_with_held_solver(options);
+  auto run = start_launcher("--mpi=net " + given_solver("wait_file go\n") + " " + options);
+  wait_for_starts(run, "solver.exe", 1);
   wait_a_moment(run);
   EXPECT_TRUE(is_running(run));
   given_file("go");
   wait_for_end(run);
   EXPECT_EQ(0U, run.status);
   EXPECT_TRUE(only_start_of("solver.exe").code);
-}
-
-void expect_not_to_wait() {
-  auto run = start_with_held_solver("");
-  wait_for_end(run);
-  EXPECT_EQ(0U, run.status);
-  EXPECT_FALSE(only_start_of("solver.exe").code);
-  given_file("go");
-  wait_for_everything(run);
 }
 
 launch run_solver(const std::string &script, const std::string &options = "") {
@@ -77,11 +63,8 @@ bool is_report(const std::optional<std::string> &text) {
 }  // namespace
 
 // ---- Whether the launcher waits -----------------------------------------------------------
-
-TEST(Waiting, IsNotForTheSolver) {
-  given_installed_release();
-  expect_not_to_wait();
-}
+//
+// For a sibling program, and not for the solver: fault_calls.cpp.
 
 TEST(Waiting, IsForTheSolverInWaitMode) {
   given_installed_release();
@@ -96,24 +79,7 @@ TEST(Waiting, IsForTheSolverInsideAJob) {
   expect_to_wait();
 }
 
-TEST(Waiting, IsForASiblingProgram) {
-  given_installed_release();
-  given_variable("ZEPHON_PROD", "lumis");
-  expect_to_wait();
-}
-
 // ---- What the solver gets -----------------------------------------------------------------
-
-TEST(SolverStart, HandsOnABigOutputByteForByte) {
-  given_installed_release();
-  std::string bytes;
-  for (int code = 0; code < 256; ++code) {
-    bytes += static_cast<char>(code);
-  }
-  const auto run = run_solver("repeat 8192 " + escape(bytes) + "\n");
-  ASSERT_EQ(8192U * 256U, run.output.size());
-  EXPECT_TRUE(run.output.ends_with(bytes + bytes));
-}
 
 TEST(SolverStart, GivesOutputAndErrorAndNoInputAndHidesTheWindow) {
   given_installed_release();
@@ -131,19 +97,6 @@ TEST(SolverStart, LeavesHandlesAndWindowAloneWithoutStdoutFlush) {
   given_no_variable("STDOUT_FLUSH");
   EXPECT_EQ(0U, run_solver("").status);
   EXPECT_EQ(0U, only_start_of("solver.exe").startup_flags);
-}
-
-TEST(SolverStart, InheritsWhatTheLauncherInherited) {
-  given_installed_release();
-  std::vector<owned_handle> many;  // so that the number is one a program has not by itself
-  for (int count = 0; count < 1000; ++count) {
-    many.push_back(inheritable_event());
-  }
-  given_inherited_handle(many.back().get());
-  const auto number = number_of(many.back());
-  run_solver("handle " + number + "\n");
-  EXPECT_EQ((std::vector<std::pair<std::string, std::string>>{{number, "other"}}),
-            only_start_of("solver.exe").handles);
 }
 
 TEST(SolverStart, HappensInTheCurrentFolder) {

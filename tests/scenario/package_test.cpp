@@ -18,6 +18,7 @@
 #include <set>
 #include <tuple>
 
+#include "faulty_files.h"
 #include "world_state.h"
 
 using namespace scenario;
@@ -129,14 +130,10 @@ std::string installed_value(const std::string &name) {
   return machine_text("Software\\Zephon\\Launcher", name);
 }
 
-bool is_wine() {
-  return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
-}
-
 std::string machine_path() {
   auto path =
       machine_text("SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment", "PATH");
-  if (is_wine()) {  // it takes a folder away and leaves the semicolon before it
+  if (runs_under_wine()) {  // it takes a folder away and leaves the semicolon before it
     path.erase(path.find_last_not_of(';') + 1);
   }
   return path;
@@ -221,7 +218,7 @@ class Package : public testing::Test {
     }
     turn_.reset(CreateMutexA(nullptr, FALSE, "zephon package test"));
     (void)WaitForSingleObject(turn_.get(), INFINITE);
-    if (is_wine()) {
+    if (runs_under_wine()) {
       remove_what_is_listed();  // of a test that was broken off
     }
     ASSERT_EQ(std::vector<std::string>(), listed_versions())
@@ -244,7 +241,7 @@ class Package : public testing::Test {
     EXPECT_EQ(std::vector<std::string>(), listed_versions());
     EXPECT_EQ(before_, installed_files());
     EXPECT_EQ(path_before_, machine_path());
-    if (is_wine()) {  // an empty entry of PATH is the current folder to it
+    if (runs_under_wine()) {  // an empty entry of PATH is the current folder to it
       RegSetKeyValueA(
           HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment",
           "PATH", REG_EXPAND_SZ, path_before_.c_str(), static_cast<DWORD>(path_before_.size() + 1));
@@ -398,37 +395,6 @@ TEST(PackagedPrograms, TakeThisWindowsForWindowsNt) {
   const auto start = only_start_of("tool.exe");
   EXPECT_EQ("1", start.variable("ZEPHON_PTRACE"));
   EXPECT_EQ("kept", start.variable("OF_THE_USER"));
-}
-
-TEST(PackagedPrograms, StillShowTheirMessages) {
-  given_installed_release();
-  given_box_answer(ok_button);
-  const auto run = run_launcher("--mpi=net --np=1 missing.exe");
-  EXPECT_EQ(255U, run.status);
-  ASSERT_EQ(1U, run.boxes.size());
-  EXPECT_EQ("zephon", run.boxes[0].caption);
-  EXPECT_TRUE(run.boxes[0].text.starts_with("Unable to execute (null) missing.exe\n"))
-      << run.boxes[0].text;
-}
-
-TEST(PackagedPrograms, HaveTheProtectionsOfWindowsSwitchedOn) {
-  for (const auto &program : all_programs()) {
-    const auto bytes = bytes_of(program);
-    const std::size_t header = number_at(bytes, 0x3C, 4);
-    ASSERT_EQ(std::string("PE\0\0", 4), bytes.substr(header, 4)) << program;
-    constexpr std::size_t optional_header = 24;  // behind signature and file header
-    EXPECT_EQ(unsigned{IMAGE_FILE_MACHINE_AMD64}, number_at(bytes, header + 4, 2));
-    EXPECT_EQ(unsigned{IMAGE_NT_OPTIONAL_HDR64_MAGIC},
-              number_at(bytes, header + optional_header, 2));
-    const auto flags = number_at(bytes, header + optional_header + 70, 2);
-    EXPECT_NE(0U, flags & IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA) << program;
-    EXPECT_NE(0U, flags & IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE) << program;
-    EXPECT_NE(0U, flags & IMAGE_DLLCHARACTERISTICS_NX_COMPAT) << program;
-    // Without relocations Windows could not move the program.
-    EXPECT_EQ(0U, number_at(bytes, header + 22, 2) & IMAGE_FILE_RELOCS_STRIPPED) << program;
-    constexpr std::size_t relocations = 112 + 8 * IMAGE_DIRECTORY_ENTRY_BASERELOC;
-    EXPECT_NE(0U, number_at(bytes, header + optional_header + relocations + 4, 4)) << program;
-  }
 }
 
 // ---- The ZIP ------------------------------------------------------------------------------

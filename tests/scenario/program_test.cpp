@@ -101,6 +101,22 @@ TEST(Program, IsForTheWindowSubsystemAndTheOthersForTheConsole) {
   }
 }
 
+TEST(Program, HasTheProtectionsOfWindowsSwitchedOn) {
+  for (const auto &program : {built_launcher(), built_front(), built_console_launcher()}) {
+    const auto header = header_of(program_file(program));
+    ASSERT_EQ(DWORD{IMAGE_NT_SIGNATURE}, header.Signature) << program;
+    EXPECT_EQ(IMAGE_NT_OPTIONAL_HDR64_MAGIC, header.OptionalHeader.Magic) << program;
+    constexpr WORD protections = IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA |
+                                 IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE |
+                                 IMAGE_DLLCHARACTERISTICS_NX_COMPAT;
+    EXPECT_EQ(protections, header.OptionalHeader.DllCharacteristics & protections) << program;
+    // Without relocations Windows could not move the program.
+    EXPECT_EQ(0, header.FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED) << program;
+    const auto &relocations = header.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC];
+    EXPECT_NE(0U, relocations.Size) << program;
+  }
+}
+
 TEST(Program, IsSmall) {
   EXPECT_GE(400'000U, program_file(built_launcher()).size());
 }
