@@ -59,4 +59,35 @@ std::string lower_case(std::string text) {
   return text;
 }
 
+void refuse(reading &line, const std::string &text) {
+  line.output += text + "\n";
+  line.exit_code = exit_refused;
+}
+
+void take_process_count(command_reader &words, const std::string &name, reading &line) {
+  line.request.num_procs = words.take_count();
+  if (!line.request.num_procs && !line.exit_code) {
+    refuse(line, "Error: expected a number of processes after the " + name + " option.");
+  }
+}
+
+void take_host_list(command_reader &words, reading &line) {
+  const auto hosts = words.take_hosts();
+  if (hosts) {
+    line.request.hosts = *hosts;
+  } else if (!line.exit_code) {
+    refuse(line, "Error: expected a number of hosts and as many hosts after the -hosts option.");
+  }
+}
+
+void take_variable(command_reader &words, const std::string &name, reading &line) {
+  const auto variable = words.take_value();
+  const auto value = words.take_value();
+  if (!variable || !value) {
+    refuse(line, "Error: expected a name and a value after the " + name + " option.");
+    return;
+  }
+  line.request.variables.emplace_back(*variable, *value);
+}
+
 }  // namespace mpi_bridge

@@ -47,4 +47,12 @@ bool is_one_of(const std::string &name, std::initializer_list<const char *> name
 // A text with its letters A to Z in lower case.
 std::string lower_case(std::string text);
 
+// What MS-MPI, MPICH2 and Intel MPI read alike. Each refuses the line with this text, on
+// standard output, when the switch's value is missing.
+constexpr int exit_refused = -1;
+void refuse(reading &line, const std::string &text);
+void take_process_count(command_reader &words, const std::string &name, reading &line);
+void take_host_list(command_reader &words, reading &line);
+void take_variable(command_reader &words, const std::string &name, reading &line);
+
 }  // namespace mpi_bridge

@@ -6,12 +6,11 @@
 //
 //   ...\mpi\win64\intel\bin\mpiexec.exe   plays Intel MPI
 //
-// or what MPI_BRIDGE_MPI says: mpich, ms, intel, mpich2 or ibmmpi. As that MPI
-// it reads its command line and host file, so that a switch which the real one
-// would refuse fails here too. All hosts are this machine.
+// The others are mpich, ms, mpich2 and ibmmpi. As that MPI it reads its command line
+// and host file, so that a switch which the real one would refuse fails here too.
+// All hosts are this machine.
 //
 // MPI_BRIDGE_LOG names a file that gets each command line as it was given.
-// MPI_BRIDGE_STARTER names another starter than mpiexec.mpich.
 #include <algorithm>
 #include <cstdlib>
 #include <string>
@@ -50,7 +49,7 @@ role find_role() {
   result.program = name.substr(0, name.find('.'));
   result.folder = without_last_part(file);
   result.installation = without_last_part(result.folder);
-  result.mpi = environment_variable("MPI_BRIDGE_MPI").value_or(last_part(result.installation));
+  result.mpi = last_part(result.installation);
   return result;
 }
 
@@ -111,27 +110,15 @@ int give_answer(const manager_answer &answer, const role &part, const surroundin
   }
   if (answer.action == manager_action::ask_credentials && !ask_credentials(part, around)) {
     output = "Error: Unable to save encrypted password.\n";
-  } else if (answer.action == manager_action::forget_credentials) {
-    remove_file(credentials_file(part));
-  } else if (answer.action == manager_action::stop_service) {
-    stop_service(service_name(part));
   } else if (answer.action == manager_action::start_service &&
              !start_service(service_name(part), "\"" + part.folder + "\\smpd.exe\" -d 0")) {
     output.replace(output.rfind('.'), 1, ", but failed to start:");
   }
   write_output(output);
-  write_error(answer.error);
   if (answer.action == manager_action::run_service) {
     run_service(service_name(part));
   }
   return answer.exit_code;
-}
-
-int play_smpd(const role &part, const text_list &words, const surroundings &around) {
-  if (part.mpi == "ms") {
-    return give_answer(answer_msmpi_smpd(words), part, around);
-  }
-  return give_answer(answer_mpich2_smpd(words, around), part, around);
 }
 
 reading read_line(const role &part, const text_list &words, const surroundings &around) {
@@ -211,7 +198,7 @@ int play(const role &part, const text_list &words) {
   }
   const surroundings around = look_around(part, words);
   if (part.program == "smpd") {
-    return play_smpd(part, words, around);
+    return give_answer(answer_smpd(words, around), part, around);
   }
   std::optional<manager_answer> answer;
   if (part.mpi == "mpich2" || part.mpi == "intel") {

@@ -1,7 +1,9 @@
 // mpi_bridge_test.cpp: the rules by which the bridge plays each MPI.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
+#include <sstream>
 
 #include "machine_files.h"
 #include "mpi_rules.h"
@@ -14,9 +16,9 @@ namespace {
 
 // A machine with a few files and variables.
 struct machine {
-  std::map<std::string, std::string> files;
-  std::map<std::string, std::string> variables;
-  std::map<std::string, std::string> answers;  // of commands
+  std::map<std::string, std::string> files = {};
+  std::map<std::string, std::string> variables = {};
+  std::map<std::string, std::string> answers = {};  // of commands
   bool service_running = true;
   bool credentials_stored = true;
 
@@ -43,389 +45,280 @@ const std::vector<host_slots> alpha_and_beta = {{"alpha", 2}, {"beta", 2}};
 
 // ---- Host files ---------------------------------------------------------------------------
 
-TEST(MsmpiHosts, HaveTheirCoresBehindABlank) {
-  EXPECT_EQ((std::vector<host_slots>{{"alpha", 4}, {"beta", 1}}),
-            read_msmpi_hosts("# nodes\r\n\r\nalpha 4\r\nbeta # spare\r\n"));
+// "alpha:2 beta:1", or "refused".
+std::string text_of(const std::optional<std::vector<host_slots>> &hosts) {
+  std::string text;
+  for (const host_slots &host : hosts.value_or(std::vector<host_slots>{})) {
+    text += (text.empty() ? "" : " ") + host.name + ":" + std::to_string(host.slots);
+  }
+  return hosts ? text : "refused";
 }
 
-TEST(MsmpiHosts, TakeAColonForAPartOfTheName) {
-  EXPECT_EQ((std::vector<host_slots>{{"alpha:4", 1}}), read_msmpi_hosts("alpha:4\n"));
-}
-
-TEST(Mpich2Hosts, HaveTheirCountBehindABlankOrAColon) {
-  EXPECT_EQ((std::vector<host_slots>{{"a", 1}, {"b", 2}, {"c", 3}}),
-            read_mpich2_hosts("a\nb:2\nc 3"));
-}
-
-TEST(PlatformMpiHosts, HaveTheirCountBehindAColon) {
-  EXPECT_EQ((std::vector<host_slots>{{"a", 1}, {"b", 2}}), read_platform_mpi_hosts("a\nb:2\n"));
-}
-
-TEST(PlatformMpiHosts, RefuseACountBehindABlank) {
-  EXPECT_FALSE(read_platform_mpi_hosts("a 2\n"));
-}
-
-TEST(PlatformMpiHosts, RefuseACountThatIsNoNumber) {
-  EXPECT_FALSE(read_platform_mpi_hosts("a:two\n"));
-  EXPECT_FALSE(read_platform_mpi_hosts(":2\n"));
-}
-
-TEST(SchedulerNodes, ArePairsOfHostAndCores) {
-  EXPECT_EQ((std::vector<host_slots>{{"alpha", 2}, {"beta", 4}}),
-            read_scheduler_nodes("2 alpha 2 beta 4"));
-}
-
-TEST(SchedulerNodes, AreRefusedWhenTheCountIsWrong) {
-  EXPECT_FALSE(read_scheduler_nodes("3 alpha 2 beta 4"));
-  EXPECT_FALSE(read_scheduler_nodes("Overflow"));
-  EXPECT_FALSE(read_scheduler_nodes(""));
-}
-
-TEST(AllocatedNodes, AreTheWordsOfTheirLine) {
-  EXPECT_EQ((std::vector<host_slots>{{"NODE01", 1}, {"NODE02", 1}}),
-            read_allocated_nodes("Job Id : 2\r\nAllocated nodes   : NODE01 NODE02\r\n"));
-  EXPECT_TRUE(
-      read_allocated_nodes("Allocated nodes : \nError message: none allocated nodes\n").empty());
-}
-
-// ---- MS-MPI -------------------------------------------------------------------------------
-
-TEST(Msmpi, ReadsSwitchesInAnyCaseAndWithASlash) {
-  const auto line =
-      read_msmpi_line({"-NP", "4", "/Env", "A", "b c", "solver", "-n", "2"}, machine().look());
-  EXPECT_FALSE(line.exit_code);
-  EXPECT_EQ(4, line.request.num_procs);
-  EXPECT_EQ((variable_list{{"A", "b c"}}), line.request.variables);
-  EXPECT_EQ((text_list{"solver", "-n", "2"}), line.request.program);
-}
-
-TEST(Msmpi, RefusesTheSwitchesOfOtherMpis) {
-  for (const char *word : {"-localonly", "-localroot", "-channel", "-validate", "-envlist"}) {
-    const auto line = read_msmpi_line({word, "-n", "1", "solver"}, machine().look());
-    EXPECT_EQ(-1, line.exit_code) << word;
-    EXPECT_EQ(std::string("Unknown option: ") + word + "\n", line.output);
-    EXPECT_EQ("", line.error);
+TEST(Hosts, AreReadByEachMpiInItsOwnWay) {
+  EXPECT_EQ("alpha:4 beta:1",
+            text_of(read_msmpi_hosts("# nodes\r\n\r\nalpha 4\r\nbeta # spare\r\n")));
+  EXPECT_EQ("alpha:4:1", text_of(read_msmpi_hosts("alpha:4\n")));  // a part of the name
+  EXPECT_EQ("a:1 b:2 c:3", text_of(read_mpich2_hosts("a\nb:2\nc 3")));
+  EXPECT_EQ("a:1 b:2", text_of(read_platform_mpi_hosts("a\nb:2\n")));
+  for (const char *text : {"a 2\n", "a:two\n", ":2\n"}) {
+    EXPECT_EQ("refused", text_of(read_platform_mpi_hosts(text))) << text;
   }
 }
 
-TEST(Msmpi, TakesNameAndValueAsTwoWords) {
-  const auto line = read_msmpi_line({"-env", "A=b", "solver"}, machine().look());
-  EXPECT_EQ(-1, line.exit_code);  // the program was read as the value
-}
-
-TEST(Msmpi, StartsARankOnEachCoreWhenNoCountIsGiven) {
-  machine here;
-  here.variables["NUMBER_OF_PROCESSORS"] = "6";
-  EXPECT_EQ(6, read_msmpi_line({"solver"}, here.look()).request.num_procs);
-  EXPECT_EQ(6, read_msmpi_line({"-n", "*", "solver"}, here.look()).request.num_procs);
-}
-
-TEST(Msmpi, TakesTheHostsOfTheSchedulerWhenNoneAreGiven) {
-  machine here;
-  here.variables["CCP_NODES"] = "2 alpha 2 beta 2";
-  EXPECT_EQ(alpha_and_beta, read_msmpi_line({"solver"}, here.look()).request.hosts);
-}
-
-TEST(Msmpi, ReadsHostsFromTheLine) {
-  const auto line =
-      read_msmpi_line({"-hosts", "2", "alpha", "2", "beta", "2", "solver"}, machine().look());
-  EXPECT_EQ(alpha_and_beta, line.request.hosts);
-  EXPECT_EQ((text_list{"solver"}), line.request.program);
-}
-
-TEST(Msmpi, AllowsOnlyOneSourceOfHosts) {
-  machine here;
-  here.files["m"] = "alpha\n";
-  const auto line = read_msmpi_line({"-machinefile", "m", "-host", "beta", "solver"}, here.look());
-  EXPECT_EQ(-1, line.exit_code);
-}
-
-TEST(Msmpi, DoesNotReachAHostThatIsNamedWithAColon) {
-  machine here;
-  here.files["m"] = "alpha:2\n";
-  const auto line = read_msmpi_line({"-n", "2", "-machinefile", "m", "solver"}, here.look());
-  EXPECT_EQ(-1, line.exit_code);
-  EXPECT_EQ("", line.output);
+TEST(Hosts, OfTheSchedulerAreWordsOrPairs) {
+  EXPECT_EQ("alpha:2 beta:4", text_of(read_scheduler_nodes("2 alpha 2 beta 4")));
+  for (const char *text : {"3 alpha 2 beta 4", "Overflow", ""}) {
+    EXPECT_EQ("refused", text_of(read_scheduler_nodes(text))) << text;
+  }
+  EXPECT_EQ("NODE01:1 NODE02:1",
+            text_of(read_allocated_nodes("Job Id : 2\r\nAllocated nodes   : NODE01 NODE02\r\n")));
   EXPECT_EQ(
-      "\nAborting: mpiexec on DESK is unable to connect to the smpd service on alpha:2:8677\n",
-      line.error);
+      "",
+      text_of(read_allocated_nodes("Allocated nodes : \nError message: none allocated nodes\n")));
 }
 
-TEST(Msmpi, GivesEachHostAsManyCoresAsTheLineSays) {
-  machine here;
-  here.files["m"] = "alpha 8\n";
-  const auto line = read_msmpi_line({"-cores", "3", "-machinefile", "m", "solver"}, here.look());
-  EXPECT_EQ((std::vector<host_slots>{{"alpha", 3}}), line.request.hosts);
+// ---- Lines --------------------------------------------------------------------------------
+
+// The words of a line; ~ stands for a blank in a word.
+text_list words_of(const std::string &line) {
+  std::istringstream stream(line);
+  text_list words;
+  for (std::string word; stream >> word;) {
+    std::replace(word.begin(), word.end(), '~', ' ');
+    words.push_back(word);
+  }
+  return words;
 }
 
-TEST(Msmpi, RunsInTheSchedulersDirectoryUnlessTheLineNamesOne) {
-  machine here;
-  here.variables["CCP_MPI_WORKDIR"] = "\\\\srv\\job";
-  EXPECT_EQ("\\\\srv\\job", read_msmpi_line({"x"}, here.look()).request.working_directory);
-  EXPECT_EQ("C:\\w",
-            read_msmpi_line({"-dir", "C:\\w", "x"}, here.look()).request.working_directory);
+// What an MPI made of a line: "4 ranks on alpha:2 beta:2, A=b c, in C:\w: solver -i x" behind
+// what it says, or its exit code and what it says; standard error's words stand in brackets.
+std::string text_of(const reading &line) {
+  const std::string said = line.output + (line.error.empty() ? "" : "[" + line.error + "]");
+  if (line.exit_code) {
+    return std::to_string(*line.exit_code) + ": " + said;
+  }
+  const launch_request &request = line.request;
+  std::string text = request.num_procs ? std::to_string(*request.num_procs) : "all";
+  text += request.hosts.empty() ? " ranks" : " ranks on " + text_of(request.hosts);
+  for (const auto &[name, value] : request.variables) {
+    text.append(", ").append(name).append("=").append(value);
+  }
+  if (!request.working_directory.empty()) {
+    text += ", in " + request.working_directory;
+  }
+  for (const std::string &word : request.program) {
+    text += (&word == &request.program.front() ? ": " : " ") + word;
+  }
+  return said + text;
 }
 
-TEST(Msmpi, WantsTheTaskVariablesTogether) {
-  machine here;
-  here.variables["CCP_TASKCONTEXT"] = "12.1";
-  here.variables["CCP_TASKID"] = "1";
-  EXPECT_EQ(-1, read_msmpi_line({"-n", "1", "solver"}, here.look()).exit_code);
-  here.variables["CCP_TASKINSTANCEID"] = "0";
-  EXPECT_FALSE(read_msmpi_line({"-n", "1", "solver"}, here.look()).exit_code);
-}
+struct line_row {
+  const char *why;
+  const char *words;
+  std::string expected;
+  machine here = {};
+};
 
-TEST(Msmpi, RefusesACountThatIsNoNumber) {
-  EXPECT_EQ(-1, read_msmpi_line({"-n", "x", "solver"}, machine().look()).exit_code);
-  EXPECT_EQ(-1, read_msmpi_line({"-n", "40000", "solver"}, machine().look()).exit_code);
-}
-
-TEST(Msmpi, RefusesALineWithoutAProgram) {
-  EXPECT_EQ(-1, read_msmpi_line({"-n", "4"}, machine().look()).exit_code);
-}
-
-// ---- MPICH2 -------------------------------------------------------------------------------
-
-TEST(Mpich2, GoesOnAfterAnUnknownSwitch) {
-  const auto line =
-      read_mpich2_line({"-cores", "-localonly", "-np", "2", "solver"}, machine().look());
-  EXPECT_FALSE(line.exit_code);
-  EXPECT_EQ("Unknown option: -cores\n", line.output);
-  EXPECT_EQ(2, line.request.num_procs);
-}
-
-TEST(Mpich2, TakesTheValueOfAnUnknownSwitchForTheProgram) {
-  const auto line =
-      read_mpich2_line({"-localonly", "-np", "2", "-cores", "2", "solver"}, machine().look());
-  EXPECT_EQ((text_list{"2", "solver"}), line.request.program);
-}
-
-TEST(Mpich2, KnowsItsSwitchesInSmallLettersOnly) {
-  const auto line = read_mpich2_line({"-localonly", "-NP", "solver"}, machine().look());
-  EXPECT_EQ("Unknown option: -NP\n", line.output);
-}
-
-TEST(Mpich2, AllowsOneCountOnly) {
-  const auto line = read_mpich2_line({"-localonly", "4", "-np", "4", "solver"}, machine().look());
-  EXPECT_EQ(-1, line.exit_code);
-  EXPECT_EQ("Error: only one option is allowed to determine the number of processes.\n",
-            line.output);
-}
-
-TEST(Mpich2, TakesLocalOnlyWithoutACountBesideACount) {
-  const auto line =
-      read_mpich2_line({"-localonly", "-np", "4", "-channel", "shm", "solver"}, machine().look());
-  EXPECT_FALSE(line.exit_code);
-  EXPECT_EQ(4, line.request.num_procs);
-  EXPECT_EQ((variable_list{{"MPICH2_CHANNEL", "shm"}}), line.request.variables);
-}
-
-TEST(Mpich2, RunsOnThisMachineWithoutServiceAndPassword) {
-  machine here;
-  here.service_running = false;
-  here.credentials_stored = false;
-  EXPECT_FALSE(read_mpich2_line({"-localonly", "-np", "2", "x"}, here.look()).exit_code);
-  EXPECT_EQ(-1, read_mpich2_line({"-np", "2", "x"}, here.look()).exit_code);
-}
-
-TEST(Mpich2, NeedsItsServiceForHosts) {
-  machine here;
-  here.files["m"] = "alpha\nbeta\n";
-  here.service_running = false;
-  const auto line = read_mpich2_line({"-machinefile", "m", "-np", "2", "x"}, here.look());
-  EXPECT_EQ(-1, line.exit_code);
-  EXPECT_EQ("Aborting: unable to connect to alpha\n", line.output);
-}
-
-TEST(Mpich2, NeedsAPasswordForHosts) {
-  machine here;
-  here.files["m"] = "alpha\n";
-  here.credentials_stored = false;
-  const auto line = read_mpich2_line({"-machinefile", "m", "-np", "2", "x"}, here.look());
-  EXPECT_EQ(-1, line.exit_code);
-  EXPECT_EQ(
-      "Credentials for DESK\\jdoe rejected connecting to alpha\n"
-      "Aborting: Unable to connect to alpha\n",
-      line.output);
-}
-
-TEST(Mpich2, GoesOnWithoutAMachineFileThatIsMissing) {
-  const auto line = read_mpich2_line({"-machinefile", "m", "-np", "2", "x"}, machine().look());
-  EXPECT_FALSE(line.exit_code);
-  EXPECT_EQ("Error, unable to open machine file 'm'\n", line.output);
-  EXPECT_TRUE(line.request.hosts.empty());
-}
-
-TEST(Mpich2, CannotConnectTwoHostsThroughSharedMemory) {
-  machine here;
-  here.files["m"] = "alpha:2\nbeta:2\n";
-  const text_list words = {"-machinefile", "m", "-channel", "shm", "-np"};
-  auto on_both = words;
-  on_both.insert(on_both.end(), {"4", "x"});
-  auto on_one = words;
-  on_one.insert(on_one.end(), {"2", "x"});
-  EXPECT_EQ(-1, read_mpich2_line(on_both, here.look()).exit_code);
-  EXPECT_FALSE(read_mpich2_line(on_one, here.look()).exit_code);
-}
-
-TEST(Mpich2, RefusesAChannelThatItDoesNotHave) {
-  const auto line =
-      read_mpich2_line({"-localonly", "-np", "2", "-channel", "tcp", "x"}, machine().look());
-  EXPECT_EQ(-1, line.exit_code);
-}
-
-// ---- Intel MPI ----------------------------------------------------------------------------
-
-TEST(IntelMpi, TakesACountBesideItsHosts) {
-  const auto line =
-      read_intel_line({"-hosts", "2", "alpha", "2", "beta", "2", "-n", "4", "x"}, machine().look());
-  EXPECT_FALSE(line.exit_code);
-  EXPECT_EQ(4, line.request.num_procs);
-  EXPECT_EQ(alpha_and_beta, line.request.hosts);
-}
-
-TEST(IntelMpi, IsToldItsDeviceThroughAVariable) {
-  machine here;
-  here.files["m"] = "alpha:2\nbeta:2\n";
-  for (const auto &[device, works] :
-       std::map<std::string, bool>{{"ssm", true}, {"rdssm", true}, {"shm", false}, {"no", false}}) {
-    const auto line = read_intel_line(
-        {"-machinefile", "m", "-n", "4", "-genv", "I_MPI_DEVICE", device, "x"}, here.look());
-    EXPECT_EQ(works, !line.exit_code) << device;
+void expect_lines(reading (*read)(const text_list &, const surroundings &),
+                  const std::vector<line_row> &rows) {
+  for (const auto &[why, words, expected, here] : rows) {
+    EXPECT_EQ(expected, text_of(read(words_of(words), here.look()))) << why << ": " << words;
   }
 }
 
-// ---- Platform MPI -------------------------------------------------------------------------
-
-TEST(PlatformMpi, ReadsHostsVariablesAndDirectory) {
-  machine here;
-  here.files["m"] = "alpha:2\nbeta:2\n";
-  const auto line = read_platform_mpi_line(
-      {"-prot", "-e", "MPI_WORKDIR='C:\\my work'", "-hostfile", "m", "-np", "4", "x", "-np"},
-      here.look());
-  EXPECT_FALSE(line.exit_code);
-  EXPECT_EQ(alpha_and_beta, line.request.hosts);
-  EXPECT_EQ("C:\\my work", line.request.working_directory);
-  EXPECT_EQ((text_list{"x", "-np"}), line.request.program);
+machine with_file(const std::string &text) {
+  return {.files = {{"m", text}}};
 }
 
-TEST(PlatformMpi, HandsOnAVariableThatIsNamedWithoutAValue) {
-  machine here;
-  here.variables["A"] = "b";
-  const auto line = read_platform_mpi_line({"-e", "A", "-e", "NONE", "x"}, here.look());
-  EXPECT_EQ((variable_list{{"A", "b"}}), line.request.variables);
+machine with_variables(const std::map<std::string, std::string> &variables) {
+  return {.variables = variables};
 }
 
-TEST(PlatformMpi, RefusesASwitchOfAnotherMpi) {
-  const auto line = read_platform_mpi_line({"-machinefile", "m", "x"}, machine().look());
-  EXPECT_EQ(1, line.exit_code);
-  EXPECT_EQ("mpirun: unknown option -machinefile\n", line.error);
+const machine with_two_hosts = with_file("alpha:2\nbeta:2\n");
+
+machine without_service(machine here) {
+  here.service_running = false;
+  return here;
 }
 
-TEST(PlatformMpi, WantsAnInterconnectInCapitalsOrNothing) {
-  EXPECT_EQ(1, read_platform_mpi_line({"-IBAL", "-np", "2", "x"}, machine().look()).exit_code);
-  EXPECT_FALSE(read_platform_mpi_line({"-ibal", "-np", "2", "x"}, machine().look()).exit_code);
-}
-
-TEST(PlatformMpi, NeedsACachedPasswordForHosts) {
-  machine here;
-  here.files["m"] = "alpha\n";
+machine without_password(machine here) {
   here.credentials_stored = false;
-  EXPECT_EQ(1, read_platform_mpi_line({"-hostfile", "m", "-np", "1", "x"}, here.look()).exit_code);
-  EXPECT_FALSE(read_platform_mpi_line({"-np", "1", "x"}, here.look()).exit_code);
+  return here;
 }
 
-TEST(PlatformMpi, RefusesToRunUnderTheSchedulerOutsideOfAJob) {
-  const auto line = read_platform_mpi_line({"-ccp", "-np", "4", "x"}, machine().look());
-  EXPECT_EQ(1, line.exit_code);
-  EXPECT_EQ("mpirun: -ccp outside of a scheduler job\n", line.error);
+TEST(Msmpi, ReadsItsLine) {
+  const machine with_task = with_variables({{"CCP_TASKCONTEXT", "12.1"}, {"CCP_TASKID", "1"}});
+  machine with_whole_task = with_task;
+  with_whole_task.variables["CCP_TASKINSTANCEID"] = "0";
+  const machine with_directory = with_variables({{"CCP_MPI_WORKDIR", "\\\\srv\\job"}});
+  const machine with_six_cores = with_variables({{"NUMBER_OF_PROCESSORS", "6"}});
+  expect_lines(
+      read_msmpi_line,
+      {{"in any case and with a slash", "-NP 4 /Env A b~c solver -n 2",
+        "4 ranks, A=b c: solver -n 2"},
+       {"of MPICH2", "-localonly -n 1 x", "-1: Unknown option: -localonly\n"},
+       {"of MPICH2", "-localroot -n 1 x", "-1: Unknown option: -localroot\n"},
+       {"of MPICH2", "-channel -n 1 x", "-1: Unknown option: -channel\n"},
+       {"of MPICH2", "-validate -n 1 x", "-1: Unknown option: -validate\n"},
+       {"of MPICH2", "-envlist -n 1 x", "-1: Unknown option: -envlist\n"},
+       {"name and value are two words", "-env A=b x", "-1: Error: no program was given.\n"},
+       {"a rank on each core", "x", "6 ranks: x", with_six_cores},
+       {"a rank on each core", "-n * x", "6 ranks: x", with_six_cores},
+       {"the scheduler's hosts", "x", "all ranks on alpha:2 beta:2: x",
+        with_variables({{"CCP_NODES", "2 alpha 2 beta 2"}})},
+       {"hosts of the line", "-hosts 2 alpha 2 beta 2 x", "all ranks on alpha:2 beta:2: x"},
+       {"one source of hosts", "-machinefile m -host beta x",
+        "-1: Error: only one of the options -host, -hosts and -machinefile is allowed.\n",
+        with_file("alpha\n")},
+       {"a name with a colon is not reached", "-n 2 -machinefile m x",
+        "-1: [\nAborting: mpiexec on DESK is unable to connect to the smpd service on "
+        "alpha:2:8677\n]",
+        with_file("alpha:2\n")},
+       {"as many cores as the line says", "-cores 3 -machinefile m x", "all ranks on alpha:3: x",
+        with_file("alpha 8\n")},
+       {"the scheduler's directory", "-n 1 x", "1 ranks, in \\\\srv\\job: x", with_directory},
+       {"the line's directory", "-n 1 -dir C:\\w x", "1 ranks, in C:\\w: x", with_directory},
+       {"a task's variables come together", "-n 1 x",
+        "-1: [\nAborting: CCP_TASKCONTEXT is set, but not both of CCP_TASKID and "
+        "CCP_TASKINSTANCEID.\n]",
+        with_task},
+       {"a task's variables come together", "-n 1 x", "1 ranks: x", with_whole_task},
+       {"no number", "-n x x", "-1: Error: expected a number of processes after the -n option.\n"},
+       {"no number of ranks", "-n 40000 x",
+        "-1: Error: expected a number of processes after the -n option.\n"},
+       {"no program", "-n 4", "-1: Error: no program was given.\n"}});
 }
 
-TEST(PlatformMpi, PutsTheRanksOnAllNodesOfTheJob) {
-  machine here;
-  here.variables = {{"CCP_JOBID", "12"}, {"CCP_CLUSTER_NAME", "HEAD"}, {"CCP_NODES", "1 alpha 1"}};
-  here.answers["job view 12 /scheduler:HEAD"] =
+TEST(Mpich2, ReadsItsLine) {
+  const std::string no_service = "-1: Aborting: unable to connect to ";
+  expect_lines(read_mpich2_line,
+               {{"goes on after an unknown switch", "-cores -localonly -np 2 x",
+                 "Unknown option: -cores\n2 ranks: x"},
+                {"its value is the program", "-localonly -np 2 -cores 2 x",
+                 "Unknown option: -cores\n2 ranks: 2 x"},
+                {"small letters only", "-localonly -NP x", "Unknown option: -NP\n1 ranks: x"},
+                {"one count", "-localonly 4 -np 4 x",
+                 "-1: Error: only one option is allowed to determine the number of processes.\n"},
+                {"a count beside -localonly", "-localonly -np 4 -channel shm x",
+                 "4 ranks, MPICH2_CHANNEL=shm: x"},
+                {"no service here", "-localonly -np 2 x", "2 ranks: x",
+                 without_password(without_service({}))},
+                {"but elsewhere", "-np 2 x", no_service + "DESK\n", without_service({})},
+                {"but for hosts", "-machinefile m -np 2 x", no_service + "alpha\n",
+                 without_service(with_two_hosts)},
+                {"and a password", "-machinefile m -np 2 x",
+                 "-1: Credentials for DESK\\jdoe rejected connecting to alpha\n"
+                 "Aborting: Unable to connect to alpha\n",
+                 without_password(with_two_hosts)},
+                {"a file that is missing", "-machinefile m -np 2 x",
+                 "Error, unable to open machine file 'm'\n2 ranks: x"},
+                {"shared memory on two hosts", "-machinefile m -channel shm -np 4 x",
+                 "-1: Error: 'shm' cannot connect ranks on different hosts.\n", with_two_hosts},
+                {"on one of them", "-machinefile m -channel shm -np 2 x",
+                 "2 ranks on alpha:2 beta:2, MPICH2_CHANNEL=shm: x", with_two_hosts},
+                {"a channel that it has not", "-localonly -np 2 -channel tcp x",
+                 "-1: Error: unable to load the communication library for 'tcp'.\n"}});
+}
+
+TEST(IntelMpi, ReadsItsLine) {
+  expect_lines(
+      read_intel_line,
+      {{"a count beside hosts", "-hosts 2 alpha 2 beta 2 -n 4 x", "4 ranks on alpha:2 beta:2: x"},
+       {"its device is a variable", "-machinefile m -n 4 -genv I_MPI_DEVICE ssm x",
+        "4 ranks on alpha:2 beta:2, I_MPI_DEVICE=ssm: x", with_two_hosts},
+       {"its device is a variable", "-machinefile m -n 4 -genv I_MPI_DEVICE rdssm x",
+        "4 ranks on alpha:2 beta:2, I_MPI_DEVICE=rdssm: x", with_two_hosts},
+       {"shared memory on two hosts", "-machinefile m -n 4 -genv I_MPI_DEVICE shm x",
+        "-1: Error: 'shm' cannot connect ranks on different hosts.\n", with_two_hosts},
+       {"a device that it has not", "-machinefile m -n 4 -genv I_MPI_DEVICE no x",
+        "-1: Error: unable to load the communication library for 'no'.\n", with_two_hosts}});
+}
+
+TEST(PlatformMpi, ReadsItsLine) {
+  const auto in_job = with_variables(
+      {{"CCP_JOBID", "12"}, {"CCP_CLUSTER_NAME", "HEAD"}, {"CCP_NODES", "1 alpha 1"}});
+  auto in_answered_job = in_job;
+  in_answered_job.answers["job view 12 /scheduler:HEAD"] =
       "State                            : Running\r\n"
       "Allocated Nodes                  : alpha beta\r\n";
-  const auto line = read_platform_mpi_line({"-ccp", "-np", "4", "x"}, here.look());
-  EXPECT_FALSE(line.exit_code);
-  EXPECT_EQ((std::vector<host_slots>{{"alpha", 1}, {"beta", 1}}), line.request.hosts);
-}
-
-TEST(PlatformMpi, EndsWhenTheSchedulerDoesNotAnswer) {
-  machine here;
-  here.variables = {{"CCP_JOBID", "12"}, {"CCP_CLUSTER_NAME", "HEAD"}};
-  EXPECT_EQ(1, read_platform_mpi_line({"-ccp", "-np", "4", "x"}, here.look()).exit_code);
-}
-
-TEST(PlatformMpi, RefusesARootWithoutAnInstallation) {
-  machine here;
-  EXPECT_EQ(1, read_platform_mpi_line({"-e", "MPI_ROOT='C:\\no mpi'", "x"}, here.look()).exit_code);
-  here.files["C:\\my mpi\\bin\\mpirun.exe"] = "";
-  EXPECT_FALSE(read_platform_mpi_line({"-e", "MPI_ROOT='C:\\my mpi'", "x"}, here.look()).exit_code);
+  expect_lines(
+      read_platform_mpi_line,
+      {{"hosts, variables and directory", "-e MPI_WORKDIR='C:\\my~work' -hostfile m -np 4 x -np",
+        "4 ranks on alpha:2 beta:2, MPI_WORKDIR='C:\\my work', in C:\\my work: x -np",
+        with_two_hosts},
+       {"what is connected how", "-prot -np 2 x",
+        "Interconnects in use: TCP between hosts, shared memory within one.\n2 ranks: x"},
+       {"a variable without a value", "-e A -e NONE x", "1 ranks, A=b: x",
+        with_variables({{"A", "b"}})},
+       {"of another MPI", "-machinefile m x", "1: [mpirun: unknown option -machinefile\n]"},
+       {"this interconnect or nothing", "-IBAL -np 2 x",
+        "1: [mpirun: interconnect IBAL is not available\n]"},
+       {"this one or another", "-ibal -np 2 x", "2 ranks: x"},
+       {"a password for hosts", "-hostfile m -np 1 x",
+        "1: [mpirun: no cached password for DESK\\jdoe\n]", without_password(with_two_hosts)},
+       {"none without", "-np 1 x", "1 ranks: x", without_password({})},
+       {"outside of a job", "-ccp -np 4 x", "1: [mpirun: -ccp outside of a scheduler job\n]"},
+       {"on all nodes of the job", "-ccp -np 4 x", "4 ranks on alpha:1 beta:1: x", in_answered_job},
+       {"without an answer", "-ccp -np 4 x",
+        "1: [mpirun: the scheduler names no nodes of job 12\n]", in_job},
+       {"a root without an installation", "-e MPI_ROOT='C:\\no~mpi' x",
+        "1: [mpirun: there is no Platform MPI in C:\\no mpi\n]"},
+       {"a root with one", "-e MPI_ROOT='C:\\my~mpi' x", "1 ranks, MPI_ROOT='C:\\my mpi': x",
+        machine{.files = {{"C:\\my mpi\\bin\\mpirun.exe", ""}}}}});
 }
 
 // ---- Services and passwords ---------------------------------------------------------------
 
-TEST(Smpd, SaysWhetherItRuns) {
-  machine here;
-  EXPECT_EQ("smpd running on DESK\n", answer_mpich2_smpd({"-status"}, here.look()).output);
-  here.service_running = false;
-  EXPECT_EQ("no smpd running on DESK\n", answer_mpich2_smpd({"-status"}, here.look()).output);
-}
+struct answer_row {
+  const char *words;
+  const char *output;
+  manager_action action = manager_action::none;
+  int exit_code = 0;
+  machine here = {};
+};
 
-TEST(Smpd, PrintsNothingButItsVersion) {
-  const auto answer = answer_mpich2_smpd({"-version"}, machine().look());
-  EXPECT_EQ("1.2.1p1\n", answer.output);
-  EXPECT_EQ(0, answer.exit_code);
-}
-
-TEST(Smpd, StaysAsTheServiceWhenToldTo) {
-  EXPECT_EQ(manager_action::run_service, answer_mpich2_smpd({"-d", "0"}, machine().look()).action);
-  EXPECT_EQ(manager_action::run_service, answer_msmpi_smpd({"-d", "0", "-p", "8677"}).action);
-}
-
-TEST(Smpd, OfMsmpiHasNoStatus) {
-  for (const char *word : {"-status", "-install", "-version"}) {
-    EXPECT_EQ(std::string("Unknown option: ") + word + "\n", answer_msmpi_smpd({word}).output);
+template <typename reader>
+void expect_answers(const reader &answer, const std::vector<answer_row> &rows) {
+  for (const auto &[words, output, action, exit_code, here] : rows) {
+    const std::optional<manager_answer> given = answer(words_of(words), here.look());
+    ASSERT_TRUE(given) << words;
+    EXPECT_EQ(output, given->output) << words;
+    EXPECT_TRUE(action == given->action) << words;
+    EXPECT_EQ(exit_code, given->exit_code) << words;
   }
 }
 
-TEST(Validation, FailsUntilThePasswordIsRegistered) {
-  machine here;
-  here.credentials_stored = false;
-  EXPECT_EQ("FAIL: Unable to read the credentials from the registry.\n",
-            answer_mpich2_starter({"-validate"}, here.look())->output);
-  EXPECT_EQ(manager_action::ask_credentials,
-            answer_mpich2_starter({"-register"}, here.look())->action);
-  here.credentials_stored = true;
-  EXPECT_EQ("SUCCESS\n", answer_mpich2_starter({"-validate"}, here.look())->output);
+TEST(Smpd, AnswersAsTheServiceOfItsMpi) {
+  expect_answers(
+      answer_smpd,
+      {{"-status", "smpd running on DESK\n"},
+       {.words = "-status", .output = "no smpd running on DESK\n", .here = without_service({})},
+       {"-version", "1.2.1p1\n"},
+       {"-d 0", "", manager_action::run_service}});
 }
 
-TEST(Validation, FailsWithACodeOnlyWhenTheServiceIsNotReached) {
-  machine here;
-  here.credentials_stored = false;
-  EXPECT_EQ(0, answer_mpich2_starter({"-validate"}, here.look())->exit_code);
-  here.credentials_stored = true;
-  here.service_running = false;
-  EXPECT_EQ(-1, answer_mpich2_starter({"-validate"}, here.look())->exit_code);
-}
-
-TEST(Validation, IsAskedForByTheFirstSwitchOnly) {
+TEST(Validation, FailsUntilThePasswordIsRegisteredAndWithACodeOnlyWithoutTheService) {
+  expect_answers(
+      answer_mpich2_starter,
+      {{"-validate", "SUCCESS\n"},
+       {.words = "-validate",
+        .output = "FAIL: Unable to read the credentials from the registry.\n",
+        .here = without_password({})},
+       {"-register", "Password encrypted into the Registry.\n", manager_action::ask_credentials},
+       {"-validate", "unable to connect to the smpd, connection refused.\n", manager_action::none,
+        -1, without_service({})}});
   EXPECT_FALSE(answer_mpich2_starter({"-n", "1", "-validate"}, machine().look()));
   EXPECT_FALSE(answer_mpich2_starter({}, machine().look()));
 }
 
 TEST(PasswordCache, IsCheckedAndFilled) {
-  machine here;
-  here.credentials_stored = false;
-  EXPECT_EQ("No cached password\n", answer_platform_mpi_starter({"-pwcheck"}, here.look())->output);
-  const auto answer = answer_platform_mpi_starter({"-cache", "cmd.exe", "/c", "ver"}, here.look());
-  EXPECT_EQ(manager_action::run_program, answer->action);
+  expect_answers(
+      answer_platform_mpi_starter,
+      {{"-pwcheck", "Cached password is valid\n"},
+       {.words = "-pwcheck", .output = "No cached password\n", .here = without_password({})},
+       {"-cache cmd.exe /c ver", "", manager_action::run_program}});
+  const auto answer = answer_platform_mpi_starter(words_of("-cache cmd.exe /c ver"), {});
   EXPECT_EQ((text_list{"cmd.exe", "/c", "ver"}), answer->program);
-  here.credentials_stored = true;
-  EXPECT_EQ("Cached password is valid\n",
-            answer_platform_mpi_starter({"-pwcheck"}, here.look())->output);
 }
 
 // ---- The step over to Unix ----------------------------------------------------------------

@@ -10,8 +10,6 @@ namespace mpi_bridge {
 
 namespace {
 
-constexpr int exit_refused = -1;
-
 enum class family { mpich2, intel };
 
 // What was read so far.
@@ -23,23 +21,15 @@ struct line_state {
   std::string channel;     // how the ranks talk to each other; empty: not said
 };
 
-void refuse(line_state &state, const std::string &text) {
-  state.result.output += text + "\n";
-  state.result.exit_code = exit_refused;
-}
-
 void count_switch(line_state &state) {
   if (++state.count_switches > 1) {
-    refuse(state, "Error: only one option is allowed to determine the number of processes.");
+    refuse(state.result, "Error: only one option is allowed to determine the number of processes.");
   }
 }
 
 void read_process_count(command_reader &line, line_state &state, const std::string &word) {
   count_switch(state);
-  state.result.request.num_procs = line.take_count();
-  if (!state.result.request.num_procs && !state.result.exit_code) {
-    refuse(state, "Error: expected a number of processes after the " + word + " option.");
-  }
+  take_process_count(line, word, state.result);
 }
 
 void read_hosts(command_reader &line, line_state &state) {
@@ -47,12 +37,7 @@ void read_hosts(command_reader &line, line_state &state) {
   if (state.mpi == family::mpich2) {
     count_switch(state);
   }
-  const auto hosts = line.take_hosts();
-  if (hosts) {
-    state.result.request.hosts = *hosts;
-  } else if (!state.result.exit_code) {
-    refuse(state, "Error: expected a number of hosts and as many hosts after the -hosts option.");
-  }
+  take_host_list(line, state.result);
 }
 
 // -localonly may carry the number of processes.
@@ -65,16 +50,6 @@ void read_local_only(command_reader &line, line_state &state) {
   }
 }
 
-void read_variable(command_reader &line, line_state &state, const std::string &word) {
-  const auto name = line.take_value();
-  const auto value = line.take_value();
-  if (!name || !value) {
-    refuse(state, "Error: expected a name and a value after the " + word + " option.");
-    return;
-  }
-  state.result.request.variables.emplace_back(*name, *value);
-}
-
 // A switch that has one value; false when this is none of them.
 bool read_valued_switch(command_reader &line, line_state &state, const std::string &name,
                         const std::string &word) {
@@ -85,7 +60,7 @@ bool read_valued_switch(command_reader &line, line_state &state, const std::stri
   }
   const auto value = line.take_value();
   if (!value) {
-    refuse(state, "Error: expected a value after the " + word + " option.");
+    refuse(state.result, "Error: expected a value after the " + word + " option.");
     return true;
   }
   launch_request &request = state.result.request;
@@ -117,7 +92,7 @@ void read_switch(command_reader &line, line_state &state) {
   } else if (name == "localonly") {
     read_local_only(line, state);
   } else if (is_one_of(name, {"env", "genv"})) {
-    read_variable(line, state, word);
+    take_variable(line, word, state.result);
   } else if (name == "l") {
     state.result.request.label_lines = true;
   } else if (!read_valued_switch(line, state, name, word) && !is_switch_without_value(name)) {
@@ -165,9 +140,9 @@ void check_channel(line_state &state) {
     is_known = is_one_of(channel, {"", "sock", "shm", "ssm", "rdma", "rdssm"});
   }
   if (!is_known) {
-    refuse(state, "Error: unable to load the communication library for '" + channel + "'.");
+    refuse(state.result, "Error: unable to load the communication library for '" + channel + "'.");
   } else if (channel == "shm" && hosts_in_use(state.result.request).size() > 1) {
-    refuse(state, "Error: 'shm' cannot connect ranks on different hosts.");
+    refuse(state.result, "Error: 'shm' cannot connect ranks on different hosts.");
   }
 }
 
@@ -180,11 +155,11 @@ void check_service(line_state &state, const surroundings &around) {
   const auto &hosts = state.result.request.hosts;
   const std::string host = hosts.empty() ? around.computer : hosts.front().name;
   if (!around.service_running) {
-    refuse(state, "Aborting: unable to connect to " + host);
+    refuse(state.result, "Aborting: unable to connect to " + host);
   } else if (!around.credentials_stored) {
     state.result.output +=
         "Credentials for " + around.account + " rejected connecting to " + host + "\n";
-    refuse(state, "Aborting: Unable to connect to " + host);
+    refuse(state.result, "Aborting: Unable to connect to " + host);
   }
 }
 
@@ -200,7 +175,7 @@ reading read_line(family mpi, const text_list &words, const surroundings &around
   launch_request &request = state.result.request;
   request.program = line.take_rest();
   if (!state.result.exit_code && request.program.empty()) {
-    refuse(state, "Error: no executable specified.");
+    refuse(state.result, "Error: no executable specified.");
   }
   if (!state.result.exit_code) {
     read_machine_file(state, around);

@@ -7,7 +7,6 @@ namespace mpi_bridge {
 
 namespace {
 
-constexpr int exit_refused = -1;
 constexpr std::size_t longest_directory = 260;
 constexpr std::size_t longest_host_name = 64;
 
@@ -17,11 +16,6 @@ struct line_state {
   std::optional<int> cores;  // of each host, when -cores was given
   int host_switches = 0;     // -host, -hosts and -machinefile together
 };
-
-void refuse(line_state &state, const std::string &text) {
-  state.result.output += text + "\n";
-  state.result.exit_code = exit_refused;
-}
 
 // Faults that come up after the line was read go to the other stream.
 void abort_run(line_state &state, const std::string &text) {
@@ -39,29 +33,7 @@ void read_process_count(command_reader &line, line_state &state, const std::stri
     line.take();
     return;
   }
-  state.result.request.num_procs = line.take_count();
-  if (!state.result.request.num_procs) {
-    refuse(state, "Error: expected a number of processes after the " + word + " option.");
-  }
-}
-
-void read_hosts(command_reader &line, line_state &state) {
-  const auto hosts = line.take_hosts();
-  if (!hosts) {
-    refuse(state, "Error: expected a number of hosts and as many hosts after the -hosts option.");
-    return;
-  }
-  state.result.request.hosts = *hosts;
-}
-
-void read_variable(command_reader &line, line_state &state, const std::string &word) {
-  const auto name = line.take_value();
-  const auto value = line.take_value();
-  if (!name || !value) {
-    refuse(state, "Error: expected a name and a value after the " + word + " option.");
-    return;
-  }
-  state.result.request.variables.emplace_back(*name, *value);
+  take_process_count(line, word, state.result);
 }
 
 // A switch that has one value; false when this is none of them.
@@ -74,7 +46,7 @@ bool read_valued_switch(command_reader &line, line_state &state, const std::stri
   }
   const auto value = line.take_value();
   if (!value) {
-    refuse(state, "Error: expected a value after the " + word + " option.");
+    refuse(state.result, "Error: expected a value after the " + word + " option.");
     return true;
   }
   launch_request &request = state.result.request;
@@ -102,20 +74,20 @@ void read_switch(command_reader &line, line_state &state) {
     read_process_count(line, state, word);
   } else if (name == "hosts") {
     ++state.host_switches;
-    read_hosts(line, state);
+    take_host_list(line, state.result);
   } else if (is_one_of(name, {"c", "cores"})) {
     state.cores = line.take_count();
     if (!state.cores) {
-      refuse(state, "Error: expected a number of cores after the " + word + " option.");
+      refuse(state.result, "Error: expected a number of cores after the " + word + " option.");
     }
   } else if (is_one_of(name, {"env", "genv"})) {
-    read_variable(line, state, word);
+    take_variable(line, word, state.result);
   } else if (is_one_of(name, {"l", "lines"})) {
     state.result.request.label_lines = true;
   } else if (is_one_of(name, {"d", "debug"})) {
     line.skip_number();  // the level may be left out
   } else if (!read_valued_switch(line, state, name, word) && !is_switch_without_value(name)) {
-    refuse(state, "Unknown option: " + word);
+    refuse(state.result, "Unknown option: " + word);
   }
 }
 
@@ -130,20 +102,22 @@ void check_task_variables(line_state &state, const surroundings &around) {
 void find_hosts(line_state &state, const surroundings &around) {
   launch_request &request = state.result.request;
   if (state.host_switches > 1) {
-    refuse(state, "Error: only one of the options -host, -hosts and -machinefile is allowed.");
+    refuse(state.result,
+           "Error: only one of the options -host, -hosts and -machinefile is allowed.");
     return;
   }
   if (request.machine_file) {
     const auto text = around.file_text(*request.machine_file);
     if (!text) {
-      refuse(state, "Error: unable to open the machine file '" + *request.machine_file + "'.");
+      refuse(state.result,
+             "Error: unable to open the machine file '" + *request.machine_file + "'.");
       return;
     }
     request.hosts = read_msmpi_hosts(*text);
   } else if (request.hosts.empty() && around.variable("CCP_NODES")) {
     const auto nodes = read_scheduler_nodes(*around.variable("CCP_NODES"));
     if (!nodes) {
-      refuse(state, "Error: CCP_NODES does not list the hosts of this job.");
+      refuse(state.result, "Error: CCP_NODES does not list the hosts of this job.");
       return;
     }
     request.hosts = *nodes;
@@ -159,7 +133,7 @@ void find_hosts(line_state &state, const surroundings &around) {
 void check_hosts(line_state &state, const surroundings &around) {
   for (const host_slots &host : state.result.request.hosts) {
     if (host.name.size() > longest_host_name) {
-      refuse(state, "Error: the host name " + host.name + " is too long.");
+      refuse(state.result, "Error: the host name " + host.name + " is too long.");
       return;
     }
     if (host.name.find(':') != std::string::npos) {
@@ -176,9 +150,9 @@ void complete(line_state &state, const surroundings &around) {
     request.working_directory = around.variable("CCP_MPI_WORKDIR").value_or("");
   }
   if (request.working_directory.size() > longest_directory) {
-    refuse(state, "Error: the working directory is too long.");
+    refuse(state.result, "Error: the working directory is too long.");
   } else if (request.program.empty()) {
-    refuse(state, "Error: no program was given.");
+    refuse(state.result, "Error: no program was given.");
   }
   if (!request.num_procs && request.hosts.empty()) {
     request.num_procs = read_count(around.variable("NUMBER_OF_PROCESSORS").value_or("1"));

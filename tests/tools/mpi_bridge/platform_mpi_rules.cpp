@@ -8,18 +8,18 @@ namespace mpi_bridge {
 
 namespace {
 
-constexpr int exit_refused = 1;
+constexpr int exit_failed = 1;
 
-void refuse(reading &result, const std::string &text) {
+void fail(reading &result, const std::string &text) {
   result.error += "mpirun: " + text + "\n";
-  result.exit_code = exit_refused;
+  result.exit_code = exit_failed;
 }
 
 // -e NAME=value sets a variable for the ranks, -e NAME hands this program's own on.
 void read_variable(command_reader &line, reading &result, const surroundings &around) {
   const auto word = line.take_value();
   if (!word || word->empty() || word->front() == '=') {
-    refuse(result, "-e needs a variable");
+    fail(result, "-e needs a variable");
     return;
   }
   const auto equals = word->find('=');
@@ -34,10 +34,10 @@ void read_variable(command_reader &line, reading &result, const surroundings &ar
 // it when there is one. Here there is only TCP.
 void read_interconnect(const std::string &word, reading &result) {
   if (is_one_of(word, {"-IBAL", "-MX", "-GM", "-VAPI", "-UDAPL", "-ITAPI", "-ELAN"})) {
-    refuse(result, "interconnect " + word.substr(1) + " is not available");
+    fail(result, "interconnect " + word.substr(1) + " is not available");
   } else if (!is_one_of(word, {"-TCP", "-tcp", "-ibal", "-mx", "-gm", "-vapi", "-udapl", "-itapi",
                                "-elan"})) {
-    refuse(result, "unknown option " + word);
+    fail(result, "unknown option " + word);
   }
 }
 
@@ -46,12 +46,12 @@ void read_switch(command_reader &line, reading &result, const surroundings &arou
   if (word == "-np") {
     result.request.num_procs = line.take_count();
     if (!result.request.num_procs) {
-      refuse(result, "-np needs a number of ranks");
+      fail(result, "-np needs a number of ranks");
     }
   } else if (word == "-hostfile") {
     result.request.machine_file = line.take_value();
     if (!result.request.machine_file) {
-      refuse(result, "-hostfile needs a file");
+      fail(result, "-hostfile needs a file");
     }
   } else if (word == "-e") {
     read_variable(line, result, around);
@@ -70,13 +70,13 @@ void find_scheduler_hosts(reading &result, const surroundings &around) {
   const auto job = around.variable("CCP_JOBID");
   const auto head_node = around.variable("CCP_CLUSTER_NAME");
   if (!job || !head_node) {
-    refuse(result, "-ccp outside of a scheduler job");
+    fail(result, "-ccp outside of a scheduler job");
     return;
   }
   const auto view = around.answer_of("job view " + *job + " /scheduler:" + *head_node);
   result.request.hosts = read_allocated_nodes(view.value_or(""));
   if (result.request.hosts.empty()) {
-    refuse(result, "the scheduler names no nodes of job " + *job);
+    fail(result, "the scheduler names no nodes of job " + *job);
   }
 }
 
@@ -85,11 +85,11 @@ void find_file_hosts(reading &result, const surroundings &around) {
   const auto text = around.file_text(name);
   const auto hosts = text ? read_platform_mpi_hosts(*text) : std::nullopt;
   if (!text) {
-    refuse(result, "cannot open the host file " + name);
+    fail(result, "cannot open the host file " + name);
   } else if (!hosts || hosts->empty()) {
-    refuse(result, "the host file " + name + " is not made of lines host or host:count");
+    fail(result, "the host file " + name + " is not made of lines host or host:count");
   } else if (!around.credentials_stored) {
-    refuse(result, "no cached password for " + around.account);
+    fail(result, "no cached password for " + around.account);
   } else {
     result.request.hosts = *hosts;
   }
@@ -108,9 +108,9 @@ void complete(reading &result, const surroundings &around) {
   launch_request &request = result.request;
   const std::string root = unquoted(variable_for_ranks(result, "MPI_ROOT"));
   if (!root.empty() && !around.file_text(root + "\\bin\\mpirun.exe")) {
-    refuse(result, "there is no Platform MPI in " + root);
+    fail(result, "there is no Platform MPI in " + root);
   } else if (request.program.empty()) {
-    refuse(result, "no program was given");
+    fail(result, "no program was given");
   } else if (request.under_scheduler) {
     find_scheduler_hosts(result, around);
   } else if (request.machine_file) {

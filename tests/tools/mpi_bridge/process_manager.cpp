@@ -7,9 +7,6 @@ namespace mpi_bridge {
 
 namespace {
 
-constexpr int exit_refused = -1;
-const char *const mpich2_service_name = "MPICH2 Process Manager, Argonne National Lab";
-
 manager_answer say(const std::string &text, manager_action action = manager_action::none) {
   manager_answer answer;
   answer.output = text + "\n";
@@ -17,19 +14,12 @@ manager_answer say(const std::string &text, manager_action action = manager_acti
   return answer;
 }
 
-manager_answer unknown_option(const std::string &word) {
-  manager_answer answer = say("Unknown option: " + word);
-  answer.exit_code = exit_refused;
-  return answer;
-}
-
 }  // namespace
 
-manager_answer answer_mpich2_smpd(const text_list &words, const surroundings &around) {
+manager_answer answer_smpd(const text_list &words, const surroundings &around) {
   command_reader line(words);
   const std::string word = line.take_value().value_or("");
   const std::string name = word.empty() ? "" : word.substr(1);
-  const std::string service = mpich2_service_name;
   if (name == "version") {
     return say("1.2.1p1");
   }
@@ -37,54 +27,23 @@ manager_answer answer_mpich2_smpd(const text_list &words, const surroundings &ar
     const std::string host = line.take_value().value_or(around.computer);
     return say((around.service_running ? "smpd running on " : "no smpd running on ") + host);
   }
-  if (is_one_of(name, {"install", "regserver"})) {
-    return say(service + " installed.", manager_action::start_service);
-  }
-  if (is_one_of(name, {"remove", "unregserver"})) {
-    return say(service + " removed.", manager_action::stop_service);
-  }
-  if (name == "start") {
-    return say(service + " started.", manager_action::start_service);
-  }
-  if (name == "stop") {
-    return say(service + " stopped.", manager_action::stop_service);
+  if (name == "install") {
+    return say("MPICH2 Process Manager, Argonne National Lab installed.",
+               manager_action::start_service);
   }
   if (name == "d") {
     manager_answer answer;
     answer.action = manager_action::run_service;
     return answer;
   }
-  return unknown_option(word);
-}
-
-manager_answer answer_msmpi_smpd(const text_list &words) {
-  command_reader line(words);
-  manager_answer answer;
-  answer.action = manager_action::run_service;
-  while (!line.at_end()) {
-    const std::string word = line.take();
-    const std::string name = word.size() > 1 ? lower_case(word.substr(1)) : "";
-    if (name == "d") {
-      line.skip_number();  // the flags may be left out
-    } else if (is_one_of(name, {"p", "port", "logfile"})) {
-      (void)line.take_value();
-    } else if (!is_one_of(name, {"unicode", "localonly", "mgr"})) {
-      return unknown_option(word);
-    }
-  }
+  manager_answer answer = say("Unknown option: " + word);
+  answer.exit_code = exit_refused;
   return answer;
 }
 
 std::optional<manager_answer> answer_mpich2_starter(const text_list &words,
                                                     const surroundings &around) {
   const std::string word = words.empty() ? "" : words.front();
-  if (word == "-whoami") {
-    return say(around.account);
-  }
-  if (word == "-remove") {
-    return say("Account and password removed from the Registry.",
-               manager_action::forget_credentials);
-  }
   if (word == "-register") {
     return say("Password encrypted into the Registry.", manager_action::ask_credentials);
   }

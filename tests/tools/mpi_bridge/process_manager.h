@@ -12,25 +12,21 @@ namespace mpi_bridge {
 // What has to be done beside the answer, by the part that knows the machine.
 enum class manager_action {
   none,
-  run_service,         // stay as the service until it is stopped
-  start_service,       // start it, detached from this program
-  stop_service,        // end the one that runs
-  ask_credentials,     // ask for account and password on the console, keep them
-  forget_credentials,  // drop the ones that are kept
-  run_program          // ask as above, then run the program in `program`
+  run_service,      // stay as the service
+  start_service,    // start it, detached from this program
+  ask_credentials,  // ask for account and password on the console, keep them
+  run_program       // ask as above, then run the program in `program`
 };
 
 struct manager_answer {
   std::string output;
-  std::string error;
   int exit_code = 0;
   manager_action action = manager_action::none;
   text_list program;
 };
 
-// Answers of the service program itself, by MPI. It gets the words after its name.
-manager_answer answer_mpich2_smpd(const text_list &words, const surroundings &around);
-manager_answer answer_msmpi_smpd(const text_list &words);
+// The answer of the service program itself. It gets the words after its name.
+manager_answer answer_smpd(const text_list &words, const surroundings &around);
 
 // Answers of the starter when its first switch is one of maintenance; nothing
 // when it is not, and the line is one that starts ranks.

@@ -71,7 +71,7 @@ finish() {
 }
 cd )" + shell_quoted(directory) +
          R"( || finish 255
-"${MPI_BRIDGE_STARTER:-mpiexec.mpich}" )" +
+mpiexec.mpich )" +
          shell_line(starter) + R"( &
 starter=$!
 trap 'kill "$starter"; finish 143' TERM INT HUP

@@ -135,9 +135,6 @@ int read_exit_code(const std::string &text) {
 std::string mutex_name(const std::string &service) {
   return "mpi_bridge_" + service;
 }
-std::string stop_event_name(const std::string &service) {
-  return "mpi_bridge_stop_" + service;
-}
 
 }  // namespace
 
@@ -199,10 +196,6 @@ void append_to_file(const std::string &name, const std::string &text) {
   std::ofstream(name, std::ios::binary | std::ios::app) << text;
 }
 
-void remove_file(const std::string &name) {
-  (void)DeleteFileA(name.c_str());
-}
-
 void write_output(const std::string &text) {
   write_stream(STD_OUTPUT_HANDLE, text);
 }
@@ -241,15 +234,9 @@ bool service_comes_up(const std::string &name) {
 }
 
 void run_service(const std::string &name) {
-  const auto stop = own(CreateEventA(nullptr, TRUE, FALSE, stop_event_name(name).c_str()));
   const auto running = own(CreateMutexA(nullptr, FALSE, mutex_name(name).c_str()));
-  WaitForSingleObject(stop.get(), INFINITE);
-}
-
-void stop_service(const std::string &name) {
-  const auto stop = own(OpenEventA(EVENT_MODIFY_STATE, FALSE, stop_event_name(name).c_str()));
-  if (stop) {
-    SetEvent(stop.get());
+  while (true) {
+    Sleep(INFINITE);
   }
 }
 
@@ -289,7 +276,7 @@ std::string make_run_folder() {
 
 void remove_run_folder(const std::string &folder) {
   for (const char *name : {"run.sh", "rank.sh", "hosts", "out", "err", "ranks", "status"}) {
-    remove_file(folder + "\\" + name);
+    (void)DeleteFileA((folder + "\\" + name).c_str());
   }
   (void)RemoveDirectoryA(folder.c_str());
 }

@@ -23,7 +23,6 @@ std::string unix_name(const std::string &path);
 std::optional<std::string> read_file(const std::string &name);
 bool write_file(const std::string &name, const std::string &text);
 void append_to_file(const std::string &name, const std::string &text);
-void remove_file(const std::string &name);
 
 void write_output(const std::string &text);
 void write_error(const std::string &text);
@@ -36,8 +35,7 @@ std::optional<std::string> read_input_line();
 bool service_runs(const std::string &name);
 // The same for one that may have been started just now: it gets a second to come up.
 bool service_comes_up(const std::string &name);
-void run_service(const std::string &name);   // returns when stop_service was called
-void stop_service(const std::string &name);  // returns at once
+[[noreturn]] void run_service(const std::string &name);
 // Starts a command that becomes the service, holding none of this program's
 // streams; false when it did not come up within five seconds.
 bool start_service(const std::string &name, const std::string &command);
