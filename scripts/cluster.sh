@@ -100,10 +100,8 @@ ReturnToService=2
 TreeWidth=16
 CONF
   for node in $(seq $cluster_nodes); do
-    # Two racks, so that there are node groups to choose from.
-    printf 'NodeName=NODE%02d NodeHostname=localhost NodeAddr=127.0.0.1 Port=%d CPUs=%d Sockets=1 CoresPerSocket=%d ThreadsPerCore=1 RealMemory=1000 Feature=ComputeNodes,%s\n' \
-      "$node" $((port + node)) "$cluster_cores" "$cluster_cores" \
-      "$([ "$node" -le $((cluster_nodes / 2)) ] && echo RackA || echo RackB)"
+    printf 'NodeName=NODE%02d NodeHostname=localhost NodeAddr=127.0.0.1 Port=%d CPUs=%d Sockets=1 CoresPerSocket=%d ThreadsPerCore=1 RealMemory=1000\n' \
+      "$node" $((port + node)) "$cluster_cores" "$cluster_cores"
   done >>"$folder/slurm.conf"
   # Nothing is done with control groups, which a container may not have.
   echo "CgroupPlugin=cgroup/v1" >"$folder/cgroup.conf"

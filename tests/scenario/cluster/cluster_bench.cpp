@@ -176,6 +176,24 @@ void cluster_test::TearDown() {
   }
 }
 
+void launcher_test::SetUp() {
+  cluster_test::SetUp();
+  if (HasFatalFailure()) {
+    return;
+  }
+  given_installed_release();
+  given_wrapper("msmpi");
+  given_wrapper("ibmmpi");
+  given_variable("CCP_HOME", "C:\\ccp");
+  given_variable("ZEPHON_CRED_CHECK", "no");
+  given_variable("STD_DIR", share());
+  given_current_folder(share_on_drive());
+  if (head_node_is_stand_in()) {
+    given_cluster_variable("PATH=" + in_world("ms") + ";%PATH%");
+    given_setting("queued_seconds=1");
+  }
+}
+
 std::string head_node_name() {
   const auto name = variable_of_ours("CLUSTER_HEAD_NODE");
   return name.empty() ? "HEADNODE" : name;
@@ -315,6 +333,13 @@ void wait_for_text(const std::string &path, const std::string &text) {
              [&] { return path + ": " + file_text(path).value_or("(no such file)"); });
 }
 
+void wait_for_output(launch &run, const std::string &text) {
+  while (is_running(run) && !contains(run.output, text)) {
+    wait_a_moment(run);
+  }
+  EXPECT_TRUE(contains(run.output, text)) << run.output;
+}
+
 std::string view_value(const std::string &id, const std::string &key) {
   return value_in(job("view " + id).output, key);
 }
@@ -336,6 +361,10 @@ std::vector<std::string> words_of(const std::string &text) {
     words.push_back(word);
   }
   return words;
+}
+
+bool contains(const std::string &text, const std::string &part) {
+  return text.find(part) != std::string::npos;
 }
 
 std::string unix_lines(std::string text) {

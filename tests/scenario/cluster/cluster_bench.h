@@ -25,6 +25,16 @@ class cluster_test : public testing::Test {
   void TearDown() override;
 };
 
+// ... of a launcher: the user's folder lies on a share, the MPI is on the nodes' path, and
+// jobs stay in the queue long enough for the wait box to be seen.
+class launcher_test : public cluster_test {
+ protected:
+  void SetUp() override;
+};
+
+// Where the nodes find MS-MPI, from the world's folder on.
+constexpr const char *mpiexec = "ms\\mpiexec.exe";
+
 // ---- Given --------------------------------------------------------------------------------
 
 // The name to pass as /scheduler.
@@ -89,6 +99,9 @@ void wait_for_program(const std::string &name, bool running);
 // Waits until a file exists and holds this text.
 void wait_for_text(const std::string &path, const std::string &text);
 
+// Follows the launcher until it has written this.
+void wait_for_output(launch &run, const std::string &text);
+
 // ---- Then ---------------------------------------------------------------------------------
 
 // The value of a key in what "job view" prints; nothing after the colon is empty.
@@ -101,6 +114,8 @@ std::string task_output(const std::string &id, int task);
 
 // The words of a text, divided by blanks.
 std::vector<std::string> words_of(const std::string &text);
+
+bool contains(const std::string &text, const std::string &part);
 
 // A text without carriage returns.
 std::string unix_lines(std::string text);

@@ -6,40 +6,16 @@ using namespace scenario;
 
 namespace {
 
-class FaultyCluster : public cluster_test {
+class FaultyCluster : public launcher_test {
  protected:
   void SetUp() override {
-    cluster_test::SetUp();
-    if (HasFatalFailure()) {
-      return;
-    }
     NEEDS_THE_STAND_IN();
-    given_installed_release();
-    given_wrapper("msmpi");
-    given_variable("CCP_HOME", "C:\\ccp");
-    given_variable("ZEPHON_CRED_CHECK", "no");
-    given_variable("STD_DIR", share());
-    given_current_folder(share_on_drive());
-    given_cluster_variable("PATH=" + in_world("ms") + ";%PATH%");
-    given_setting("queued_seconds=1");
+    launcher_test::SetUp();
   }
 };
 
-const char *const mpiexec = "ms\\mpiexec.exe";
 const char *const with_new_job = "--mpi=msmpi --np=4 --ccp HEADNODE --jobid=-1 solver.exe -i plate";
 const char *const without_job = "--mpi=msmpi --np=4 --ccp HEADNODE solver.exe -i plate";
-
-bool contains(const std::string &text, const std::string &part) {
-  return text.find(part) != std::string::npos;
-}
-
-// Follows the launcher until it has written this.
-void wait_for_output(launch &run, const std::string &text) {
-  while (is_running(run) && !contains(run.output, text)) {
-    wait_a_moment(run);
-  }
-  EXPECT_TRUE(contains(run.output, text)) << run.output;
-}
 
 // Follows the launcher until the head node was asked so often since it was started.
 void wait_for_calls(launch &run, int count) {

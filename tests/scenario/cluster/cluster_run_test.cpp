@@ -10,45 +10,10 @@ using namespace scenario;
 
 namespace {
 
-// The user's folder lies on a share, the MPI is on the nodes' path, and jobs stay in
-// the queue long enough for the wait box to be seen.
-class LauncherOnCluster : public cluster_test {
- protected:
-  void SetUp() override {
-    cluster_test::SetUp();
-    if (HasFatalFailure()) {
-      return;
-    }
-    given_installed_release();
-    given_wrapper("msmpi");
-    given_wrapper("ibmmpi");
-    given_variable("CCP_HOME", "C:\\ccp");
-    given_variable("ZEPHON_CRED_CHECK", "no");
-    given_variable("STD_DIR", share());
-    given_current_folder(share_on_drive());
-    if (head_node_is_stand_in()) {
-      given_cluster_variable("PATH=" + in_world("ms") + ";%PATH%");
-      given_setting("queued_seconds=1");
-    }
-  }
-};
-
-const char *const mpiexec = "ms\\mpiexec.exe";
+class LauncherOnCluster : public launcher_test {};
 
 std::string arguments_for(const std::string &mpi, const std::string &more = "--jobid=-1 ") {
   return "--mpi=" + mpi + " --np=4 --ccp " + head_node_name() + " " + more + "solver.exe -i plate";
-}
-
-// Follows the launcher until it has written this.
-void wait_for_output(launch &run, const std::string &text) {
-  while (is_running(run) && run.output.find(text) == std::string::npos) {
-    wait_a_moment(run);
-  }
-  EXPECT_NE(std::string::npos, run.output.find(text)) << run.output;
-}
-
-bool contains(const std::string &text, const std::string &part) {
-  return text.find(part) != std::string::npos;
 }
 
 // Whether the output closes with this line; the line itself may have a detail.

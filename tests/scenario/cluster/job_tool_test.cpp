@@ -3,8 +3,6 @@
 // head_node_tests.
 #include <windows.h>
 
-#include <algorithm>
-
 #include "cluster_bench.h"
 
 using namespace scenario;
@@ -12,10 +10,6 @@ using namespace scenario;
 namespace {
 
 class JobTool : public cluster_test {};
-
-bool contains(const std::string &text, const std::string &part) {
-  return text.find(part) != std::string::npos;
-}
 
 // The value of NAME in what "cmd /c set" printed.
 std::string variable_in(const std::string &text, const std::string &name) {
@@ -28,26 +22,7 @@ std::string variable_in(const std::string &text, const std::string &name) {
   return text.substr(value, text.find('\n', value) - value);
 }
 
-// ---- A job's way ----------------------------------------------------------------------------
-
-TEST_F(JobTool, RunsAJobFromItsCreationToItsEnd) {
-  const auto id = job_id("new /jobname:\"ORBEX ZEPHON\" /numprocessors:4");
-  EXPECT_EQ("Configuring", job_state(id));
-  EXPECT_EQ("ORBEX ZEPHON", view_value(id, "Job Name"));
-  EXPECT_TRUE(
-      contains(job("add " + id + " /numprocessors:4 cmd.exe /c echo done").output, "added"));
-  EXPECT_TRUE(contains(job("submit /id:" + id).output, "submitted"));
-  wait_for_state(id, {"Finished"});
-  EXPECT_EQ("Finished", task_value(id, 1, "State"));
-  EXPECT_EQ("0", task_value(id, 1, "Exit Code"));
-  EXPECT_EQ("done\n", task_output(id, 1));
-}
-
-TEST_F(JobTool, AJobWithoutTasksFinishesAtOnce) {
-  const auto id = job_id("new /numprocessors:1");
-  job_id("submit /id:" + id);
-  wait_for_state(id, {"Finished"});
-}
+// ---- Jobs -----------------------------------------------------------------------------------
 
 TEST_F(JobTool, CancelEndsAJobAndEverythingItStarted) {
   const auto id = given_running_job();
@@ -62,34 +37,6 @@ TEST_F(JobTool, CancelEndsAJobAndEverythingItStarted) {
   wait_for_program("child of task.exe", false);
 }
 
-TEST_F(JobTool, AJobWaitsInTheQueueWhileTheNodesAreTaken) {
-  const auto all = given_running_job("/numnodes:8");
-  const auto waiting = job_id("new /numprocessors:2 /rununtilcanceled:true");
-  const auto taken_back = job_id("new /numprocessors:2 /rununtilcanceled:true");
-  job_id("submit /id:" + waiting);
-  job_id("submit /id:" + taken_back);
-  EXPECT_EQ("Queued", wait_for_state(waiting, {"Queued", "Running"}));
-  EXPECT_EQ("", view_value(waiting, "Allocated nodes"));
-  job("cancel " + taken_back);
-  EXPECT_EQ("Canceled", job_state(taken_back));
-  job("cancel " + all);
-  wait_for_state(waiting, {"Running"});
-  EXPECT_NE("", view_value(waiting, "Allocated nodes"));
-}
-
-// ---- Where jobs run -------------------------------------------------------------------------
-
-TEST_F(JobTool, JobsKeepToTheNodesAndGroupsTheyAskFor) {
-  const auto id = given_running_job("/numprocessors:3 /askednodes:NODE03,node06,NODE07");
-  for (const auto &node : words_of(view_value(id, "Allocated nodes"))) {
-    EXPECT_TRUE(node == "NODE03" || node == "NODE06" || node == "NODE07") << node;
-  }
-  const auto other = given_running_job("/numprocessors:4 /nodegroup:ComputeNodes,RackB");
-  for (const auto &node : words_of(view_value(other, "Allocated nodes"))) {
-    EXPECT_GE(node, "NODE05");
-  }
-}
-
 TEST_F(JobTool, JobsShareANodeUnlessTheyAreExclusive) {
   const auto one = given_running_job("/numprocessors:1 /requestednodes:NODE05");
   const auto other = given_running_job("/numprocessors:1 /requestednodes:NODE05");
@@ -101,18 +48,6 @@ TEST_F(JobTool, JobsShareANodeUnlessTheyAreExclusive) {
   job("cancel " + one);
   job("cancel " + other);
   wait_for_state(exclusive, {"Running"});
-}
-
-TEST_F(JobTool, TasksGetTheNodesAndTheProcessorsOfTheirJob) {
-  const auto id = given_running_job("/numnodes:3");
-  const auto nodes = words_of(view_value(id, "Allocated nodes"));
-  ASSERT_EQ(3U, nodes.size());
-  job("add " + id + " /numnodes:2 cmd.exe /c echo %CCP_NUMCPUS%");
-  wait_for_task(id, 1, "Finished");
-  EXPECT_EQ("4\n", task_output(id, 1));
-  job("add " + id + " /numprocessors:1-1 cmd.exe /c echo %CCP_NODES%");
-  wait_for_task(id, 2, "Finished");
-  EXPECT_EQ("1 " + nodes[0] + " 1\n", task_output(id, 2));
 }
 
 // ---- Tasks ----------------------------------------------------------------------------------
@@ -141,14 +76,6 @@ TEST_F(JobTool, ATaskFindsItsJobAndTheClustersVariablesInItsEnvironment) {
     EXPECT_EQ("0", variable_in(set, "MPICH_SOCKET_SBUFFER_SIZE"));
     EXPECT_TRUE(variable_in(set, "PATH").starts_with("C:\\first;C:\\"));
   }
-}
-
-TEST_F(JobTool, VariablesAreExpandedWhenTheTaskStarts) {
-  const auto folder = share();
-  const auto id = given_running_job();
-  job("add " + id + " /workdir:" + in_quotes(folder) +
-      " /stdout:ZP%CCP_TASKCONTEXT%.jdoe.o cmd.exe /c echo %CCP_JOBID% %NOBODY%");
-  wait_for_text(share_on_drive() + "\\ZP" + id + ".1.jdoe.o", id + " %NOBODY%");
 }
 
 TEST_F(JobTool, OutputAndErrorsGoToTheirFilesInTheWorkingDirectoryOrToOneFile) {
@@ -211,21 +138,6 @@ TEST_F(JobTool, ARefusalIsOneLineOnStandardErrorAndNotZero) {
     EXPECT_EQ(run.errors.size() - 1, run.errors.find('\n')) << call;
   }
   EXPECT_NE(0U, cluscfg("listenvs /scheduler:NOWHERE").status);
-}
-
-TEST_F(JobTool, CallsAtTheSameMomentGetJobsOfTheirOwn) {
-  std::vector<launch> calls;
-  for (int call = 0; call < 12; ++call) {
-    calls.push_back(start_program(built_tool("head_node\\job.exe"), "job new /scheduler:HEADNODE"));
-  }
-  std::vector<std::string> answers;
-  for (auto &call : calls) {
-    wait_for_end(call);
-    EXPECT_EQ(0U, call.status);
-    answers.push_back(call.output);
-  }
-  std::sort(answers.begin(), answers.end());
-  EXPECT_EQ(answers.end(), std::adjacent_find(answers.begin(), answers.end()));
 }
 
 }  // namespace

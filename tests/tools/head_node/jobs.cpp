@@ -94,30 +94,22 @@ std::string fault_of_task(const job_list &list, const job &one, int id, std::siz
 // The nodes that a job may use. Sets fault when it names some that there are not.
 std::vector<share> usable_nodes(const job_list &list, const fields &options, std::string &fault) {
   const auto asked = divided(value(options, "requestednodes"), ',');
-  const auto groups = divided(value(options, "nodegroup"), ',');
   std::vector<share> usable;
   texts known_names;
-  texts known_groups;
   for (const auto &one : list.cluster) {
     known_names.push_back(one.name);
-    known_groups.insert(known_groups.end(), one.groups.begin(), one.groups.end());
-    const bool in_groups = std::all_of(groups.begin(), groups.end(),
-                                       [&](const auto &group) { return holds(one.groups, group); });
-    if (in_groups && (asked.empty() || holds(asked, one.name))) {
+    if (asked.empty() || holds(asked, one.name)) {
       usable.push_back({one.name, one.cores});
     }
   }
   for (const auto &name : asked) {
     fault = holds(known_names, name) ? fault : "The cluster has no node \"" + name + "\".";
   }
-  for (const auto &group : groups) {
-    fault = holds(known_groups, group) ? fault : "There is no node group \"" + group + "\".";
-  }
   return usable;
 }
 
 // Why a job cannot be submitted; empty when it can.
-std::string fault_of_job(const job_list &list, const job &one, int id, const fields &event) {
+std::string fault_of_job(const job_list &list, const job &one, int id) {
   for (std::size_t number = 1; number <= one.tasks.size(); ++number) {
     if (const auto fault = fault_of_task(list, one, id, number); !fault.empty()) {
       return fault;
@@ -127,11 +119,6 @@ std::string fault_of_job(const job_list &list, const job &one, int id, const fie
       (whole_number(value(one.options, "minimum")) < 0 ||
        whole_number(value(one.options, "maximum")) < 0)) {
     return "A job that runs until it is canceled needs an explicit minimum and maximum.";
-  }
-  const auto name = value(one.options, "jobtemplate");
-  if (!name.empty() && lower_case(name) != "default" &&
-      !holds(divided(value(event, "templates"), ','), name)) {
-    return "There is no job template \"" + name + "\".";
   }
   std::string fault;
   const auto usable = usable_nodes(list, one.options, fault);
@@ -203,8 +190,7 @@ void start_tasks(job_list &list, int id, double time) {
   for (std::size_t number = 1; number <= one.tasks.size() && !one.free.empty(); ++number) {
     auto &next = one.tasks[number - 1];
     if (next.cores.empty() && take_cores(list, one, next)) {
-      next.started = std::max(time, one.runs_from);
-      next.runs_from = next.started + one.dispatching_seconds;
+      next.runs_from = std::max(time, one.runs_from);
       list.to_do.push_back({{"do", "start"},
                             {"job", std::to_string(id)},
                             {"task", std::to_string(number)},
@@ -289,13 +275,9 @@ void run_without_slurm(job_list &list, int id, const fields &event) {
 void submit(job_list &list, int id, const fields &event) {
   auto &one = list.jobs[id];
   one.submitted = true;
-  one.validated = seconds(event, "time") + seconds(event, "submitted_seconds");
-  one.queued = one.validated + seconds(event, "validating_seconds");
-  one.runs_from = one.queued + seconds(event, "queued_seconds");
-  one.dispatching_seconds = seconds(event, "dispatching_seconds");
-  one.ending_seconds = seconds(event, "ending_seconds");
+  one.runs_from = seconds(event, "time") + seconds(event, "queued_seconds");
   if (event.contains("fault_invalid")) {
-    end_job(list, id, "Failed", unknown_facts::system_error, one.queued);
+    end_job(list, id, "Failed", unknown_facts::system_error, seconds(event, "time"));
   } else if (is_set(event, "without_slurm")) {
     run_without_slurm(list, id, event);
   } else if (!event.contains("fault_stuck")) {
@@ -324,7 +306,7 @@ answer call_submit(job_list &list, const fields &event) {
   } else {
     take_job_options(next.options, event);
   }
-  if (const auto fault = fault_of_job(list, next, id, event); !fault.empty()) {
+  if (const auto fault = fault_of_job(list, next, id); !fault.empty()) {
     return failure(fault);
   }
   list.last_id = std::max(list.last_id, id);
@@ -365,9 +347,8 @@ answer call_on_job(job_list &list, const fields &event) {
     return failure("The job identifier " + value(event, "job") + " is invalid.");
   }
   const auto state = state_of(list.jobs[id], seconds(event, "time"));
-  const texts right = verb == "submit"
-                          ? texts{"Configuring"}
-                          : texts{"Configuring", "Submitted", "Validating", "Queued", "Running"};
+  const texts right =
+      verb == "submit" ? texts{"Configuring"} : texts{"Configuring", "Queued", "Running"};
   if (!holds(right, state)) {
     return failure("\"" + verb + "\" is not possible: job " + std::to_string(id) + " is " + state +
                    ".");
@@ -474,14 +455,10 @@ answer happen(job_list &list, const fields &event) {
 
 std::string state_of(const job &one, double now) {
   if (!one.end_state.empty() && now >= one.ended) {
-    const bool on_its_way = now < one.ended + one.ending_seconds;
-    return !on_its_way ? one.end_state : one.end_state == "Canceled" ? "Canceling" : "Finishing";
+    return one.end_state;
   }
   if (!one.submitted) {
     return "Configuring";
-  }
-  if (now < one.queued) {
-    return now < one.validated ? "Submitted" : "Validating";
   }
   return now < one.runs_from || one.nodes.empty() ? "Queued" : "Running";
 }
@@ -516,10 +493,7 @@ std::string state_name(const std::string &state, bool old) {
   if (!old) {
     return state;
   }
-  const fields names = {{"Configuring", "NotSubmitted"}, {"Submitted", "Queued"},
-                        {"Validating", "Queued"},        {"Dispatching", "Queued"},
-                        {"Finishing", "Running"},        {"Canceling", "Running"},
-                        {"Canceled", "Cancelled"}};
+  const fields names = {{"Configuring", "NotSubmitted"}, {"Canceled", "Cancelled"}};
   return names.contains(state) ? names.at(state) : state;
 }
 
@@ -533,10 +507,7 @@ std::string task_state(const job &one, const task &known, double now) {
   if (!one.end_state.empty() && now >= one.ended) {
     return "Canceled";
   }
-  if (known.cores.empty() || now < known.started) {
-    return "Queued";
-  }
-  return now < known.runs_from ? "Dispatching" : "Running";
+  return known.cores.empty() || now < known.runs_from ? "Queued" : "Running";
 }
 
 // Such as "NODE01 2 NODE02 2".
@@ -567,8 +538,7 @@ answer view(const job_list &list, const fields &call, double now,
   const bool old = value(call, "generation") == "ccp";
   const auto width = old ? unknown_facts::ccp_key_width : job_key_width;
   const auto state = state_of(one, now);
-  const bool has_run =
-      state != "Configuring" && state != "Submitted" && state != "Validating" && state != "Queued";
+  const bool has_run = state != "Configuring" && state != "Queued";
   texts states;
   for (const auto &known : one.tasks) {
     states.push_back(task_state(one, known, now));

@@ -10,7 +10,6 @@ namespace head_node {
 struct node {
   std::string name;
   int cores = 0;  // all of them on one socket
-  texts groups;
 };
 
 // Cores of one node that a job or a task has.
@@ -22,11 +21,10 @@ struct share {
 struct task {
   fields options;            // as "add" or "submit" gave them
   std::vector<share> cores;  // empty: it waits for some
-  double started = 0;        // it is dispatched from then on ...
-  double runs_from = 0;      // ... and runs from then on
-  std::string end_state;     // Finished or Failed; empty: it has not ended
-  std::string exit_code;     // empty: it has none
-  std::string message;       // why it failed
+  double runs_from = 0;
+  std::string end_state;  // Finished or Failed; empty: it has not ended
+  std::string exit_code;  // empty: it has none
+  std::string message;    // why it failed
 };
 
 // Times are seconds of the clock that the events carry.
@@ -34,17 +32,13 @@ struct job {
   fields options;  // as "new" or "submit" and "modify" gave them
   std::vector<task> tasks;
   bool submitted = false;
-  double validated = 0;            // Submitted until then
-  double queued = 0;               // Validating until then
-  double runs_from = 0;            // Queued until then, and for as long as it has no nodes
-  double dispatching_seconds = 0;  // how long its tasks are Dispatching
-  double ending_seconds = 0;       // how long it is Finishing or Canceling
-  std::string slurm_id;            // empty: Slurm does not have it
-  std::vector<share> nodes;        // its allocation; empty: none
-  std::vector<share> free;         // what no task has of it
-  std::string end_state;           // Finished, Failed or Canceled; empty: it has not ended
-  double ended = 0;                // in that state, or on the way to it, from then on
-  std::string message;             // why it failed or was canceled
+  double runs_from = 0;      // Queued until then, and for as long as it has no nodes
+  std::string slurm_id;      // empty: Slurm does not have it
+  std::vector<share> nodes;  // its allocation; empty: none
+  std::vector<share> free;   // what no task has of it
+  std::string end_state;     // Finished, Failed or Canceled; empty: it has not ended
+  double ended = 0;          // in that state from then on
+  std::string message;       // why it failed or was canceled
 };
 
 struct job_list {

@@ -508,19 +508,12 @@ int listen_at_port() {
 // What Slurm has; without it, for what "without_slurm" does, eight nodes of two cores.
 std::vector<node> read_cluster() {
   std::vector<node> cluster;
-  for (const auto &[name, rest] : read_lines(output_of("sinfo -h -N -o '%N=%c %f'"))) {
-    node one = {name, std::atoi(rest.c_str()), {}};
-    const auto groups = rest.substr(std::min(rest.find(' ') + 1, rest.size()));
-    for (std::size_t start = 0; start < groups.size();) {
-      const auto end = std::min(groups.find(',', start), groups.size());
-      one.groups.push_back(groups.substr(start, end - start));
-      start = end + 1;
-    }
-    cluster.push_back(one);
+  for (const auto &[name, cores] : read_lines(output_of("sinfo -h -N -o '%N=%c'"))) {
+    cluster.push_back({name, std::atoi(cores.c_str())});
   }
   const bool slurm_answers = !cluster.empty();
   for (int number = 1; !slurm_answers && number <= 8; ++number) {
-    cluster.push_back({"NODE0" + std::to_string(number), 2, {"ComputeNodes"}});
+    cluster.push_back({"NODE0" + std::to_string(number), 2});
   }
   return cluster;
 }

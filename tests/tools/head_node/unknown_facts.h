@@ -53,7 +53,7 @@ constexpr std::size_t ccp_key_width = 9;  // "Status   : Finished" was seen, not
 // A job with more than its minimum of processors still gets the minimum.
 // /requestednodes and /askednodes limit a job to these nodes; it need not use all.
 // Behind "submit" a job changes in nothing but /rununtilcanceled.
-// A template is known when it is "Default" or in the setting "templates".
+// Templates, node groups and priorities are accepted and change nothing.
 
 // What the cluster itself tells its tasks when nothing else is set.
 constexpr const char *mpi_netmask = "127.0.0.0/255.0.0.0";
