@@ -1,5 +1,6 @@
-// windows_faults_test.cpp: what the door does when Windows fails in the middle of a step.
-// A test puts a function of its own at the place of one that this program imports.
+// windows_faults_test.cpp: what the door does when Windows fails in the middle of a step,
+// and what it asks Windows for where nobody could see it. A test puts a function of its own at the
+// place of one that this program imports.
 
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -170,7 +171,30 @@ TEST(WindowsFault, ThreadThatIsEndedIsAwaited) {
   EXPECT_TRUE(platform::wait_for(sleeper.thread.get(), 0));
 }
 
-// ---- The library of the boxes -------------------------------------------------------------
+// ---- Boxes --------------------------------------------------------------------------------
+
+const auto own_search = GetProcAddress;
+UINT asked_style = 0;
+
+int WINAPI note_style(HWND, LPCSTR, LPCSTR, UINT style) {
+  asked_style = style;
+  return IDYES;
+}
+
+FARPROC WINAPI find_noting_box(HMODULE library, LPCSTR name) {
+  return std::strcmp(name, "MessageBoxA") == 0
+             ? reinterpret_cast<FARPROC>(reinterpret_cast<void *>(note_style))
+             : own_search(library, name);
+}
+
+// Wine shows a box in front of others like any other.
+TEST(WindowsDoor, ShowsABoxInTheStyleThatItIsGiven) {
+  const instead_of search("GetProcAddress", find_noting_box);
+  for (const unsigned style : {0U, 0x40U, 0x40000U, 0x40001U, 0x40004U, 0x40040U}) {
+    EXPECT_EQ(IDYES, platform::show_message_box("Door tests", "A box", style));
+    EXPECT_EQ(style, asked_style);
+  }
+}
 
 HMODULE WINAPI refuse_to_load(LPCSTR, HANDLE, DWORD) {
   ++calls;

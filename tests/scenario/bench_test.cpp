@@ -329,17 +329,6 @@ TEST(BoxDriver, ReadsALongText) {
   EXPECT_TRUE(text == run_box("0", "long", text).boxes.at(0).text);
 }
 
-TEST(BoxDriver, TellsTheStyleBitsThatWereAskedFor) {
-  given_watched_styles();
-  given_box_answer(yes_button);
-  const auto run = run_box("0x40004", "Zephon", "In front?");
-  EXPECT_EQ(static_cast<unsigned long>(yes_button), run.status);
-  ASSERT_EQ(1U, run.asked_boxes.size());
-  EXPECT_EQ("Zephon", run.asked_boxes[0].caption);
-  EXPECT_EQ("In front?", run.asked_boxes[0].text);
-  EXPECT_EQ(0x40004U, run.asked_boxes[0].style);
-}
-
 TEST(Bench, FailsATestThatDoesNotExpectABox) {
   EXPECT_NONFATAL_FAILURE(run_box("4", "Zephon", "Who asked?"),
                           "a message box that the test does not answer: Zephon: Who asked?");

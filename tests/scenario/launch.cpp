@@ -101,9 +101,6 @@ owned_handle create_process(const std::string &path, std::string command_line,
     startup.StartupInfo.wShowWindow = SW_HIDE;
     flags |= CREATE_NEW_CONSOLE;
   }
-  if (world().watched_styles) {
-    flags |= DEBUG_ONLY_THIS_PROCESS;
-  }
   auto environment = environment_block();
   PROCESS_INFORMATION started = {};
   if (!CreateProcessA(in_world(path).c_str(), command_line.data(), nullptr, nullptr,
@@ -194,20 +191,12 @@ void answer_boxes(launch &run) {
   }
 }
 
-void follow_styles(launch &run) {
-  if (run.styles) {
-    box_driver::follow(*run.styles, 1);
-    run.asked_boxes = run.styles->asked;
-  }
-}
-
 // Looks after the launcher until the condition holds. At the time limit the test
 // fails and everything it started is ended.
 void follow_until(launch &run, const std::function<bool()> &reached) {
   const auto limit = clock::now() + std::chrono::milliseconds(world().time_limit);
   auto next_search = clock::now();
   while (run.process && !reached()) {
-    follow_styles(run);
     if (clock::now() >= next_search) {
       answer_boxes(run);
       next_search = clock::now() + time_between_box_searches;
@@ -255,9 +244,6 @@ void handle_closer::operator()(void *handle) const {
 
 launch start_program(const std::string &path, const std::string &command_line) {
   launch run;
-  if (world().watched_styles) {
-    run.styles = std::make_unique<box_driver::style_watch>();
-  }
   if (world().no_standard_handles) {
     run.process = create_process(path, command_line, {nullptr, nullptr, nullptr});
     return run;

@@ -18,7 +18,6 @@
 #include <vector>
 
 #include "box_driver/box_driver.h"
-#include "box_driver/style_watch.h"
 #include "scripted_tool/script.h"
 
 namespace scenario {
@@ -95,7 +94,6 @@ void given_no_standard_handles();                 // the launcher has no input, 
 void given_current_folder(const std::string &path);
 void given_hidden_window_station();         // the launcher runs where nobody sees a window
 void given_inherited_handle(void *handle);  // the launcher gets this handle of ours too
-void given_watched_styles();                // notes each box's style bits in launch::asked_boxes
 
 // Called with the process number of each program that the test starts, before it runs.
 void given_prepared_start(const std::function<void(unsigned long process)> &prepare);
@@ -115,12 +113,10 @@ struct launch {
   std::string output;        // what came through its standard output, byte for byte
   std::string errors;        // ... and through its standard error
   std::vector<message_box> boxes;
-  std::vector<box_driver::asked_box> asked_boxes;  // only with given_watched_styles
 
   owned_handle process;
   owned_handle output_end;  // the ends from which its output is read
   owned_handle errors_end;
-  std::unique_ptr<box_driver::style_watch> styles;
 };
 
 // Starts mpirun.exe with these arguments, given as they stand in the command line.

@@ -292,10 +292,6 @@ void given_inherited_handle(void *handle) {
   world().inherited_handles.push_back(handle);
 }
 
-void given_watched_styles() {
-  world().watched_styles = true;
-}
-
 void given_prepared_start(const std::function<void(unsigned long process)> &prepare) {
   world().prepare_start = prepare;
 }

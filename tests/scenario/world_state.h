@@ -26,7 +26,6 @@ struct world_state {
   bool joined_output = false;
   std::string output_file;  // empty: pipes
   bool no_standard_handles = false;
-  bool watched_styles = false;
   std::vector<void *> inherited_handles;
   std::string current_folder;
   std::string desktop;  // "station\\desktop"; empty: the test's own

@@ -98,7 +98,6 @@ message_box read_box(HWND window) {
   box.window = window;
   GetWindowThreadProcessId(window, &box.process);
   box.caption = window_text(window);
-  box.topmost = (GetWindowLongPtrA(window, GWL_EXSTYLE) & WS_EX_TOPMOST) != 0;
   for (const HWND child : children_from_left(window)) {
     read_child(box, child);
   }

@@ -1,8 +1,6 @@
 // box_driver.h: finds, reads and presses the message boxes of other programs.
 //
-// A box is found as it stands on the screen, so a display is needed. Wine keeps
-// no topmost style on message boxes: there `topmost` is always false, and a test
-// that wants to know the style bits takes style_watch.h.
+// A box is found as it stands on the screen, so a display is needed.
 #pragma once
 
 #include <string>
@@ -22,7 +20,6 @@ struct message_box {
   std::string text;
   std::vector<button> buttons;  // from left to right
   bool icon = false;            // it shows an icon
-  bool topmost = false;         // it stays before other windows
 };
 
 // The message boxes that these processes show now, in no order.
