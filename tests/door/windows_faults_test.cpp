@@ -154,6 +154,34 @@ TEST(WindowsFault, ListingThatBreaksOffIsNoShortList) {
   EXPECT_FALSE(platform::list_directory(pattern));
 }
 
+// ---- Writes -------------------------------------------------------------------------------
+
+DWORD write_error = 0;
+
+BOOL WINAPI write_three_bytes(HANDLE file, LPCVOID bytes, DWORD, LPDWORD written,
+                              LPOVERLAPPED overlapped) {
+  if (++calls == 1) {
+    return own_function<decltype(&WriteFile)>("WriteFile")(file, bytes, 3, written, overlapped);
+  }
+  *written = 0;
+  SetLastError(write_error);
+  return FALSE;
+}
+
+TEST(WindowsFault, WriteThatBreaksOffIsNoWholeOne) {
+  const std::string folder = door::make_folder();
+  for (const auto error : {ERROR_NETNAME_DELETED, ERROR_UNEXP_NET_ERR, ERROR_DISK_FULL}) {
+    const auto file = platform::open_file(folder + "\\x", platform::open_mode::write);
+    ASSERT_TRUE(file);
+    calls = 0;
+    write_error = static_cast<DWORD>(error);
+    const instead_of write("WriteFile", write_three_bytes);
+    EXPECT_FALSE(platform::write_all(file.get(), "abcdef", 6)) << error;
+    EXPECT_EQ(2, calls);
+  }
+  door::remove_folder(folder);
+}
+
 // ---- Threads ------------------------------------------------------------------------------
 
 HANDLE awaited = nullptr;

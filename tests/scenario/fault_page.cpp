@@ -41,6 +41,8 @@ const std::string file_introduction = R"(
 ## Files
 
 "May not be read" and "may not be written": Windows refuses to open the file. "Locked": another program has it open and shares it with nobody. "Vanishes between two reads": the launcher reads it twice, and finds it the first time only. "Disk is full": the file can be opened, but takes nothing.
+
+A share that goes away in the middle of a write has the outcome of the full disk, but what was written stays there. This is tried over the scripted platform, for each file that is written and each byte at which the share can go (`unit_tests`, `VanishingShare`).
 )";
 
 std::string page_path() {

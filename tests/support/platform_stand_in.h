@@ -133,6 +133,10 @@ void given_unreadable_file(const std::string &path, const std::string &content =
 void given_unwritable_path(const std::string &path);  // opening for writing is refused
 void given_last_opening(const std::string &path, std::size_t openings = 1);  // then it is gone
 void given_full_disk_after(std::size_t bytes);  // for all files together
+
+// All files whose names begin with two backslashes are on a share that goes away when so
+// many bytes were written there: then nothing on it opens, goes or gets another name.
+void given_share_that_vanishes_after(std::size_t bytes);
 void given_current_directory(const std::string &path);
 void given_no_current_directory();
 

@@ -18,6 +18,10 @@ bool is_a_path(const std::string &path) {
   });
 }
 
+bool is_on_share(std::string_view path) {
+  return path.starts_with("\\\\");
+}
+
 bool is_drive(const std::string &path) {
   return path.size() >= 2 && path[1] == ':';
 }
@@ -134,12 +138,18 @@ std::size_t read_pipe(std::shared_ptr<pipe> of, char *buffer, std::size_t size) 
   return count;
 }
 
+bool is_gone(std::string_view path) {
+  return the_world().share_is_gone && is_on_share(path);
+}
+
 bool write_file(open_file &opened, std::string_view text) {
   world &here = the_world();
   if (opened.mode == platform::open_mode::read) {
     return false;
   }
-  const std::size_t room = here.disk_space.value_or(text.size());
+  const bool may_vanish = here.share_space && is_on_share(opened.content->path);
+  auto &space = may_vanish ? here.share_space : here.disk_space;
+  const std::size_t room = space.value_or(text.size());
   const std::string_view fits = text.substr(0, room);
   std::string &content = opened.content->content;
   if (opened.mode == platform::open_mode::append) {
@@ -150,10 +160,12 @@ bool write_file(open_file &opened, std::string_view text) {
   }
   content.replace(opened.position, fits.size(), fits);
   opened.position += fits.size();
-  if (here.disk_space) {
-    *here.disk_space -= fits.size();
+  if (space) {
+    *space -= fits.size();
   }
-  return fits.size() == text.size();
+  const bool is_whole = fits.size() == text.size();
+  here.share_is_gone = here.share_is_gone || (may_vanish && !is_whole);
+  return is_whole;
 }
 
 bool write_standard_from_launcher(standard_place place, std::string_view text) {
@@ -189,14 +201,12 @@ std::string full_path(const std::string &path) {
   std::string with_backslashes = path;
   std::replace(with_backslashes.begin(), with_backslashes.end(), '/', '\\');
   const std::string current = the_world().current_directory.value_or("C:\\work");
-  std::string result;
-  if (with_backslashes.starts_with("\\\\")) {
-    result = "\\";
-  } else if (with_backslashes.starts_with("\\")) {
+  if (!with_backslashes.starts_with("\\")) {
+    with_backslashes.insert(0, is_drive(with_backslashes) ? "" : current + "\\");
+  } else if (!is_on_share(with_backslashes)) {
     with_backslashes.insert(0, current, 0, 2);
-  } else if (!is_drive(with_backslashes)) {
-    with_backslashes.insert(0, current + "\\");
   }
+  std::string result = is_on_share(with_backslashes) ? "\\" : "";
   const std::size_t root = result.size();
   std::size_t start = 0;
   while (start <= with_backslashes.size()) {
@@ -251,6 +261,10 @@ void given_last_opening(const std::string &path, std::size_t openings) {
 
 void given_full_disk_after(std::size_t bytes) {
   the_world().disk_space = bytes;
+}
+
+void given_share_that_vanishes_after(std::size_t bytes) {
+  the_world().share_space = bytes;
 }
 
 void given_current_directory(const std::string &path) {
@@ -353,7 +367,8 @@ owned_handle open_file(const std::string &path, open_mode mode) {
   stand_in::world &here = the_world();
   const std::string given = stand_in::compared_path(path);
   ++here.openings[given];
-  if (!stand_in::is_a_path(path) || !stand_in::uses_up_an_opening(given)) {
+  if (!stand_in::is_a_path(path) || !stand_in::uses_up_an_opening(given) ||
+      stand_in::is_gone(given)) {
     return nullptr;
   }
   if (mode == open_mode::create && stand_in::find_file(given) != nullptr) {
@@ -423,7 +438,7 @@ void remove_file(const std::string &path) {
   the_world().removed.push_back(path);
   const std::string compared = stand_in::compared_path(path);
   const auto entry = stand_in::find_file(compared);
-  if (entry != nullptr && !entry->is_directory) {
+  if (entry != nullptr && !entry->is_directory && !stand_in::is_gone(compared)) {
     the_world().files.erase(compared);
   }
 }
@@ -433,7 +448,7 @@ bool replace_file(const std::string &path, const std::string &new_path) {
   const std::string target = stand_in::compared_path(new_path);
   const auto entry = stand_in::find_file(compared);
   const auto replaced = stand_in::find_file(target);
-  if (entry == nullptr || the_world().unwritable.contains(target) ||
+  if (entry == nullptr || stand_in::is_gone(target) || the_world().unwritable.contains(target) ||
       (replaced != nullptr && replaced->is_directory)) {
     return false;
   }

@@ -197,6 +197,8 @@ struct world {
   std::map<std::string, std::optional<std::vector<std::string>>> listings;
   std::optional<std::string> current_directory = "C:\\work";
   std::optional<std::size_t> disk_space;
+  std::optional<std::size_t> share_space;
+  bool share_is_gone = false;
   std::size_t most_bytes_read = ~std::size_t{0};
   std::vector<std::string> written;
   std::vector<std::string> removed;
