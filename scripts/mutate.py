@@ -19,9 +19,10 @@ and with the assertions of the C++ library. For each mutant one object is compil
 and the unit tests are linked anew: the suites of the module's own test file run
 first, all others only when those are content. The work tree is never touched.
 
-Each survivor is printed as FILE:LINE: BEFORE → AFTER. The last line is
-"N mutants, N caught, N survived (P %)"; the exit status is 1 when fewer than 95 %
-were caught. Equal trees and seeds give equal mutants.
+Each survivor is printed as FILE:LINE: BEFORE → AFTER, then for each folder, where
+there are several, and in the last line for all: "N mutants, N caught, N survived (P %)".
+The exit status is 1 when fewer than 95 % were caught. Equal trees and seeds give equal
+mutants.
 
 Mutants that no test can tell from the launcher stand in scripts/mutate_equivalent.txt,
 as they are printed but without the line's number; the indented lines behind one say
@@ -30,6 +31,7 @@ that no longer exists is an error.
 """
 
 import argparse
+import collections
 import concurrent.futures
 import filecmp
 import json
@@ -416,7 +418,8 @@ def build_unit_tests(jobs):
     for entry in json.loads((BUILD / "compile_commands.json").read_text(encoding="utf-8")):
         words = shlex.split(entry["command"])
         product = BUILD / words[words.index("-o") + 1]
-        if product.exists():  # only what the unit tests need was built
+        # Only what the unit tests need was built; headers that are read once are none of it.
+        if product.suffix == ".o" and product.exists():
             source = os.path.relpath(entry["file"], COPY)
             commands[source] = words
             objects[source] = str(product)
@@ -566,20 +569,28 @@ def main(arguments):
     waiting = choose_mutants(files, asked.seed, asked.again)
     wanted = len(waiting) if asked.count is None else asked.count
 
-    tried = caught = 0
+    tried, caught = collections.Counter(), collections.Counter()  # by folder
     with concurrent.futures.ThreadPoolExecutor(asked.jobs) as pool:
-        while waiting and tried < wanted:
-            some, waiting = waiting[: wanted - tried], waiting[wanted - tried :]
+        while waiting and tried.total() < wanted:
+            missing = wanted - tried.total()
+            some, waiting = waiting[:missing], waiting[missing:]
             for mutant, noticed in zip(some, pool.map(workshop.try_mutant, some)):
-                tried += noticed is not None
-                caught += noticed is True
+                folder = os.path.dirname(mutant.file)
+                tried[folder] += noticed is not None
+                caught[folder] += noticed is True
                 if noticed is False:
                     print(mutant.place(), flush=True)
-    if tried == 0:
+    if tried.total() == 0:
         sys.exit("mutate.py: there is nothing to break in these files")
-    share = 100.0 * caught / tried
-    print(f"{tried} mutants, {caught} caught, {tried - caught} survived ({share:.1f} %)")
-    return 0 if share >= ENOUGH else 1
+    for folder in sorted(tried) if len(tried) > 1 else []:
+        print(f"{folder}: {in_figures(tried[folder], caught[folder])}")
+    print(in_figures(tried.total(), caught.total()))
+    return 0 if 100.0 * caught.total() >= ENOUGH * tried.total() else 1
+
+
+def in_figures(tried, caught):
+    share = 100.0 * caught / max(tried, 1)
+    return f"{tried} mutants, {caught} caught, {tried - caught} survived ({share:.1f} %)"
 
 
 if __name__ == "__main__":

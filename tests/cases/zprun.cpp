@@ -140,7 +140,7 @@ launch_family zprun_family() {
                               "more: name an MPI with -mpi: msmpi, intel or ibmmpi\n",
                     .status = 1}},
           {.name = "RefusesToOverwriteACaseFile",
-           .files = {{"{work}\\plate.case", "points 64\n"}},
+           .files = {{"{work}\\plate.case", std::string(250, 'x') + "Start: "}},
            .arguments = {"-o", "plate.case", "x"},
            .then = {.errors = "zprun: plate.case is there and is no timing report: name another "
                               "file\n",
@@ -169,6 +169,9 @@ launch_family zprun_family() {
            .then = {.output = "Releases below ..\\none (from ZEPHON_INC):\n  none\n"
                               "The default release 7 (from ZEPHON_DEFAULT_RELEASE) is not "
                               "there.\n"}},
+          {.name = "ShowsItsVersion",
+           .arguments = {"-version"},
+           .then = {.output = "zprun " LAUNCHER_VERSION "\n"}},
           {.name = "ShowsItsOptions", .arguments = {"-help"}, .then = {.output = usage}}}};
 }
 

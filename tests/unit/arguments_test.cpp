@@ -270,6 +270,7 @@ TEST(NearMisses, CountEdits) {
   EXPECT_EQ(0, edit_distance("Intel", "intel"));
   EXPECT_EQ(1, edit_distance("intell", "intel"));
   EXPECT_EQ(1, edit_distance("wiat", "wait"));
+  EXPECT_EQ(1, edit_distance("cnf", "ncf"));
   EXPECT_EQ(3, edit_distance("", "abc"));
   EXPECT_EQ("12.0.16", nearest("12.0.17", {"12.0.16", "6.3.26"}));
   EXPECT_EQ(std::nullopt, nearest("ab", {"ac"})) << "too short";

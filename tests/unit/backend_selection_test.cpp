@@ -17,6 +17,18 @@ TEST(BackendSelection, TakesAnExternalCommandBeforeAnyName) {
   EXPECT_EQ(2, status_of_exit([] { (void)select_backend(); }));
 }
 
+TEST(BackendSelection, GivesOneForEveryMpi) {
+  given_file("C:\\hosts");
+  given_variable("MPI_HOME", "C:\\mpich");
+  for (const char *name : {"vmpi", "msmpi", "mpich2", "ibmmpi", "intel", "smpi", "nmpi", "mpich"}) {
+    if (std::string_view(name) == "smpi") {
+      given_variable("ZEPHON_HOSTS_FILE", "C:\\hosts");  // these need one
+    }
+    state.mpi_name = name;
+    EXPECT_EQ(1, select_backend()) << name;
+  }
+}
+
 TEST(BackendSelection, SilentlySelectsNothingForAnyOtherName) {
   for (const char *name : {"", "net", "MPICH", "Intel", "pcmpi", "mpich ", "mpich22", "mpic"}) {
     state.mpi_name = name;

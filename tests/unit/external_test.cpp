@@ -31,6 +31,9 @@ TEST(ExternalCommand, EndsInTheHostFile) {
     EXPECT_EQ(1, external_backend());
     EXPECT_EQ(command, state.launch_command.text);
   }
+  ASSERT_EQ(3U, state.launch_command.pieces.size());
+  EXPECT_EQ("program: the external launch command", state.launch_command.pieces[0].reason);
+  EXPECT_EQ("PATH of the remote processes", state.launch_command.pieces[1].reason);
   EXPECT_EQ("", both_streams());
 }
 

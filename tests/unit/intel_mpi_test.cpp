@@ -46,6 +46,11 @@ TEST(IntelMpiCommand, SetsItsVariablesInThisOrder) {
   EXPECT_EQ(expected, state.env_pool);
 }
 
+TEST(IntelMpiCommand, LooksInTheRootOfTheDriveWithoutAFolderOfReleases) {
+  EXPECT_TRUE(is_local());
+  EXPECT_EQ(R"(\zephon\netweave\mpi\win64\intel\bin;\ntbin\win64)", variable("PATH"));
+}
+
 TEST(IntelMpiCommand, DoesNotKnowItsOwnHostOnceTheProcessesAreSpread) {
   given_own_host(2);
   EXPECT_FALSE(is_local());

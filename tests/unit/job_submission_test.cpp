@@ -514,9 +514,11 @@ TEST_F(MsmpiSubmission, SaysThatThereIsNoEvent) {
 // Released before its task is there, the job would end.
 TEST_F(MsmpiSubmission, HearsTheToolOutBeforeTheJobIsReleasedWithoutAnEvent) {
   given_no_events(1450);
-  given_tool(submit_command, prints("adding\r\n").then_prints("submitted\r\nmore", 5'000));
+  state.scheduler_job_id = 42;  // which is not the one that is named
+  given_tool(submit_command,
+             prints("adding\r\n").then_prints("Job has been submitted. ID: 0\r\nmore", 5'000));
   EXPECT_TRUE(submit(submit_command));
-  EXPECT_EQ("adding\nsubmitted\nmore", standard_output());
+  EXPECT_EQ("adding\nJob has been submitted. ID: 0\nmore", standard_output());
   EXPECT_EQ((texts{submit_command, exit_command}), commands());
   EXPECT_EQ(5'000U, started_commands().at(1).at);
 }

@@ -260,9 +260,22 @@ TEST(RehearsalOfALongCommand, DoesNotGuessWhatTheInterpreterMakesOfIt) {
   for (const std::size_t length : {7'000U, 9'000U}) {
     const texts words = {"--mpi=msmpi", "--np=2", std::string(length, 'x')};
     (void)run({"", "msmpi", words, given_cluster, {}}, "1");
-    EXPECT_EQ(length > 8'000U,
-              standard_output().find("makes of a command of this length") != std::string::npos);
+    EXPECT_EQ(
+        length > 8'000U,
+        standard_output().find("Rehearsal: only the real run shows what the command interpreter "
+                               "makes of a command of this length\n") != std::string::npos);
   }
+}
+
+TEST(RehearsalOfAnAssumedJob, DoesNotGuessItsNodes) {
+  const auto given = [] {
+    given_cluster();
+    given_hosts();
+    given_variable("NP_PER_NODE", "1");
+  };
+  (void)run({"", "msmpi", {"--mpi=msmpi", "--np=2", "--jobid=-1", "3d"}, given, {}}, "1");
+  EXPECT_THAT(standard_output(), HasSubstr("Rehearsal: only the real run shows the nodes that the "
+                                           "scheduler gives to the job\n"));
 }
 
 TEST(RehearsalOfAQuestion, GoesOnWithItsAnswer) {

@@ -90,12 +90,14 @@ TEST(RunRecord, TellsTheRunFromItsArgumentsToItsStatus) {
     EXPECT_THAT(text, HasSubstr(part));
   }
   EXPECT_THAT(text, HasSubstr(std::string(R"("launch": {"command": ")") + command + "\""));
+  EXPECT_EQ(1U, count_of(R"("ZEPHON_INC": )", text));  // however often it was read
 }
 
 TEST(RunRecord, TellsAToolsAnswerAndTheJob) {
   given_recorded_run();
   given_variable("USE_CCP", "head");
   given_variable("CCP_JOB_ID", "-1");
+  given_variable("ZEPHON_RUN_DEBUG", "C:\\log.txt");
   given_installation("msmpi");
   given_tool_with("job new", prints("Created job, ID: 12\n"));
   given_tool_with("job submit");
@@ -108,6 +110,8 @@ TEST(RunRecord, TellsAToolsAnswerAndTheJob) {
   const std::string text = record();
   EXPECT_THAT(text, HasSubstr(R"({"kind": "query", "text": "cluscfg listenvs /scheduler:head")"));
   EXPECT_THAT(text, HasSubstr(R"("exit_code": 0, "lines": 1, "assumed": null})"));
+  EXPECT_THAT(text, HasSubstr(R"({"kind": "file", "text": "append to C:\\log.txt")"));
+  EXPECT_THAT(text, HasSubstr(R"("exit_code": 0, "lines": 2, "assumed": null})"));
   // Of the six questions of one watch the first and the last.
   EXPECT_EQ(3U, count_of(R"({"kind": "query", "text": "job view 12)", text));
   EXPECT_THAT(text, HasSubstr(R"({"kind": "action", "text": "job modify 12)"));
@@ -120,9 +124,23 @@ TEST(RunRecord, TellsAToolsAnswerAndTheJob) {
           R"("job": {"head_node": "head", "id": 12, "state": "Finished", "released": true})"));
 }
 
+TEST(RunRecord, KnowsNoTimeOfAllThatIsLessThanThatOfOne) {
+  given_recorded_run();
+  given_tool_with("mpirun.exe", exits_with(0).used_time(200'000, 100'000));
+  EXPECT_EQ(0, run(whole_run));
+  EXPECT_THAT(record(), HasSubstr(R"("cpu_seconds": 0.02, "cpu_seconds_all": null)"));
+}
+
 TEST(RunRecord, HoldsTheMessagesOfARunThatFails) {
   given_recorded_run();
+  given_variable("ZEPHON_RUN_DEBUG", "C:\\log.txt");
+  given_unwritable_path("C:\\log.txt");
   EXPECT_EQ(255, run(whole_run));  // there is no mpirun.exe
+  EXPECT_THAT(
+      record(),
+      HasSubstr(
+          R"("append to C:\\log.txt", "started": "2009-02-13T23:31:30.000Z", "seconds": 0.0, )"
+          R"("exit_code": 1, "lines": null)"));
   EXPECT_THAT(record(), HasSubstr(R"("status": 255)"));
   EXPECT_THAT(record(), HasSubstr(R"("messages": ["Unable to execute (null) )"));
   EXPECT_THAT(record(), HasSubstr(R"({"kind": "message", "text": "Unable to execute)"));
