@@ -21,8 +21,8 @@ first, all others only when those are content. The work tree is never touched.
 
 Each survivor is printed as FILE:LINE: BEFORE → AFTER, then for each folder, where
 there are several, and in the last line for all: "N mutants, N caught, N survived (P %)".
-The exit status is 1 when fewer than 95 % were caught. Equal trees and seeds give equal
-mutants.
+The exit status is 1 when fewer than 95 % were caught. Equal seeds draw equal mutants
+from equal lines.
 
 Mutants that no test can tell from the launcher stand in scripts/mutate_equivalent.txt,
 as they are printed but without the line's number; the indented lines behind one say
@@ -34,10 +34,10 @@ import argparse
 import collections
 import concurrent.futures
 import filecmp
+import hashlib
 import json
 import os
 import pathlib
-import random
 import re
 import resource
 import shlex
@@ -555,8 +555,12 @@ def choose_mutants(files, seed, output=None):
         printed = pathlib.Path(output).read_text(encoding="utf-8").splitlines()
         again = {re.sub(r"^([^:]+):\d+:", r"\1:", line) for line in printed}
         mutants = [mutant for mutant in mutants if mutant.names() & again]
-    random.Random(seed).shuffle(mutants)
-    return mutants
+    return sorted(mutants, key=lambda mutant: lot(seed, mutant))
+
+
+def lot(seed, mutant):
+    """Draws a mutant by its line alone, so that other lines may change between two runs."""
+    return hashlib.sha256(f"{seed} {mutant.file} {mutant.before} {mutant.after}".encode()).digest()
 
 
 def main(arguments):
@@ -566,6 +570,9 @@ def main(arguments):
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
     WORK.mkdir(parents=True, exist_ok=True)
     workshop = Workshop(asked.jobs)
+    unknown = [file for file in files if file not in workshop.commands]
+    if unknown:
+        sys.exit(f"mutate.py: the unit tests have nothing of {', '.join(unknown)}")
     waiting = choose_mutants(files, asked.seed, asked.again)
     wanted = len(waiting) if asked.count is None else asked.count
 
