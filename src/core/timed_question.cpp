@@ -126,9 +126,7 @@ int timed_question(const std::string &text, int seconds, unsigned style) {
     end_step(step, {.exit_code = answer_ok, .lines = {}});
     return answer_ok;  // as when nobody answers
   }
-  if (start_question(text, style, answer_ok) == 0) {
-    return question_answer();
-  }
+  start_question(text, style, answer_ok);
   const unsigned long limit = static_cast<unsigned long>(seconds) * 1000;
   for (unsigned long waited = 0; waited < limit && dialog_phase == shown; waited += poll_interval) {
     platform::sleep_ms(poll_interval);

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string_view>
+
 #include "support/fresh_launch.h"
 
 using namespace stand_in;
