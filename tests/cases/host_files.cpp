@@ -10,7 +10,7 @@ namespace cases {
 namespace {
 
 const std::vector<word> words = {
-    {"mpis", "..\\inc\\zephon1.2.3\\netweave\\mpi\\win64"},
+    {"mpis", "..\\inc\\{mpis}"},
     {"wrapper", "..\\prod\\netweave\\mpi_wrapper\\win64"},
     {"platform", R"("{mpis}\ibmmpi\bin\mpirun.exe" -prot -e MPI_ROOT="{mpis}\ibmmpi"  -hostfile)"},
     {"platform end", R"(-e PATH="..\inc\ntbin\win64;{wrapper}\ibmmpi" -e MPI_WORKDIR="..\inc" )"

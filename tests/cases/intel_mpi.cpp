@@ -9,7 +9,7 @@ namespace cases {
 namespace {
 
 const std::vector<word> words = {
-    {"intel", "..\\inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel"},
+    {"intel", "..\\inc\\{mpis}\\intel"},
     {"mpiexec", "{intel}\\bin\\mpiexec.exe "},
     {"local", " -localroot -localonly -genv I_MPI_DEVICE shm"},
     {"prod piece", " -genv ZEPHON_PROD_DIR \"..\\prod\""},
@@ -110,29 +110,25 @@ launch_family intel_mpi_family() {
                          {"QMX_ARCH", "win 64"},
                          {"ZEPHON_PROD_DIR", "..\\my folder\\..\\prod"}},
            .files = {{"{world}\\my folder\\"}},
-           .tools =
-               {{"{world}\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe"}},
+           .tools = {{"{world}\\my inc\\{mpis}\\intel\\bin\\mpiexec.exe"}},
            .arguments = {"a case.jou"},
-           .then = {.starts =
-                        {R"(..\my inc\zephon1.2.3\netweave\mpi\win64\intel\bin\mpiexec.exe  -n 4 )"
-                         R"({local} -genv QMX_ROOT "'D:\my qmx'" -genv QMX_ARCH "win 64" -genv )"
-                         R"(ZEPHON_PROD_DIR "'..\my folder\..\prod'" -genv I_MPI_PIN enable   )"
-                         R"(solver "a case.jou")"}}},
+           .then =
+               {.starts = {R"(..\my inc\{mpis}\intel\bin\mpiexec.exe  -n 4 )"
+                           R"({local} -genv QMX_ROOT "'D:\my qmx'" -genv QMX_ARCH "win 64" -genv )"
+                           R"(ZEPHON_PROD_DIR "'..\my folder\..\prod'" -genv I_MPI_PIN enable   )"
+                           R"(solver "a case.jou")"}}},
           {.name = "FormatsWhatIsUnknownAsNothing",
            .variables = {{"ZEPHON_INC", std::nullopt},
                          {"ZEPHON_PROD", std::nullopt},
                          {"RSH_USER", "jdoe"}},
            .then = {.starts = none,
-                    .output =
-                        "Unable to execute (null) \\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin"
-                        "\\mpiexec.exe  -n 4 {local}{end}\n{error 2}\n\n",
+                    .output = "Unable to execute (null) \\{mpis}\\intel\\bin\\mpiexec.exe  -n 4 "
+                              "{local}{end}\n{error 2}\n\n",
                     .status = 255}},
           {.name = "TakesOnlyTheServiceFromTheLocalRoot",
            .variables = {{"ZEPHON_INC_LOCAL_RESERVED", "D:\\local"}},
-           .then = {.variables =
-                        {{"SMPD_OPTION_BINARY",
-                          "D:\\local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\smpd.exe"},
-                         {"PATH", "{folders}{path};"}}}},
+           .then = {.variables = {{"SMPD_OPTION_BINARY", "D:\\local\\{mpis}\\intel\\bin\\smpd.exe"},
+                                  {"PATH", "{folders}{path};"}}}},
           {.name = "PutsTheRemotePathIntoThePath",
            .arguments = {"--pathnode=C:\\node;D:\\node", "--path=C:\\later"},
            .then = {.variables = {{"PATH",
@@ -243,16 +239,11 @@ launch_family intel_mpi_service_family() {
            .then = {.output = "{runs}", .variables = {{"SMPD_OPTION_BINARY", std::nullopt}}}},
           {.name = "IsThatOfTheLocalRoot",
            .variables = {{"ZEPHON_INC_LOCAL_RESERVED", "..\\local"}},
-           .tools = {{"{world}\\local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\smpd.exe",
-                      "smpd running on ALPHA\n"},
-                     {"{world}\\local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe",
-                      "SUCCESS\n"}},
-           .then =
-               {.asks = {"..\\local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\smpd.exe "
-                         "-status",
-                         "..\\local\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe "
-                         "-validate"},
-                .output = "{runs}"}},
+           .tools = {{"{world}\\local\\{mpis}\\intel\\bin\\smpd.exe", "smpd running on ALPHA\n"},
+                     {"{world}\\local\\{mpis}\\intel\\bin\\mpiexec.exe", "SUCCESS\n"}},
+           .then = {.asks = {"..\\local\\{mpis}\\intel\\bin\\smpd.exe -status",
+                             "..\\local\\{mpis}\\intel\\bin\\mpiexec.exe -validate"},
+                    .output = "{runs}"}},
           {.name = "MayBeSilentOrFail",
            .tools = {{.command = "{mpi}\\intel\\bin\\smpd.exe", .status = 3},
                      {.command = "{mpi}\\intel\\bin\\mpiexec.exe -validate", .status = 4}},
@@ -281,18 +272,14 @@ launch_family intel_mpi_service_family() {
           checked("ALongerSetting", "no "),
           {.name = "IsQuotedBeforeTheProgramInAFolderWithABlank",
            .variables = {{"ZEPHON_INC", "..\\my inc"}},
-           .tools =
-               {{"{world}\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\smpd.exe -status",
-                 "smpd running on ALPHA\n"},
-                {"{world}\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe"}},
-           .then =
-               {.asks = {"\"..\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\"\\smpd.exe "
-                         "-status",
-                         "\"..\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\""
-                         "\\mpiexec.exe -validate"},
-                .starts = {"..\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\intel\\bin\\mpiexec.exe "
-                           " -machinefile \"..\\hosts\"  -n 4 {end}"},
-                .output = "{runs}"}},
+           .tools = {{"{world}\\my inc\\{mpis}\\intel\\bin\\smpd.exe -status",
+                      "smpd running on ALPHA\n"},
+                     {"{world}\\my inc\\{mpis}\\intel\\bin\\mpiexec.exe"}},
+           .then = {.asks = {"\"..\\my inc\\{mpis}\\intel\\bin\"\\smpd.exe -status",
+                             "\"..\\my inc\\{mpis}\\intel\\bin\"\\mpiexec.exe -validate"},
+                    .starts = {"..\\my inc\\{mpis}\\intel\\bin\\mpiexec.exe  -machinefile "
+                               "\"..\\hosts\"  -n 4 {end}"},
+                    .output = "{runs}"}},
           {.name = "AsksForThePasswordInTheConsole",
            .tools = {{.command = "{mpi}\\intel\\bin\\mpiexec.exe -validate",
                       .prints = "FAIL\n",

@@ -22,6 +22,7 @@ std::vector<word> words_of_world(const std::string &world) {
           {"inc", world + "\\inc"},
           {"wrappers", world + "\\prod\\netweave\\mpi_wrapper\\win64"},
           {"release", world + "\\inc\\zephon1.2.3"},
+          {"mpis", "zephon1.2.3\\netweave\\mpi\\win64"},
           {"mpi", world + "\\inc\\zephon1.2.3\\netweave\\mpi\\win64"},
           {"ntbin", world + "\\inc\\ntbin\\win64"}};
 }

@@ -16,7 +16,7 @@ const std::string checking =
     "\nChecking the status of SMPD for INTEL MPI on the local machine ... smpd running on ALPHA\n";
 
 const std::vector<word> words = {
-    {"mpich2", "..\\inc\\zephon1.2.3\\netweave\\mpi\\win64\\mpich2"},
+    {"mpich2", "..\\inc\\{mpis}\\mpich2"},
     {"mpiexec", "{mpich2}\\bin\\mpiexec.exe "},
     {"behind lib", ";..\\prod\\netweave\\mpi_wrapper\\win64\\mpich2;..\\inc\\ntbin\\win64"},
     {"remote path", " -env PATH \"{mpich2}\\lib{behind lib}\" "},
@@ -75,7 +75,7 @@ launch_family mpich2_family() {
            .variables = {{"ZEPHON_INC", std::nullopt}, {"RSH_USER", "jdoe"}},
            .then = {.starts = none,
                     .output =
-                        "Unable to execute (null) \\zephon1.2.3\\netweave\\mpi\\win64\\mpich2\\"
+                        "Unable to execute (null) \\{mpis}\\mpich2\\"
                         "bin\\mpiexec.exe  -localonly  -np 4  -channel shm  solver\n{error 2}\n\n",
                     .status = 255}},
 
@@ -142,18 +142,13 @@ launch_family mpich2_family() {
           {.name = "AsksTheServiceOfTheLocalRoot",
            .variables = {{"ZEPHON_HOSTS_FILE", "..\\hosts"},
                          {"ZEPHON_INC_LOCAL_RESERVED", "..\\local"}},
-           .tools = {{"{world}\\local\\zephon1.2.3\\netweave\\mpi\\win64\\mpich2\\bin\\smpd.exe",
-                      "smpd running on ALPHA\n"},
-                     {"{world}\\local\\zephon1.2.3\\netweave\\mpi\\win64\\mpich2\\bin\\mpiexec.exe",
-                      "SUCCESS\n"}},
-           .then =
-               {.asks = {"..\\local\\zephon1.2.3\\netweave\\mpi\\win64\\mpich2\\bin\\smpd.exe "
-                         "-status",
-                         "..\\local\\zephon1.2.3\\netweave\\mpi\\win64\\mpich2\\bin\\mpiexec.exe "
-                         "-validate"},
-                .starts = {"{mpiexec} -machinefile ..\\hosts  -np 4  -channel ssm{remote path}"
-                           "  solver"},
-                .output = checking}},
+           .tools = {{"{world}\\local\\{mpis}\\mpich2\\bin\\smpd.exe", "smpd running on ALPHA\n"},
+                     {"{world}\\local\\{mpis}\\mpich2\\bin\\mpiexec.exe", "SUCCESS\n"}},
+           .then = {.asks = {"..\\local\\{mpis}\\mpich2\\bin\\smpd.exe -status",
+                             "..\\local\\{mpis}\\mpich2\\bin\\mpiexec.exe -validate"},
+                    .starts = {"{mpiexec} -machinefile ..\\hosts  -np 4  -channel ssm{remote path}"
+                               "  solver"},
+                    .output = checking}},
           {.name = "AsksForAPasswordThreeTimes",
            .variables = {{"ZEPHON_HOSTS_FILE", "..\\hosts"}},
            .tools = {{"{mpi}\\mpich2\\bin\\mpiexec.exe -validate", "FAIL\n"}},

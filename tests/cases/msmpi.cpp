@@ -14,7 +14,7 @@ const std::string warning =
 
 const std::vector<word> words = {
     {"ms", "..\\ms\\bin\\mpiexec.exe  "},
-    {"release ms", "..\\inc\\zephon1.2.3\\netweave\\mpi\\win64\\ms\\bin\\mpiexec.exe"},
+    {"release ms", "..\\inc\\{mpis}\\ms\\bin\\mpiexec.exe"},
     {"wrapper", "..\\prod\\netweave\\mpi_wrapper\\win64\\msmpi"},
     {"path piece", " -env PATH \"..\\inc\\ntbin\\win64;{wrapper}\" "},
     {"on head", "{path piece} -env CCP_CLUSTER_NAME head "},
@@ -42,7 +42,7 @@ launch_case on_this_machine() {
 launch_case of_the_release(const std::string &name, const std::string &home) {
   return {.name = name,
           .variables = {{"MSMPI_HOME", home}},
-          .tools = {{"{world}\\inc\\zephon1.2.3\\netweave\\mpi\\win64\\ms\\bin\\mpiexec.exe"}},
+          .tools = {{"{world}\\inc\\{mpis}\\ms\\bin\\mpiexec.exe"}},
           .arguments = {"--r1.2.3"},
           .then = {.starts = {"{release ms}   -np 4 {path piece}{end}"}}};
 }

@@ -9,7 +9,7 @@ namespace cases {
 namespace {
 
 const std::vector<word> words = {
-    {"ibm", "..\\inc\\zephon1.2.3\\netweave\\mpi\\win64\\ibmmpi"},
+    {"ibm", "..\\inc\\{mpis}\\ibmmpi"},
     {"mpirun", "{ibm}\\bin\\mpirun.exe"},
     {"check", "{mpirun} -pwcheck"},
     {"cache", "{mpirun} -cache cmd.exe /c ver"},
@@ -254,6 +254,15 @@ launch_case invalid(const std::string &name, const std::string &answer) {
 
 const tool never_valid = {"{mpi}\\ibmmpi\\bin\\mpirun.exe -pwcheck", "No password\n"};
 
+// The user tries it again twice, and then the launch ends.
+outcome given_up(const texts &asks) {
+  return {.asks = asks,
+          .starts = none,
+          .output = "\nUser password has been inputed 3 times, but still wrong!\n\n",
+          .boxes = {{"{question}", yes}, {"{question}", yes}},
+          .status = 4};
+}
+
 }  // namespace
 
 launch_family platform_mpi_password_family() {
@@ -274,12 +283,9 @@ launch_family platform_mpi_password_family() {
            .variables = {{"ORBEX_DONT_CACHE_PASSWORD", "1"}}},
           {.name = "IsCheckedForTheLocalInstallation",
            .variables = {{"ZEPHON_INC_LOCAL_RESERVED", "..\\local"}},
-           .tools = {{"{world}\\local\\zephon1.2.3\\netweave\\mpi\\win64\\ibmmpi\\bin\\mpirun.exe "
-                      "-pwcheck",
+           .tools = {{"{world}\\local\\{mpis}\\ibmmpi\\bin\\mpirun.exe -pwcheck",
                       "Cached password is valid\n"}},
-           .then =
-               {.asks = {"..\\local\\zephon1.2.3\\netweave\\mpi\\win64\\ibmmpi\\bin\\mpirun.exe "
-                         "-pwcheck"}}},
+           .then = {.asks = {"..\\local\\{mpis}\\ibmmpi\\bin\\mpirun.exe -pwcheck"}}},
           {.name = "IsAskedForInTheConsoleWithoutAQuestion",
            .tools = {{.command = "{mpi}\\ibmmpi\\bin\\mpirun.exe -pwcheck",
                       .prints = "No password\n",
@@ -304,43 +310,19 @@ launch_family platform_mpi_password_family() {
                     .boxes = {{"{question}", no}}}},
           {.name = "EndsTheLaunchAfterThreeTimes",
            .tools = {{.command = "{mpi}\\ibmmpi\\bin\\mpirun.exe -pwcheck", .status = 9}},
-           .then = {.asks = {"{check}", "{cache}", "{check}", "{cache}", "{check}", "{cache}",
-                             "{check}"},
-                    .starts = none,
-                    .output = "\nUser password has been inputed 3 times, but still wrong!\n\n",
-                    .boxes = {{"{question}", yes}, {"{question}", yes}},
-                    .status = 4}},
+           .then = given_up(
+               {"{check}", "{cache}", "{check}", "{cache}", "{check}", "{cache}", "{check}"})},
           {.name = "CannotBeCachedInAFolderWithABlank",
            .variables = {{"ZEPHON_INC", "..\\my inc"}},
-           .tools = {{"{world}\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\ibmmpi\\bin\\mpirun.exe",
-                      "No password\n"}},
-           .then = {.asks = texts(4,
-                                  "\"..\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\ibmmpi\\bin\\"
-                                  "mpirun.exe\" -pwcheck"),
-                    .starts = none,
-                    .output = "\nUser password has been inputed 3 times, but still wrong!\n\n",
-                    .boxes = {{"{question}", yes}, {"{question}", yes}},
-                    .status = 4}},
+           .tools = {{"{world}\\my inc\\{mpis}\\ibmmpi\\bin\\mpirun.exe", "No password\n"}},
+           .then = given_up(texts(4, "\"..\\my inc\\{mpis}\\ibmmpi\\bin\\mpirun.exe\" -pwcheck"))},
           {.name = "LeavesARootWithAQuoteAsItIs",
            .variables = {{"ZEPHON_INC", "\"..\\my inc\""}},
-           .tools = {{"{world}\\my inc\\zephon1.2.3\\netweave\\mpi\\win64\\ibmmpi\\bin\\mpirun.exe",
-                      "No password\n"}},
-           .then = {.asks = texts(4,
-                                  "\"..\\my inc\"\\zephon1.2.3\\netweave\\mpi\\win64\\ibmmpi\\bin\\"
-                                  "mpirun.exe -pwcheck"),
-                    .starts = none,
-                    .output = "\nUser password has been inputed 3 times, but still wrong!\n\n",
-                    .boxes = {{"{question}", yes}, {"{question}", yes}},
-                    .status = 4}},
+           .tools = {{"{world}\\my inc\\{mpis}\\ibmmpi\\bin\\mpirun.exe", "No password\n"}},
+           .then = given_up(texts(4, "\"..\\my inc\"\\{mpis}\\ibmmpi\\bin\\mpirun.exe -pwcheck"))},
           {.name = "CannotBeCachedWhenTheToolIsMissing",
            .variables = {{"ZEPHON_INC_LOCAL_RESERVED", "D:\\local"}},
-           .then = {.asks = texts(4,
-                                  "D:\\local\\zephon1.2.3\\netweave\\mpi\\win64\\ibmmpi\\bin\\"
-                                  "mpirun.exe -pwcheck"),
-                    .starts = none,
-                    .output = "\nUser password has been inputed 3 times, but still wrong!\n\n",
-                    .boxes = {{"{question}", yes}, {"{question}", yes}},
-                    .status = 4}},
+           .then = given_up(texts(4, "D:\\local\\{mpis}\\ibmmpi\\bin\\mpirun.exe -pwcheck"))},
           valid("WithoutALineEnd", "Cached password is valid"),
           valid("InTheMiddleOfALine", "mpirun: Cached password is valid.\n"),
           valid("WhateverTheNextLineSays", "Cached password is valid\nreally not\n"),
