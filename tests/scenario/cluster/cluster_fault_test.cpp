@@ -135,28 +135,6 @@ TEST_F(FaultyCluster, ShowsThatTheCredentialsAreRefusedAndWaitsUntilTheUserCance
 
 // ---- The answers ----------------------------------------------------------------------------
 
-TEST_F(FaultyCluster, FindsTheIdentifierBehind10000Lines) {
-  given_tool(mpiexec);
-  given_fault("lines@new", "10000");
-  given_box_left_alone();
-  const auto run = run_launcher(with_new_job);
-  const auto output = unix_lines(run.output);
-  EXPECT_TRUE(output.starts_with("Line 1 before the answer.\nLine 2 before"))
-      << output.substr(0, 99);
-  EXPECT_TRUE(contains(output, "\nLine 10000 before the answer.\nCreated job, ID: 1\n."));
-  EXPECT_EQ("1", only_start_of(mpiexec).variable("CCP_JOBID"));
-}
-
-TEST_F(FaultyCluster, FindsTheIdentifierBehindALineOfAMillionBytes) {
-  given_tool(mpiexec);
-  given_fault("long_line@new", "100000");
-  given_box_left_alone();
-  const auto run = run_launcher(with_new_job);
-  EXPECT_TRUE(
-      unix_lines(run.output).starts_with(std::string(100000, 'x') + "\nCreated job, ID: 1\n."));
-  EXPECT_EQ("1", only_start_of(mpiexec).variable("CCP_JOBID"));
-}
-
 TEST_F(FaultyCluster, EchoesAnAnswerThatIsNoTextAndGoesOnWithoutAJob) {
   given_fault("garbage@new");
   const auto run = run_launcher(with_new_job);

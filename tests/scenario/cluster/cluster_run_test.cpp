@@ -219,47 +219,6 @@ TEST_F(LauncherOnCluster, WaitsForAsLongAsTheNodesAreTaken) {
   EXPECT_EQ("Finished", job_state("2"));
 }
 
-TEST_F(LauncherOnCluster, CancelAndYesInTheWaitBoxTakesTheJobBack) {
-  given_running_job("/numnodes:8");
-  given_box_answer(cancel_button);
-  given_box_answer(yes_button);
-  const auto run = run_launcher(arguments_for("msmpi"));
-  EXPECT_EQ(1U, run.status);
-  EXPECT_EQ(
-      "\nDo you want to cancel your submitted job 2 to the scheduler on " + head_node_name() + "?",
-      run.boxes.at(1).text);
-  EXPECT_TRUE(unix_lines(run.output)
-                  .ends_with("\nCancelling job 2 ... done!\nPress Ctrl-C to stop after done!\n"))
-      << run.output;
-  EXPECT_EQ("Canceled", job_state("2"));
-}
-
-TEST_F(LauncherOnCluster, CancelAndNoInTheWaitBoxGoesOnWaiting) {
-  const auto all = given_running_job("/numnodes:8");
-  given_tool(mpiexec);
-  given_box_answer(cancel_button);
-  given_box_answer(no_button);
-  given_box_left_alone();
-  auto run = start_launcher(arguments_for("msmpi"));
-  wait_for_boxes(run, 3);
-  EXPECT_EQ(run.boxes.at(0).text, run.boxes.at(2).text);
-  job("cancel " + all);
-  wait_for_everything(run);
-  EXPECT_EQ("Finished", job_state("2"));
-}
-
-TEST_F(LauncherOnCluster, OkInTheWaitBoxOnlyClosesIt) {
-  const auto all = given_running_job("/numnodes:8");
-  given_tool(mpiexec);
-  given_box_answer(ok_button);
-  auto run = start_launcher(arguments_for("msmpi"));
-  wait_for_boxes(run, 1);
-  wait_for_state("2", {"Queued"});
-  job("cancel " + all);
-  wait_for_everything(run);
-  EXPECT_EQ("Finished", job_state("2"));
-}
-
 // ---- Many launchers -------------------------------------------------------------------------
 
 // Each asks for two of the eight nodes, so half of them have to wait.

@@ -376,14 +376,6 @@ answer do_call(fields call) {
 }
 
 void spoil_output(const fields &faults, std::string &output) {
-  std::string before;
-  const int lines = whole_number(value(faults, "fault_lines"));
-  for (int line = 1; line <= lines; ++line) {
-    before += "Line " + std::to_string(line) + " before the answer.\r\n";
-  }
-  if (const int bytes = whole_number(value(faults, "fault_long_line")); bytes > 0) {
-    before += std::string(static_cast<std::size_t>(bytes), 'x') + "\r\n";
-  }
   if (faults.contains("fault_silent")) {
     output.clear();
   }
@@ -393,7 +385,6 @@ void spoil_output(const fields &faults, std::string &output) {
   if (faults.contains("fault_garbage")) {
     output = "\x01\xff\xfe%s%n\r\x80:\x1b[2J\t: \xc3\n%d: \x7f\n" + std::string("\0ID:\0\n", 6);
   }
-  output.insert(0, before);
 }
 
 bool is_gone(int socket) {
