@@ -80,16 +80,6 @@ TEST(RunDebugLog, IsWrittenBeforeTheCommandRuns) {
   EXPECT_EQ("\r\nmpiexec x\r\n", logged);
 }
 
-TEST(RunDebugLog, IsWrittenForEveryRun) {
-  given_variable("ZEPHON_RUN_DEBUG", "C:\\run.txt");
-  given_variable("USE_CCP", "head");
-  given_variable("ZEPHON_HOSTS_FILE", "hosts");
-  (void)submit("1");
-  given_no_variable("ZEPHON_HOSTS_FILE");
-  (void)submit("2");
-  EXPECT_EQ("\r\n1\r\n\r\n2\r\n", file_content("C:\\run.txt"));
-}
-
 // ---- Runs that the launcher starts itself -------------------------------------------------
 
 struct run_of_the_launcher {
@@ -463,21 +453,6 @@ TEST_F(MsmpiSubmission, TimesOutWhileItsOwnOutputHangs) {
   }
 }
 
-TEST_F(MsmpiSubmission, TimesOutManyTimesInARow) {
-  given_variable("CCP_JOB_SUBMIT_WAIT_TIME", "0.2");
-  given_tool(submit_command, prints("Enter the password: ").stays());
-  for (int time = 0; time < 50; ++time) {
-    given_variable("CANCEL_CCP_JOB_EXIT1", exit_command);
-    state.scheduler_job_id = 0;
-    ASSERT_TRUE(submit(submit_command));
-    ASSERT_EQ(exit_command, commands().back());
-    ASSERT_EQ(0U, open_handles());
-    ASSERT_EQ(0U, threads_alive());
-  }
-  EXPECT_EQ(150U, commands().size());
-  EXPECT_EQ(0U, threads_terminated());
-}
-
 // ---- What can fail ------------------------------------------------------------------------
 
 TEST_F(MsmpiSubmission, SaysThatTheCommandCannotBeStarted) {
@@ -541,27 +516,18 @@ TEST_F(MsmpiSubmission, HearsTheToolOutWithoutAWatcher) {
   EXPECT_EQ(waiting_line, standard_error());
 }
 
-TEST_F(MsmpiSubmission, GoesOnWithoutStandardHandles) {
-  given_no_standard_handles();
-  given_tool(submit_command, prints("Job has been submitted. ID: 42.\r\n"));
-  EXPECT_TRUE(submit(submit_command));
-  EXPECT_EQ(42, state.scheduler_job_id);
-}
-
-TEST_F(MsmpiSubmission, GoesOnWhenNobodyReadsItsOutput) {
-  given_broken_standard_output();
-  given_tool(submit_command, prints("one\r\nJob has been submitted. ID: 42.\r\n"));
-  EXPECT_TRUE(submit(submit_command));
-  EXPECT_EQ(42, state.scheduler_job_id);
-  EXPECT_EQ(view_command, commands().back());
-}
-
-TEST_F(MsmpiSubmission, WorksWithAWatcherThatRunsAtOnce) {
-  given_threads_that_run_at_once();
-  given_tool(submit_command, prints("Job has been submitted. ID: 42.\r\n"));
-  EXPECT_TRUE(submit(submit_command));
-  EXPECT_EQ(42, state.scheduler_job_id);
-  EXPECT_EQ(never, fallback_time());
+TEST_F(MsmpiSubmission, GoesOnWithoutOutputAndWithAWatcherThatRunsAtOnce) {
+  for (void (*const given)() :
+       {given_no_standard_handles, given_broken_standard_output, given_threads_that_run_at_once}) {
+    given_launch();
+    given();
+    given_tool(submit_command, prints("one\r\nJob has been submitted. ID: 42.\r\n"));
+    given_tool(view_command, prints("State : Finished\r\n"));
+    EXPECT_TRUE(submit(submit_command));
+    EXPECT_EQ(42, state.scheduler_job_id);
+    EXPECT_EQ(view_command, commands().back());
+    EXPECT_EQ(never, fallback_time());
+  }
 }
 
 TEST_F(MsmpiSubmission, ForgetsTheAnswerOfAnEarlierSubmission) {
