@@ -58,11 +58,11 @@ struct program_call {
   start_way way = start_way::runner;
   waits_for waits = waits_for::its_output;
   shows shown = shows::nothing;
-  std::string key;          // stands in its command line, and in no other of the launch
-  std::string command;      // what the interpreter is given
-  std::string tool;         // its file in the world; in order when it has run before
-  std::string answer;       // what it says when all is well
-  std::string half;         // ... when it dies in the middle of a line
+  std::string key;               // stands in its command line, and in no other of the launch
+  std::string command;           // what the interpreter is given
+  std::string tool = "job.exe";  // its file in the world; in order when it has run before
+  std::string answer;            // what it says when all is well
+  std::string half;              // ... when it dies in the middle of a line
   std::string before = "";  // the launcher's words on standard output in front of what it shows
   std::vector<tool_answer> earlier = {};  // these go before the answer with the fault
   std::vector<tool_answer> others = {};

@@ -4,8 +4,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <algorithm>
-#include <ostream>
+#include <functional>
 
 #include "faulty_files.h"
 #include "scenario_bench.h"
@@ -311,43 +310,39 @@ INSTANTIATE_TEST_SUITE_P(Planted, WrittenHostFile, testing::Values("zphost", "zp
 
 // ---- Planted libraries --------------------------------------------------------------------
 
-TEST(PlantedLibraries, AreNotLoadedByAPlainLaunch) {
-  const preferred_libraries preferred(libraries);
-  given_release("stub");
-  given_tool("solver.exe");
-  for (const auto &library : libraries) {
-    plant_library(library);
+namespace {
+
+// Plants the libraries in a folder, and launches; what is loaded from there is a failure.
+void expect_not_loaded(const std::string &folder, const std::vector<std::string> &names,
+                       const std::function<void()> &launch_something) {
+  const preferred_libraries preferred(names);
+  for (const auto &name : names) {
+    plant_library(folder + name);
   }
-  EXPECT_EQ(0U, run_launcher("--mpi=net --o times.txt ..\\solver.exe").status);
-  EXPECT_EQ(1U, starts_of("solver.exe").size());
-  for (const auto &library : libraries) {
-    EXPECT_FALSE(was_loaded(library)) << library;
+  launch_something();
+  for (const auto &name : names) {
+    EXPECT_FALSE(was_loaded(folder + name)) << name;
   }
 }
 
-TEST(PlantedLibraries, OfTheWindowsIsNotTakenFromTheLaunchersFolder) {
-  const preferred_libraries preferred({"user32.dll"});
-  plant_library("user32.dll");
-  run_with_a_box();
-  EXPECT_FALSE(was_loaded("user32.dll"));
+}  // namespace
+
+TEST(PlantedLibraries, AreNotLoadedByAPlainLaunch) {
+  given_release("stub");
+  given_tool("solver.exe");
+  expect_not_loaded("", libraries, [] {
+    EXPECT_EQ(0U, run_launcher("--mpi=net --o times.txt ..\\solver.exe").status);
+    EXPECT_EQ(1U, starts_of("solver.exe").size());
+  });
 }
 
 TEST(PlantedLibraries, AreNotLoadedFromTheCurrentFolder) {
-  const preferred_libraries preferred(libraries);
-  for (const auto &library : libraries) {
-    plant_library("work\\" + library);
-  }
-  run_with_a_box("--path=..\\inc");
-  for (const auto &library : libraries) {
-    EXPECT_FALSE(was_loaded("work\\" + library)) << library;
-  }
+  expect_not_loaded("work\\", libraries, [] { run_with_a_box("--path=..\\inc"); });
 }
 
-TEST(PlantedLibraries, OfTheNetworkIsNotTakenFromTheLaunchersFolder) {
-  const preferred_libraries preferred({"mpr.dll"});
-  plant_library("mpr.dll");
-  run_with_a_box("--path=..\\inc");
-  EXPECT_FALSE(was_loaded("mpr.dll"));
+TEST(PlantedLibraries, OfTheWindowsAndTheNetworkAreNotTakenFromTheLaunchersFolder) {
+  expect_not_loaded("", {"user32.dll"}, [] { run_with_a_box(); });
+  expect_not_loaded("", {"mpr.dll"}, [] { run_with_a_box("--path=..\\inc"); });
   plant_library("another.dll");
   const HMODULE planted = LoadLibraryA(in_world("another.dll").c_str());
   EXPECT_TRUE(was_loaded("another.dll"));  // who loads it is noticed
