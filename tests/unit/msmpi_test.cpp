@@ -149,15 +149,6 @@ TEST(ClusterSettings, AreReadOneLineBehindTheNumber) {
   EXPECT_EQ(1'000U, now());
 }
 
-TEST(ClusterSettings, MayBeUnknown) {
-  given_no_command_interpreter();
-  check_cluster_environment("head");
-  EXPECT_EQ(
-      "\nerror : cmd = cluscfg listenvs /scheduler:head\n"
-      "\nError in execute command cluscfg listenvs /scheduler:head\n",
-      standard_error());
-}
-
 // ---- The node list ------------------------------------------------------------------------
 
 struct node_list {

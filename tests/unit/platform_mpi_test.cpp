@@ -110,14 +110,6 @@ TEST(PlatformMpiRoot, IsTheUsersOwnForAnyOtherHeadNode) {
 
 // ---- Placement ----------------------------------------------------------------------------
 
-TEST(PlatformMpiPlacement, UsesTheGivenHostFileWhenItCannotBeCopied) {
-  given_hosts("alpha:2\nbeta:2\n");
-  given_variable("ZEPHON_AUTO_SPAWN", "1");
-  given_unwritable_path("C:\\temp\\zphosts-4711.txt");
-  EXPECT_TRUE(has(command(), R"( -hostfile "C:\hosts"  -np 4 )"));
-  EXPECT_EQ("\nfailed to open temp file for hosts", both_streams());
-}
-
 TEST(PlatformMpiPlacement, DoesNotReadTheHostFileForATask) {
   given_hosts("alpha\nbeta\n");
   given_variable("USE_CCP", "head");
@@ -181,11 +173,6 @@ TEST(PlatformMpiPassword, IsNotCachedWhenTheToolCannotBeRun) {
   EXPECT_EQ(
       "\nerror : cmd = " + check_password + "\n\nError in execute command " + check_password + "\n",
       both_streams());
-}
-
-TEST(PlatformMpiPassword, WaitsForALateAnswer) {
-  given_tool(check_password, prints("Cached password is valid\r\n", 90'000));
-  EXPECT_EQ(1, platform_mpi_password_is_cached("C:\\mpi"));
 }
 
 TEST(PlatformMpiPassword, IsCachedByAProgramThatIsThere) {

@@ -104,18 +104,6 @@ TEST(TimedQuestion, ForgetsTheAnswerOfTheQuestionBefore) {
   EXPECT_EQ(1, timed_question("2?", 3, yes_no_buttons));
 }
 
-TEST(TimedQuestion, AsksThousandsOfTimes) {
-  for (int question = 0; question < 2'000; ++question) {
-    if (question % 2 == 0) {
-      given_box_answer(pressed_yes, 100);
-    } else {
-      given_box_without_answer();
-    }
-    ASSERT_EQ(question % 2 == 0 ? answer_yes : 1, timed_question("?", 1, yes_no_buttons));
-  }
-  EXPECT_EQ(0U, open_handles());
-}
-
 TEST(StartQuestion, GivesTheThreadAndDoesNotWait) {
   const unsigned long thread = start_question("wait ...", ok_cancel_buttons, answer_ok);
   EXPECT_EQ(0U, now());
