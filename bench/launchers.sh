@@ -68,3 +68,13 @@ start_launchers() {
     launchers+=("$!")
   done
 }
+
+# Ends those that still run.
+end_launchers() {
+  local machine
+  for ((machine = 0; machine < ${#machine_prefix[@]}; ++machine)); do
+    WINEPREFIX=${machine_prefix[machine]} DISPLAY=${machine_display[machine]} \
+      "${wine_personality[@]}" "$wine_loader" taskkill /f /im mpirun_console.exe >/dev/null 2>&1
+  done
+  wait "${launchers[@]}"
+}

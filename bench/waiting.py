@@ -2,6 +2,7 @@
 """waiting.py: reads what has happened at a head node of the tests, for waiting.sh.
 
     waiting.py submitted EVENTS            how many jobs were submitted
+    waiting.py begun EVENTS                how many have their task
     waiting.py reaction EVENTS SECONDS     for jobs that waited so long for their nodes: the
                                            seconds from their nodes to their task
 """
@@ -32,10 +33,10 @@ def times_of(events, verb):
 def main():
     events = list(events_of(pathlib.Path(sys.argv[2])))
     submitted = times_of(events, "submit")
-    if sys.argv[1] == "submitted":
-        print(len(submitted))
-        return
     tasks = times_of(events, "add")
+    if sys.argv[1] != "reaction":
+        print(len(submitted if sys.argv[1] == "submitted" else tasks))
+        return
     seconds = [tasks[job] - time - float(sys.argv[3]) for job, time in submitted.items() if job in tasks]
     print(f"{statistics.median(seconds):.1f} | {max(seconds):.1f}")
 

@@ -33,41 +33,54 @@ questions() {
 }
 
 # A head node without a cluster behind it: its jobs wait as long as it is told.
+#   start_head_node QUEUED RUNNING
 start_head_node() {
   rm -rf "$head_node"
   mkdir -p "$head_node"
-  printf 'without_slurm=true\nqueued_seconds=%d\nrunning_seconds=%d\n' "$1" $((2 * limit)) >"$head_node/settings"
+  printf 'without_slurm=true\nqueued_seconds=%d\nrunning_seconds=%d\n' "$1" "$2" >"$head_node/settings"
   "$root/build/native/head_node" serve "$head_node" || give_up "the head node does not start"
   HEAD_NODE_PORT=$(cat "$head_node/port") && export HEAD_NODE_PORT
 }
 
-jobs_submitted() {
-  python3 "$root/bench/waiting.py" submitted "$head_node/events"
+#   jobs_that_were submitted|begun
+jobs_that_were() {
+  python3 "$root/bench/waiting.py" "$1" "$head_node/events"
+}
+
+# Waits until so many jobs were submitted, or begun; gives up after so many seconds.
+#   await_jobs submitted|begun COUNT SECONDS
+await_jobs() {
+  local deadline=$((SECONDS + $3))
+  while [ "$(jobs_that_were "$1")" -lt "$2" ]; do
+    [ "$SECONDS" -lt "$deadline" ] || give_up "$(jobs_that_were "$1") of $2 jobs $1 after $3 s"
+    sleep 0.5
+  done
 }
 
 #   measure COUNT [LIMIT]
 measure() {
-  local count=$1 before after tries
-  # Each launcher has started, and waits with its longest pause, before it is counted. Its job
-  # runs long enough to be seen.
-  local queued=$((2 * limit + window + count / 2))
+  local count=$1 before after began
+  # Each launcher has started, and waits with its longest pause, before it is counted. Its
+  # job does not end before it is seen.
+  local queued=$((2 * limit + window + count / 4))
   rm -f "$place"/outputs/*
-  start_head_node "$queued"
+  start_head_node "$queued" $((4 * limit + count))
   export ZEPHON_JOB_POLL_LIMIT=${2:-}
   [ -n "${2:-}" ] || unset ZEPHON_JOB_POLL_LIMIT
+  began=$SECONDS
   start_launchers "$place" "$count"
-  for ((tries = 0; tries < 10 * queued && $(jobs_submitted) < count; ++tries)); do
-    sleep 0.5
-  done
+  await_jobs submitted "$count" "$queued"
   sleep "$limit"
   before=$(questions)
   sleep "$window"
   after=$(questions)
-  wait "${launchers[@]}"
-  [ "$(cat "$place"/outputs/*.status | grep -cx 0)" -eq "$count" ] || give_up "not every launcher ended with 0"
+  [ $((SECONDS - began)) -lt "$queued" ] || give_up "the first nodes came before the questions were counted"
+  await_jobs begun "$count" $((2 * queued))
   printf '| %d | %s | %s | %s |\n' "$count" "${2:-none}" \
     "$(awk -v calls=$((after - before - 1)) -v seconds="$window" 'BEGIN { printf "%.1f", calls / seconds }')" \
     "$(python3 "$root/bench/waiting.py" reaction "$head_node/events" "$queued")"
+  # What they do behind their nodes is not measured here.
+  end_launchers
   wine_run "$place/bin/job.exe" head_node end >/dev/null 2>&1
 }
 
