@@ -277,26 +277,31 @@ tidy() {
 
 # The launcher's own files, as the Windows program that they are.
 tidy_launcher() {
-  local folder=$root/build/clang files file number=0 group groups=4 worker=() status=0 tidy_options
+  local folder=$root/build/clang files file number=0 group groups=6 tidy_options
   write_clang_commands
   # What a file is compiled with, and what is defined for any of them.
   clang_commands | grep " $root/src/" | sed 's/ -fsyntax-only .*//; s/^[^ ]* //' >"$folder/options"
   eval "tidy_options=($(head -n 1 "$folder/options") $(grep -o ' -D[^ ]*' "$folder/options" | sort -u | tr -d '\n'))"
   mapfile -t files < <(compiled_files "$folder" src)
   rm -f "$folder"/group*
+  # The programs' entries have nothing that can be shared; six groups of the others keep
+  # the back-ends apart, whose functions have the same names.
   for file in "${files[@]}"; do
-    echo "$file" >>"$folder/group$((number % groups))"
-    number=$((number + 1))
+    case $file in
+      *_entry.cpp) echo "$file" >>"$folder/group_$(basename "$file" .cpp)" ;;
+      *)
+        echo "$file" >>"$folder/group_$((number % groups))"
+        number=$((number + 1))
+        ;;
+    esac
   done
-  for ((group = 0; group < groups; ++group)); do
-    mapfile -t files <"$folder/group$group"
-    tidy_together "$folder/group$group" "${files[@]}" &
-    worker+=("$!")
+  for group in "$folder"/group_*; do
+    [ "$(jobs -r | wc -l)" -lt "$jobs" ] || wait -n
+    mapfile -t files <"$group"
+    tidy_together "$group" "${files[@]}" || echo "$group" >>"$folder/group_failures" &
   done
-  for group in "${worker[@]}"; do
-    wait "$group" || status=1
-  done
-  return $status
+  wait
+  [ ! -e "$folder/group_failures" ]
 }
 
 # Runs clang-tidy on several files at once, as most of its time goes into the headers
@@ -307,16 +312,16 @@ tidy_together() {
   local name=$1 half status=0
   shift
   printf '#include "%s"\n' "$@" >"$name.cpp"
-  if in_root clang-tidy --quiet --checks='clang-diagnostic-*,-bugprone-suspicious-include' "$name.cpp" -- \
-    "${tidy_options[@]}" >"$name.log" 2>&1; then
-    printf '%s\n' "$@"
-  elif [ $# -eq 1 ] || ! grep -q 'clang-diagnostic-error' "$name.log"; then
-    cat "$name.log"
-    status=1
-  else
+  if [ $# -gt 1 ] && ! clang++ "${tidy_options[@]}" -fsyntax-only "$name.cpp" 2>/dev/null; then
     half=$(($# / 2))
     tidy_together "${name}a" "${@:1:half}" || status=1
     tidy_together "${name}b" "${@:half+1}" || status=1
+  elif in_root clang-tidy --quiet --checks='clang-diagnostic-*,-bugprone-suspicious-include' "$name.cpp" -- \
+    "${tidy_options[@]}" >"$name.log" 2>&1; then
+    printf '%s\n' "$@"
+  else
+    cat "$name.log"
+    status=1
   fi
   return $status
 }

@@ -32,6 +32,11 @@ const char *chars_of(const std::optional<std::string> &text);
 // Whether the text holds a blank (the space character).
 bool contains_blank(std::string_view text);
 
+// Whether it is one of the digits 0 to 9.
+inline bool is_digit(char letter) {
+  return letter >= '0' && letter <= '9';
+}
+
 // Whether the text holds the piece.
 bool contains(std::string_view text, std::string_view piece);
 

@@ -11,10 +11,6 @@ namespace {
 constexpr std::size_t shortest_word = 3;  // shorter ones are near to everything
 constexpr std::size_t long_word = 6;
 
-bool same_letter(char one, char other) {
-  return equal_ignoring_case({&one, 1}, {&other, 1});
-}
-
 int tolerated_distance(const std::string &word) {
   return word.size() >= long_word ? 2 : 1;
 }
@@ -22,24 +18,29 @@ int tolerated_distance(const std::string &word) {
 }  // namespace
 
 int edit_distance(const std::string &one, const std::string &other) {
-  // Row i holds the distances between the first i letters of the one word and
-  // every beginning of the other.
-  std::vector<std::vector<int>> rows(one.size() + 1, std::vector<int>(other.size() + 1));
-  for (std::size_t i = 0; i <= one.size(); ++i) {
-    for (std::size_t j = 0; j <= other.size(); ++j) {
+  const std::string from = small_letters(one);
+  const std::string to = small_letters(other);
+  // Between the first i letters of the one word and the first j of the other.
+  const std::size_t width = to.size() + 1;
+  std::vector<int> distances((from.size() + 1) * width);
+  const auto distance = [&](std::size_t i, std::size_t j) -> int & {
+    return distances[i * width + j];
+  };
+  for (std::size_t i = 0; i <= from.size(); ++i) {
+    for (std::size_t j = 0; j <= to.size(); ++j) {
       if (i == 0 || j == 0) {
-        rows[i][j] = static_cast<int>(i + j);
+        distance(i, j) = static_cast<int>(i + j);
         continue;
       }
-      const int change = same_letter(one[i - 1], other[j - 1]) ? 0 : 1;
-      rows[i][j] = std::min({rows[i - 1][j] + 1, rows[i][j - 1] + 1, rows[i - 1][j - 1] + change});
-      if (i > 1 && j > 1 && same_letter(one[i - 1], other[j - 2]) &&
-          same_letter(one[i - 2], other[j - 1])) {
-        rows[i][j] = std::min(rows[i][j], rows[i - 2][j - 2] + 1);
+      const int change = from[i - 1] == to[j - 1] ? 0 : 1;
+      distance(i, j) = std::min(
+          {distance(i - 1, j) + 1, distance(i, j - 1) + 1, distance(i - 1, j - 1) + change});
+      if (i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1]) {
+        distance(i, j) = std::min(distance(i, j), distance(i - 2, j - 2) + 1);
       }
     }
   }
-  return rows[one.size()][other.size()];
+  return distance(from.size(), to.size());
 }
 
 std::optional<std::string> nearest(const std::string &typed,

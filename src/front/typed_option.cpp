@@ -68,10 +68,6 @@ constexpr std::array other_names = {
     other_name{"?", "help"},    other_name{"job_id", "jobid"}, other_name{"no_wait", "nowait"},
 };
 
-bool is_digit(char letter) {
-  return letter >= '0' && letter <= '9';
-}
-
 // The entry of a table whose name this is, in small or capital letters; null if none.
 template <typename table_type>
 const typename table_type::value_type *find_entry(const table_type &table, std::string_view name) {

@@ -18,10 +18,6 @@ constexpr std::size_t part_limit = 16;     // numbers in it
 
 using version_parts = std::array<int, part_limit>;
 
-bool is_digit(char letter) {
-  return letter >= '0' && letter <= '9';
-}
-
 bool digit_follows(const std::string &text, std::size_t position) {
   return position + 1 < text.size() && is_digit(text[position + 1]);
 }

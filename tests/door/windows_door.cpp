@@ -64,7 +64,7 @@ int tell_what_it_sees() {
 // The processes of a group, once those that can end have had the time to.
 unsigned long processes_left(HANDLE group) {
   JOBOBJECT_BASIC_ACCOUNTING_INFORMATION counts = {};
-  for (int look = 0; look < 500; ++look) {
+  for (int look = 0; look < 3'000; ++look) {
     EXPECT_TRUE(QueryInformationJobObject(group, JobObjectBasicAccountingInformation, &counts,
                                           sizeof counts, nullptr));
     if (counts.ActiveProcesses == 0) {
