@@ -24,7 +24,7 @@ fi
 install_packages "${build_packages[@]}" "${wine_packages[@]}" python3
 build=${BENCH_BUILD:-$root/build/mingw}
 if [ -z "${BENCH_BUILD-}" ]; then
-  build_preset mingw || exit 1
+  build_preset mingw bench || exit 1
 fi
 
 wanted=("$@")

@@ -55,7 +55,7 @@ define_property(TARGET PROPERTY WITHOUT_SANITIZERS)
 if(LAUNCHER_SANITIZE)
   set(sanitizers "$<$<NOT:$<BOOL:$<TARGET_PROPERTY:WITHOUT_SANITIZERS>>>:-fsanitize=address,undefined>")
   target_compile_options(launcher_options INTERFACE
-    ${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer
+    ${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer -gline-tables-only
     $<$<BOOL:$<TARGET_PROPERTY:WITHOUT_SANITIZERS>>:-O1>)
   target_link_options(launcher_options INTERFACE ${sanitizers})
 endif()
