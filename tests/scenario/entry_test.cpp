@@ -115,14 +115,15 @@ TEST(Entry, ShowsMessagesOnlyWhenTheSolverHasEnded) {
   EXPECT_TRUE(only_start_of("solver.exe").code);
 }
 
-TEST(Entry, RunsTheSamePhasesInTheConsoleProgram) {
+TEST(Entry, RunsTheSamePhasesInTheConsoleProgramWhichExpandsNoFilePatternsEither) {
   given_installed_release();
+  given_file("work\\one.jou");
   given_variable("ZEPHON_PROD", "lumis");
   const auto solver = given_solver("out solving\nexit 5\n");
-  const auto run = run_console_launcher("--mpi=net " + solver + " a.jou");
+  const auto run = run_console_launcher("--mpi=net " + solver + " *.jou ?ne.jou");
   EXPECT_EQ(0U, run.status);
   EXPECT_EQ("solving", run.output);
-  EXPECT_EQ(solver + " a.jou", only_start_of("solver.exe").command_line);
+  EXPECT_EQ(solver + " *.jou ?ne.jou", only_start_of("solver.exe").command_line);
 }
 
 TEST(Entry, ShowsNoMessagesInTheConsoleProgram) {

@@ -385,18 +385,6 @@ TEST(PackagedPrograms, KeepTheCodePageOfTheMachine) {
   EXPECT_EQ("tool.exe \xE9\xFC\x80", only_start_of("tool.exe").command_line);
 }
 
-// On a Windows of the oldest kind the child would get a block with nothing but
-// the launcher's own settings.
-TEST(PackagedPrograms, TakeThisWindowsForWindowsNt) {
-  given_installed_release();
-  given_variable("OF_THE_USER", "kept");
-  given_tool("tool.exe");
-  run_launcher("--mpi=net --np=1 --ptrace -wait tool.exe");
-  const auto start = only_start_of("tool.exe");
-  EXPECT_EQ("1", start.variable("ZEPHON_PTRACE"));
-  EXPECT_EQ("kept", start.variable("OF_THE_USER"));
-}
-
 // ---- The ZIP ------------------------------------------------------------------------------
 
 TEST(PackagedZip, HoldsProgramsAndPages) {

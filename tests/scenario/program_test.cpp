@@ -120,12 +120,3 @@ TEST(Program, HasTheProtectionsOfWindowsSwitchedOn) {
 TEST(Program, IsSmall) {
   EXPECT_GE(400'000U, program_file(built_launcher()).size());
 }
-
-TEST(Program, KeepsFilePatternsInTheConsoleProgramToo) {
-  given_installed_release();
-  given_variable("ZEPHON_PROD", "lumis");
-  given_file("work\\one.jou");
-  const auto solver = given_solver();
-  EXPECT_EQ(0U, run_console_launcher("--mpi=net " + solver + " *.jou ?ne.jou").status);
-  EXPECT_EQ(solver + " *.jou ?ne.jou", only_start_of("solver.exe").command_line);
-}

@@ -40,12 +40,4 @@ TEST(InstallLog, EndsOnceWhenTheProgramEnds) {
   EXPECT_EQ(log.find("------------- end"), log.rfind("------------- end"));
 }
 
-TEST(InstallLog, GoesOnWhenTheDiskIsFull) {
-  given_full_disk_after(4);
-  install_log_open();
-  install_log_write("x");
-  install_log_close();
-  EXPECT_EQ(4U, file_content(log_path)->size());
-}
-
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdlib>
 #include <optional>
 
@@ -25,30 +26,15 @@ std::string_view take_line(std::string_view &text) {
   return line;
 }
 
-int hex_digit(char digit) {
-  if (digit >= '0' && digit <= '9') {
-    return digit - '0';
-  }
-  if (digit >= 'a' && digit <= 'f') {
-    return digit - 'a' + 10;
-  }
-  if (digit >= 'A' && digit <= 'F') {
-    return digit - 'A' + 10;
-  }
-  return -1;
-}
-
 // The byte of "\x41" at the start of the text; nothing when none stands there.
 std::optional<char> hex_byte(std::string_view text) {
-  if (text.size() < 4 || text[1] != 'x') {
+  constexpr std::size_t size = 4;
+  unsigned byte = 0;
+  if (text.size() < size || text[1] != 'x' ||
+      std::from_chars(text.data() + 2, text.data() + size, byte, 16).ptr != text.data() + size) {
     return std::nullopt;
   }
-  const int high = hex_digit(text[2]);
-  const int low = hex_digit(text[3]);
-  if (high < 0 || low < 0) {
-    return std::nullopt;
-  }
-  return static_cast<char>(high * 16 + low);
+  return static_cast<char>(byte);
 }
 
 void add_line(parsed_script &script, std::string_view line) {
