@@ -300,6 +300,11 @@ launch_family zprun_finding_family() {
            .files = {{"{work}\\c", "x"}},
            .arguments = {"-o", "c", "x"},
            .then = fault("report-file", "c is there and is no timing report: name another file")},
+          {.name = "IsAReleaseThatRunsOneProcess",
+           .arguments = {"-t2", "x"},
+           .then = fault("arguments",
+                         "release 1.2.3 runs one process without an MPI, -t2 asks for more: name "
+                         "an MPI with -mpi: msmpi, intel or ibmmpi")},
           {.name = "IsAMissingWrapper",
            .arguments = {"-mpi=mpich2", "-t2"},
            .then = fault("wrapper",

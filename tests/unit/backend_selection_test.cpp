@@ -19,15 +19,42 @@ TEST(BackendSelection, TakesAnExternalCommandBeforeAnyName) {
   EXPECT_EQ(2, status_of_exit([] { (void)select_backend(); }));
 }
 
-TEST(BackendSelection, GivesOneForEveryMpi) {
-  given_file("C:\\hosts");
-  given_variable("MPI_HOME", "C:\\mpich");
-  for (const char *name : {"vmpi", "msmpi", "mpich2", "ibmmpi", "intel", "smpi", "nmpi", "mpich"}) {
-    if (std::string_view(name) == "smpi") {
-      given_variable("ZEPHON_HOSTS_FILE", "C:\\hosts");  // these need one
+struct found_program {
+  const char *mpi, *variable, *without, *with;  // what is said of its program
+};
+
+TEST(BackendSelection, GivesOneForEveryMpiAndSaysWhoseItIs) {
+  const char *const msmpi = "program: MS-MPI of the release";
+  const char *const own_msmpi = "program: MS-MPI of MSMPI_HOME";
+  const char *const mpich = "program: MPICH of MPI_HOME";
+  const char *const own_mpich = "program: MPICH of MPICH_HOME";
+  const char *const intel = "program: Intel MPI of the release";
+  for (const auto &[mpi, variable, without, with] :
+       {found_program{"vmpi", "MSMPI_HOME", msmpi, own_msmpi},
+        {"msmpi", "MSMPI_HOME", msmpi, own_msmpi},
+        {"mpich2", "MPICH2_HOME", "program: MPICH2 of the release",
+         "program: MPICH2 of MPICH2_HOME"},
+        {"ibmmpi", "IBMMPI_ROOT", "program: Platform MPI of the release",
+         "program: Platform MPI of IBMMPI_ROOT"},
+        {"intel", "INTEL_ROOT", intel, intel},
+        {"smpi", "MPICH_HOME", mpich, own_mpich},
+        {"nmpi", "MPICH_HOME", mpich, own_mpich},
+        {"mpich", "MPICH_HOME", mpich, own_mpich}}) {
+    for (const char *reason : {without, with}) {
+      fresh_launch();
+      given_file("C:\\hosts");
+      given_file("C:\\own\\bin\\mpiexec.exe");
+      if (std::string_view(variable) == "MPICH_HOME") {
+        given_variable("ZEPHON_HOSTS_FILE", "C:\\hosts");
+        given_variable("MPI_HOME", "C:\\mpich");
+      }
+      if (reason == with) {
+        given_variable(variable, "C:\\own");
+      }
+      state.mpi_name = mpi;
+      EXPECT_EQ(1, select_backend()) << mpi;
+      EXPECT_EQ(reason, state.launch_command.pieces.at(0).reason);
     }
-    state.mpi_name = name;
-    EXPECT_EQ(1, select_backend()) << name;
   }
 }
 

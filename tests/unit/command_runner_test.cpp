@@ -304,6 +304,7 @@ TEST(Monitor, IsTerminatedWhenItDoesNotEndByItself) {
   (void)start_monitor([](void *) { platform::sleep_ms(platform::wait_forever); }, output);
   EXPECT_TRUE(stop_monitor());
   EXPECT_EQ(1U, threads_terminated());
+  EXPECT_EQ(1'025U, now());
   EXPECT_EQ(-1, close_current_run());
 }
 

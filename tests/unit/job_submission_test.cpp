@@ -143,9 +143,9 @@ class PlatformMpiSubmission : public testing::Test {
 };
 
 TEST_F(PlatformMpiSubmission, FindsTheTaskAnywhereInTheCommand) {
-  given_tool("start job add 42", prints("found\r\n"));
-  EXPECT_TRUE(submit("start job add 42"));
-  EXPECT_EQ("start job add 42", commands().front());
+  given_tool("start job add", prints("found\r\n"));
+  EXPECT_TRUE(submit("start job add"));
+  EXPECT_EQ("start job add", commands().front());
 }
 
 TEST_F(PlatformMpiSubmission, KnowsTheToolOfTheUser) {

@@ -223,6 +223,8 @@ TEST(RehearsalOfLaunches, TellsWhatFollowsFromThem) {
             true},
            {"PlatformMpiOnHosts", unknown_end, true},
            {"SerialRun", unknown_end, false},
+           {"SerialRun",
+            "Rehearsal: not done: C:\\solver.exe 3d\n    taken for its outcome: started\n", true},
            {"IntelMpiOnHostsWithoutAPassword", "User password encrypted into the Registry.", true},
            {"IntelMpiOnHostsWithAService", "User password encrypted into the Registry.", false},
            {"MpichOnHosts",
@@ -264,6 +266,16 @@ TEST(RehearsalOfALongCommand, DoesNotGuessWhatTheInterpreterMakesOfIt) {
         length > 8'000U,
         standard_output().find("Rehearsal: only the real run shows what the command interpreter "
                                "makes of a command of this length\n") != std::string::npos);
+  }
+}
+
+TEST(RehearsalOfWhatCannotBeStarted, SaysWhy) {
+  for (const auto &[last, why] :
+       {std::pair(std::string("4d"), "there is no such program"),
+        std::pair(std::string(40'000, 'x') + " 3d", "Windows takes no command of this length")}) {
+    EXPECT_EQ(255, run({"", "net", {"--mpi=net", "C:\\solver.exe", last}, [] {}, {}}, "1"));
+    EXPECT_THAT(standard_output(),
+                HasSubstr("\n    taken for its outcome: not started: " + std::string(why) + "\n"));
   }
 }
 

@@ -132,10 +132,10 @@ TEST(WaitRule, WaitsForEveryOtherProgram) {
 TEST(TimingReport, HoldsFourLines) {
   given_time(start_time);
   state.timing_file = "C:\\times.txt";
-  launch(exits_with(3).stays(90'400).used_time(123'456'789));
+  launch(exits_with(3).stays(90'400).used_time(1'000'000'060'000));
   const std::string report = "Start: " + calendar_text(start_time).substr(0, 24) +
                              "\r\nEnd:   " + calendar_text(start_time + 90).substr(0, 24) +
-                             "\r\nElapsed Time: 90.00 sec\r\nCPU Time:     12.35 sec\r\n";
+                             "\r\nElapsed Time: 90.00 sec\r\nCPU Time:     100000.01 sec\r\n";
   EXPECT_EQ(report, file_content("C:\\times.txt"));
 }
 

@@ -35,6 +35,11 @@ TEST(Formatting, TakesAnAbsentTextForNothing) {
   EXPECT_STREQ("12", chars_of(std::optional<std::string>("12")));
 }
 
+TEST(WithOneLineEnd, LeavesBlanksAlone) {
+  EXPECT_EQ(" a \n", with_one_line_end(" a \n\r\n"));
+  EXPECT_EQ("\n", with_one_line_end(""));
+}
+
 TEST(ContainsBlank, HoldsForTheSpaceCharacterOnly) {
   EXPECT_TRUE(contains_blank("a b"));
   EXPECT_TRUE(contains_blank(" "));

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "core/run_record.h"
 #include "support/fresh_launch.h"
 
 using namespace stand_in;
@@ -67,6 +68,7 @@ TEST(TimedQuestion, EndsTheThreadOfABoxThatDoesNotClose) {
   EXPECT_EQ(1, timed_question("?", 3, yes_no_buttons));
   EXPECT_EQ(1U, threads_terminated());
   EXPECT_EQ(box_end::thread_ended, message_boxes().at(0).end);
+  EXPECT_EQ(8'000U, now());
 }
 
 TEST(TimedQuestion, WaitsForABoxThatClosesLate) {
@@ -96,6 +98,14 @@ TEST(TimedQuestion, IsAnsweredAtOnceWhereNobodySeesABox) {
   EXPECT_EQ("Start it?\n", standard_output());
   EXPECT_TRUE(message_boxes().empty());
   EXPECT_EQ(0U, threads_started());
+}
+
+TEST(TimedQuestion, IsOnlySaidToAUserWhoLooksOn) {
+  state.attended = true;
+  EXPECT_EQ(1, timed_question("?", 3, yes_no_buttons));
+  EXPECT_EQ("?\n", standard_error());
+  EXPECT_TRUE(message_boxes().empty());
+  EXPECT_EQ(0U, now());
 }
 
 TEST(TimedQuestion, ForgetsTheAnswerOfTheQuestionBefore) {
@@ -130,6 +140,22 @@ TEST(StartQuestion, GivesZeroWhenTheThreadCannotBeStarted) {
   EXPECT_EQ(0U, start_question("?", ok_cancel_buttons, 5));
   EXPECT_EQ(5, question_answer());
   stop_question();
+}
+
+TEST(StartQuestion, HasAnEndInTheRecordAlsoWhenNobodySeesIt) {
+  for (const auto given : {given_no_visible_boxes, given_no_threads, +[] {}}) {
+    fresh_launch();
+    given();
+    given_variable("ZEPHON_RUN_RECORD", "C:\\record.json");
+    begin_run_record(0, nullptr);
+    (void)start_question("?", ok_cancel_buttons, answer_ok);
+    stop_question();
+    finish_run_record(0);
+    const std::string record = file_content("C:\\record.json").value_or("");
+    EXPECT_NE(std::string::npos,
+              record.find(R"("text": "?", "started": "2009-02-13T23:31:30.000Z",)"
+                          R"( "seconds": 0.0, "exit_code": )"));
+  }
 }
 
 TEST(StartQuestion, TakesTheQuestionBeforeAway) {

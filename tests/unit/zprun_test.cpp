@@ -288,22 +288,29 @@ TEST(ZprunOnACluster, TellsWhyAJobWaits) {
 
 TEST(ZprunOnACluster, WaitsFiveMinutesForASchedulerThatSaysNothing) {
   given_scheduler();
+  given_console();
   given_states({"Running"});
   given_tool(view, prints("no answer\r\n"));
   given_tool("job cancel 7 /scheduler:head");
   EXPECT_EQ(1, run_zprun({"-mpi=msmpi", "-t2", "-ccp", "head", "x"}));
   EXPECT_GE(now(), 300'000U);
   EXPECT_LT(now(), 303'000U);
-  EXPECT_THAT(standard_error(), testing::EndsWith("zprun: the scheduler says no more about job 7\n"
-                                                  "zprun: cancelling job 7\n"));
+  EXPECT_THAT(standard_error_bytes(),
+              testing::EndsWith("  \rzprun: the scheduler says no more about job 7\r\n"
+                                "zprun: cancelling job 7\r\n"));
 }
 
 TEST(ZprunOnACluster, RenewsOneLineOnAConsole) {
   given_scheduler();
   given_console();
-  given_states({"Queued", "Queued", "Finished"});
+  given_states({"Queued", "Queued", "Running", "Finished"});
+  after(1'500, [] { given_file("C:\\work\\ZP7.1.jdoe.o", "iteration 1\n"); });
   EXPECT_EQ(0, run_zprun({"-mpi=msmpi", "-t2", "-ccp", "head", "x"}));
-  EXPECT_THAT(standard_error_bytes(), HasSubstr("\rzprun: job 7 is Queued, since 1 s"));
+  const std::string queued = "\rzprun: job 7 is Queued, since ";
+  EXPECT_THAT(standard_error_bytes(),
+              testing::EndsWith(queued + "0 s" + queued + "1 s\r" + std::string(33, ' ') +
+                                "\r\rzprun: job 7 is Running, since 0 s\r" + std::string(34, ' ') +
+                                "\rzprun: job 7 is Finished\r\n"));
 }
 
 TEST(ZprunOnACluster, CancelsItsJobAtCtrlC) {
