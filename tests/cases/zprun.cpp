@@ -203,6 +203,15 @@ outcome note(const std::string &name, const std::string &text) {
   return {.says = {listed("note", name, text)}};
 }
 
+launch_case blank_in_host_file(const std::string &name, const std::string &mpi) {
+  return {.name = name,
+          .files = {{"{work}\\my hosts", "localhost\n"}},
+          .arguments = {"-mpi=" + mpi, "-t2", "-cnf=my hosts", "x"},
+          .then = fault("folder-names",
+                        "my hosts has a blank, and this MPI's command no quotes: put the host "
+                        "file where there is none")};
+}
+
 launch_case other_on_path(const std::string &name, const std::string &program) {
   return {.name = name,
           .files = {{"{world}\\ccp\\" + program}},
@@ -374,12 +383,9 @@ launch_family zprun_finding_family() {
            .then = fault("head-node",
                          "head does not answer: mend its name, its short name where the full "
                          "one fails, or ask its administrator")},
-          {.name = "IsABlankInTheNameOfTheHostFile",
-           .files = {{"{work}\\my hosts", "localhost\n"}},
-           .arguments = {"-mpi=msmpi", "-t2", "-cnf=my hosts", "x"},
-           .then = fault("folder-names",
-                         "my hosts has a blank, and this MPI's command no quotes: put the "
-                         "host file where there is none")},
+          blank_in_host_file("IsABlankInTheNameOfTheHostFile", "msmpi"),
+          blank_in_host_file("IsABlankInTheNameOfTheHostFileOfMpich2", "mpich2"),
+          blank_in_host_file("IsABlankInTheNameOfTheHostFileOfMpich", "mpich"),
           {.name = "IsABlankInTheFolderOfPlatformMpi",
            .variables = {{"IBMMPI_ROOT", "..\\my mpi"}},
            .tools = {{"{world}\\my mpi\\bin\\mpirun.exe"}},

@@ -66,7 +66,7 @@ TEST_P(Readings, AreTheLaunchersOptions) {
 INSTANTIATE_TEST_SUITE_P(
     Options, Readings,
     testing::Values(
-        reading{{"plate.case"}, "--rDEFAULT --mpi=net -wait | plate.case"},
+        reading{{"plate.case", "xhelp"}, "--rDEFAULT --mpi=net -wait | plate.case xhelp"},
         reading{{"-r12.0.1", "-t4", "x"}, "--r12.0.1 --mpi= --np=4 -wait | x"},
         reading{{"-mpi=intel", "-t8"}, "--rDEFAULT --mpi=intel --np=8 -wait |"},
         reading{{"-mpi", "intel", "-t8"}, "--rDEFAULT --mpi=intel --np=8 -wait |"},

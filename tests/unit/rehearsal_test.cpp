@@ -226,6 +226,8 @@ TEST(RehearsalOfLaunches, TellsWhatFollowsFromThem) {
            {"SerialRun",
             "Rehearsal: not done: C:\\solver.exe 3d\n    taken for its outcome: started\n", true},
            {"IntelMpiOnHostsWithoutAPassword", "User password encrypted into the Registry.", true},
+           {"IntelMpiOnHostsWithoutAService", "smpd.exe -d 0\n    taken for its outcome: started\n",
+            true},
            {"IntelMpiOnHostsWithAService", "User password encrypted into the Registry.", false},
            {"MpichOnHosts",
             "Rehearsal: not written: write C:\\times.txt\n"

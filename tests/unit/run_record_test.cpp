@@ -260,6 +260,7 @@ TEST(SolverStatus, IsOneForAJobThatFailed) {
     given_tool_with("job add 12", prints("Task submitted\n"));
     given_tool_with("job view 12", prints(std::string("State : ") + job_state + "\n"));
     EXPECT_EQ(status, run({"--mpi=msmpi", "--np=2", "3d"})) << job_state;
+    EXPECT_EQ(status, count_of(R"({"kind": "file", "text": "read ZP12.1.o")", record()));
   }
 }
 

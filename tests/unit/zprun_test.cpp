@@ -16,6 +16,7 @@
 #include "front/surroundings.h"
 #include "support/fresh_launch.h"
 #include "support/platform_stand_in.h"
+#include "support/stand_in_world.h"
 
 using namespace stand_in;  // the world's words read as sentences
 
@@ -258,9 +259,15 @@ TEST(ZprunOnACluster, FollowsTheJobToItsEndAndShowsWhatItWrites) {
     fresh_launch();
     given_scheduler();
     given_states({"Queued", "Running", "Running", "Finished"});
-    after(1'500, [] { given_file("C:\\work\\ZP7.1.jdoe.o", "iteration 1\n"); });
+    bool tools_end_too = false;
+    after(1'500, [&] {
+      given_file("C:\\work\\ZP7.1.jdoe.o", "iteration 1\n");
+      tools_end_too = the_world().children_end_with_us;
+    });
 
     EXPECT_EQ(0, run_zprun({mpi, "-t2", "-ccp", "head", "x"})) << mpi;
+
+    EXPECT_TRUE(tools_end_too && !the_world().children_end_with_us) << mpi;
 
     EXPECT_THAT(standard_output(), HasSubstr("iteration 1\n")) << mpi;
     EXPECT_THAT(standard_error(), HasSubstr("zprun: job 7 is Queued\nzprun: job 7 is Running\n"
@@ -354,7 +361,9 @@ TEST(ZprunOnACluster, EndsAtOnceWhenInterruptedTwice) {
 TEST(ZprunOnACluster, StartsTheCancellingWhenTheConsoleCloses) {
   given_scheduler();
   given_states({"Running", "Running", "Running", "Canceled"});
-  given_tool("job cancel 7 /scheduler:head");
+  bool is_ended_too = true;
+  given_tool("job cancel 7 /scheduler:head",
+             prints("").does([&] { is_ended_too = the_world().children_end_with_us; }));
   given_control_event_after(2'500, platform::control_event::closing);
   (void)run_zprun({"-mpi=msmpi", "-t2", "-ccp", "head", "x"});
   const auto started = started_commands();
@@ -365,6 +374,7 @@ TEST(ZprunOnACluster, StartsTheCancellingWhenTheConsoleCloses) {
   const auto cancelling = std::find_if(started.begin(), started.end(), cancels);
   EXPECT_TRUE(cancelling->detached && cancelling->hidden);
   EXPECT_EQ(platform::inheritance::none, cancelling->handles);
+  EXPECT_FALSE(is_ended_too);
 }
 
 TEST(ZprunOnACluster, LeavesAJobOfTheUsersOwn) {
