@@ -201,6 +201,7 @@ INSTANTIATE_TEST_SUITE_P(
         refusal{{"-ccp", "h", "-mpi=mpich2"}, "-mpi=mpich2" + not_on_a_cluster},
         refusal{{"-ccp", "h", "x"}, "-mpi=net" + not_on_a_cluster},
         refusal{{"-ccp", "h", "-t4", "--", "a%B%"}, "a%B%" + changed_on_a_cluster},
+        refusal{{"-ccp", "h", "-t4", "--", "a%%"}, "a%%" + changed_on_a_cluster},
         refusal{{"-ccp", "h", "-t4", "--", "say \"hi\""}, "say \"hi\"" + changed_on_a_cluster}));
 
 TEST(Arguments, SayWhatWasMended) {

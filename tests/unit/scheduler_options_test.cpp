@@ -9,6 +9,8 @@
 
 #include "core/environment.h"
 #include "core/launch_state.h"
+#include "platform/rehearsal.h"
+#include "scheduler/job_identifier.h"
 #include "support/platform_stand_in.h"
 
 using namespace stand_in;
@@ -144,6 +146,16 @@ TEST(SchedulerCount, AsksForWholeMachinesAndAtLeastForEachProcess) {
     EXPECT_EQ(count, scheduler_processor_count())
         << per_node.value_or("none") << " " << processors.value_or("none");
   }
+}
+
+TEST(AddedTask, SaysWhoseJobItIsAddedTo) {
+  rehearsal::begin();
+  command_line command;
+  append_added_task(command, assumed_job_id);
+  append_added_task(command, 12);
+  rehearsal::end();
+  EXPECT_EQ("a task of the job, whose number is assumed", command.pieces.at(0).reason);
+  EXPECT_EQ("a task of the job that is this run's: CCP_JOB_ID", command.pieces.at(1).reason);
 }
 
 // ---- Credential check ---------------------------------------------------------------------
