@@ -90,7 +90,7 @@ TEST(RunRecord, TellsTheRunFromItsArgumentsToItsStatus) {
     EXPECT_THAT(text, HasSubstr(part));
   }
   EXPECT_THAT(text, HasSubstr(std::string(R"("launch": {"command": ")") + command + "\""));
-  EXPECT_EQ(1U, count_of(R"("ZEPHON_INC": )", text));  // however often it was read
+  EXPECT_EQ(1U, count_of(R"("USE_CCP": )", text));  // however often it was read
 }
 
 TEST(RunRecord, TellsAToolsAnswerAndTheJob) {
