@@ -86,7 +86,7 @@ wine_packages=(wine64 xvfb util-linux)
 mpi_packages=(mpich libmpich-dev)
 cluster_packages=(slurm-wlm munge)
 check_packages=(clang clang-format clang-tidy cppcheck shellcheck libclang-rt-14-dev llvm nlohmann-json3-dev
-  python3-jsonschema)
+  python3-jsonschema locales)
 package_packages=(wixl msitools faketime cmark-gfm python3)
 
 # Configures a preset when that was not yet done, or always when asked to: a tool
