@@ -22,7 +22,7 @@
 namespace {
 
 constexpr int new_trace_line = 1706;
-constexpr int new_job_trace_line = 1739;
+constexpr int submit_trace_line = 1739;
 constexpr unsigned long poll_interval = 500;  // milliseconds
 constexpr int polls_per_dot = 10;
 
@@ -47,7 +47,7 @@ int create_job(const std::string &head) {
 bool submit_job(const std::string &head, int job_id) {
   const std::string command = format_text("%s submit /scheduler:%s /id:%d",
                                           state.ccp_job_command.c_str(), head.c_str(), job_id);
-  trace("buf", command, new_job_trace_line);
+  trace("buf", command, submit_trace_line);
   return run_command(command, acts(), [](const std::string &) { return true; }).has_value();
 }
 
