@@ -275,8 +275,9 @@ tidy() {
   xargs ls -S | xargs -P "$jobs" -n 1 clang-tidy --quiet -p "$1" --checks='clang-diagnostic-*'
 }
 
-# The launcher's own files, as the Windows program that they are.
-tidy_launcher() {
+# The launcher's own files, as the Windows program that they are. In a shell of its own,
+# as it waits for all that it has started.
+tidy_launcher() (
   local folder=$root/build/clang files file number=0 group groups=6 tidy_options
   write_clang_commands
   # What a file is compiled with, and what is defined for any of them.
@@ -302,7 +303,7 @@ tidy_launcher() {
   done
   wait
   [ ! -e "$folder/group_failures" ]
-}
+)
 
 # Runs clang-tidy on several files at once, as most of its time goes into the headers
 # that they share. When they cannot be read together, as when two have a function of

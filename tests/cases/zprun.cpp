@@ -6,6 +6,8 @@ namespace cases {
 
 namespace {
 
+const std::string version = LAUNCHER_VERSION;
+
 constexpr const char *front = "zprun";
 
 const std::vector<word> words = {
@@ -171,7 +173,7 @@ launch_family zprun_family() {
                               "there.\n"}},
           {.name = "ShowsItsVersion",
            .arguments = {"-version"},
-           .then = {.output = "zprun " LAUNCHER_VERSION "\n"}},
+           .then = {.output = "zprun " + version + "\n"}},
           {.name = "ShowsItsOptions", .arguments = {"-help"}, .then = {.output = usage}}}};
 }
 

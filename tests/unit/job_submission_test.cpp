@@ -517,7 +517,8 @@ TEST_F(MsmpiSubmission, HearsTheToolOutWithoutAWatcher) {
 }
 
 TEST_F(MsmpiSubmission, GoesOnWithoutOutputAndWithAWatcherThatRunsAtOnce) {
-  for (void (*const given)() :
+  using given_world = void (*)();
+  for (const given_world given :
        {given_no_standard_handles, given_broken_standard_output, given_threads_that_run_at_once}) {
     given_launch();
     given();
