@@ -29,6 +29,7 @@ wine_start() {
   export WINEDEBUG=-all
   export WINEDLLOVERRIDES='mscoree=;mshtml='
   export WINESERVER=$wine_server
+  export LC_ALL=C.UTF-8  # under plain C no file's name may have a letter beyond ASCII
   unset WINEARCH WINELOADER XAUTHORITY WAYLAND_DISPLAY
   claim_prefix
   start_display
