@@ -231,6 +231,9 @@ class Package : public testing::Test {
   void TearDown() override {
     if (installing_) {
       remove_what_is_listed();
+      if (runs_under_wine()) {  // an empty entry of PATH is the current folder to it
+        give_path_back();
+      }
     }
     if (turn_) {
       ReleaseMutex(turn_.get());
@@ -241,11 +244,6 @@ class Package : public testing::Test {
     EXPECT_EQ(std::vector<std::string>(), listed_versions());
     EXPECT_EQ(before_, installed_files());
     EXPECT_EQ(path_before_, machine_path());
-    if (runs_under_wine()) {  // an empty entry of PATH is the current folder to it
-      RegSetKeyValueA(
-          HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment",
-          "PATH", REG_EXPAND_SZ, path_before_.c_str(), static_cast<DWORD>(path_before_.size() + 1));
-    }
     HKEY key = nullptr;
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Zephon\\Launcher",
                                                   0, KEY_READ | KEY_WOW64_64KEY, &key));
@@ -258,6 +256,12 @@ class Package : public testing::Test {
       package("OLDER_PACKAGES", "older_packages", "zephon-launcher-1.0.0-win64.msi");
 
  private:
+  void give_path_back() const {
+    RegSetKeyValueA(
+        HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment",
+        "PATH", REG_EXPAND_SZ, path_before_.c_str(), static_cast<DWORD>(path_before_.size() + 1));
+  }
+
   static void remove_what_is_listed() {
     for (const auto &product : listed_products()) {
       (void)run_system_program("msiexec.exe", "/x " + product.code + " /qn");
