@@ -60,8 +60,8 @@ await_jobs() {
 #   measure COUNT [LIMIT]
 measure() {
   local count=$1 before after began
-  # Each launcher has started, and waits with its longest pause, before it is counted. Its
-  # job does not end before it is seen.
+  # Each launcher has started, and its pauses have grown, before it is counted. Its job
+  # does not end before it is seen.
   local queued=$((2 * limit + window + count / 4))
   rm -f "$place"/outputs/*
   start_head_node "$queued" $((4 * limit + count))
